@@ -1,0 +1,16 @@
+# What every target of the project is compiled with.
+add_library(zrt_options INTERFACE)
+target_include_directories(zrt_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(zrt_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+
+if(ZRTMON_SANITIZE)
+    add_compile_options(-fsanitize=${ZRTMON_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${ZRTMON_SANITIZE})
+endif()
+
+if(WIN32)
+    # MONITOR2 ends with the bidi entry below Windows 7; the table must not grow with the SDK.
+    target_compile_definitions(zrt_options INTERFACE _WIN32_WINNT=0x0600 NTDDI_VERSION=0x06000000)
+    add_link_options(-static -Wl,--dynamicbase -Wl,--nxcompat)
+endif()

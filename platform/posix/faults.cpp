@@ -1,0 +1,60 @@
+#include "platform/faults.h"
+
+#include <atomic>
+#include <stdexcept>
+
+namespace zrtmon {
+
+namespace {
+
+struct PointState {
+    std::atomic<bool> armed = false;
+    std::atomic<bool> fired = false;
+    std::atomic<uint64_t> calls = 0;
+    std::atomic<uint64_t> failAt = 0;
+};
+
+constexpr size_t kPointCount = 3;
+constinit PointState g_points[kPointCount];
+constinit thread_local unsigned t_faultFreeDepth = 0;
+
+PointState& StateOf(FaultPoint point) { return g_points[static_cast<size_t>(point)]; }
+
+} // namespace
+
+FaultPlan::FaultPlan(FaultPoint point, uint64_t failAt) : m_point(point)
+{
+    PointState& state = StateOf(point);
+    if (state.armed) {
+        throw std::logic_error("FaultPlan: this kind of call has a plan already");
+    }
+    state.fired = false;
+    state.calls = 0;
+    state.failAt = failAt;
+    state.armed = true;
+}
+
+FaultPlan::~FaultPlan() { StateOf(m_point).armed = false; }
+
+bool FaultPlan::Fired() const { return StateOf(m_point).fired; }
+
+uint64_t FaultPlan::Calls() const { return StateOf(m_point).calls; }
+
+FaultFree::FaultFree() { ++t_faultFreeDepth; }
+
+FaultFree::~FaultFree() { --t_faultFreeDepth; }
+
+bool FaultDue(FaultPoint point) noexcept
+{
+    PointState& state = StateOf(point);
+    if (!state.armed.load(std::memory_order_relaxed) || t_faultFreeDepth != 0) {
+        return false;
+    }
+    if (state.calls.fetch_add(1) != state.failAt) {
+        return false;
+    }
+    state.fired = true;
+    return true;
+}
+
+} // namespace zrtmon

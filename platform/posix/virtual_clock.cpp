@@ -1,0 +1,132 @@
+#include "platform/virtual_clock.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "platform/posix/wait_engine.h"
+#include "platform/posix/waitable.h"
+
+namespace zrtmon {
+
+using namespace posix;
+
+namespace {
+
+[[noreturn]] void ReportMisuse(const char* what)
+{
+    std::fprintf(stderr, "virtual clock: %s\n", what);
+    std::abort();
+}
+
+CVirtualTime& Installed()
+{
+    CVirtualTime* const clock = CWaitEngine::Get().Virtual();
+    if (!clock) {
+        ReportMisuse("none is installed");
+    }
+    return *clock;
+}
+
+} // namespace
+
+VirtualClock::VirtualClock(DWORD startTick)
+{
+    CWaitEngine& engine = CWaitEngine::Get();
+    const Lock lock = engine.Acquire();
+    if (engine.Virtual()) {
+        ReportMisuse("there is one already");
+    }
+    engine.InstallVirtual(startTick);
+    Installed().AddParticipant();
+    ThisThread().participantOf = Installed().Generation();
+}
+
+VirtualClock::~VirtualClock()
+{
+    CWaitEngine& engine = CWaitEngine::Get();
+    const Lock lock = engine.Acquire();
+    if (Installed().Participants() != 1) {
+        ReportMisuse("destroyed while threads of it live");
+    }
+    engine.RemoveVirtual();
+    ThisThread().participantOf = 0;
+}
+
+uint64_t VirtualClock::Elapsed() const
+{
+    const Lock lock = CWaitEngine::Get().Acquire();
+    return Installed().ElapsedMs();
+}
+
+void VirtualClock::SetLocalTime(const SYSTEMTIME& now)
+{
+    const std::optional<CalendarTime> time = ToCalendarTime(now);
+    if (!time) {
+        throw std::invalid_argument("VirtualClock::SetLocalTime: no date");
+    }
+    const Lock lock = CWaitEngine::Get().Acquire();
+    Installed().SetLocalNow(*time);
+}
+
+/// Outlives its thread, since joining is what ends it.
+struct VirtualClock::Thread::State {
+    explicit State(std::function<void()> threadBody) : body(std::move(threadBody)) {}
+
+    void Run();
+
+    const std::function<void()> body;
+    CEventObject ended{/*manualReset=*/true, /*initiallySet=*/false};
+    std::thread thread;
+};
+
+void VirtualClock::Thread::State::Run()
+{
+    {
+        const Lock lock = CWaitEngine::Get().Acquire();
+        ThisThread().participantOf = Installed().Generation();
+    }
+    body();
+    // In one step, so that time stands still between the thread's last act and what others see of its end.
+    const Lock lock = CWaitEngine::Get().Acquire();
+    CMutexObject::AbandonAll(ThisThread());
+    ended.Set();
+    ThisThread().participantOf = 0;
+    Installed().RemoveParticipant();
+}
+
+VirtualClock::Thread::Thread(std::function<void()> body) : m_state(std::make_unique<State>(std::move(body)))
+{
+    {
+        const Lock lock = CWaitEngine::Get().Acquire();
+        Installed().AddParticipant();
+    }
+    try {
+        m_state->thread = std::thread(&State::Run, m_state.get());
+    } catch (...) {
+        const Lock lock = CWaitEngine::Get().Acquire();
+        Installed().RemoveParticipant();
+        throw;
+    }
+}
+
+VirtualClock::Thread::~Thread() { Join(); }
+
+VirtualClock::Thread::Thread(Thread&&) noexcept = default;
+
+void VirtualClock::Thread::Join()
+{
+    if (!m_state || !m_state->thread.joinable()) {
+        return;
+    }
+    {
+        Lock lock = CWaitEngine::Get().Acquire();
+        m_state->ended.Take(lock, ThisThread(), INFINITE);
+    }
+    // Only the last instructions of the thread are left, which wait for nobody.
+    m_state->thread.join();
+}
+
+} // namespace zrtmon

@@ -1,0 +1,61 @@
+/// The time of an installed virtual clock and the threads that it counts.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/posix/calendar.h"
+#include "platform/posix/intrusive_list.h"
+#include "platform/win32.h"
+
+namespace zrtmon::posix {
+
+class Waiter;
+struct ThreadState;
+struct ClockTag;
+
+inline constexpr uint64_t kNoDeadline = UINT64_MAX;
+
+/// Every function needs the engine's lock. A waiter that is marked awake counts as running from that moment
+/// on, long before its thread really runs, so that time cannot move between a signal and its effect.
+class CVirtualTime {
+public:
+    CVirtualTime(uint64_t generation, DWORD startTick) : m_generation(generation), m_startTick(startTick) {}
+
+    uint64_t Generation() const { return m_generation; }
+    uint64_t ElapsedMs() const { return m_nowMs; }
+    /// Wraps with the tick's 32 bits.
+    DWORD Tick() const { return static_cast<DWORD>(m_startTick + m_nowMs); }
+
+    CalendarTime LocalNow() const { return m_localStart + std::chrono::milliseconds(m_nowMs); }
+    void SetLocalNow(CalendarTime now) { m_localStart = now - std::chrono::milliseconds(m_nowMs); }
+
+    /// One more thread that is counted, and runs.
+    void AddParticipant();
+    /// A running thread that is counted no longer.
+    void RemoveParticipant();
+    size_t Participants() const { return m_participants; }
+
+    /// The waiter's thread blocks from now on; its deadline is set here. May find it due at once.
+    void Park(Waiter& waiter, DWORD timeoutMs);
+    /// The waiter's thread runs from now on.
+    void NoteAwake(Waiter& waiter);
+    /// Lets go of waiters that are not counted, before the clock goes: their time is up.
+    void ReleaseWaiters();
+
+private:
+    void AdvanceWhileIdle();
+    uint64_t EarliestDeadline(bool countedOnly) const;
+    void WakeDue();
+    [[noreturn]] void ReportDeadlock() const;
+
+    const uint64_t m_generation;
+    const uint64_t m_startTick;
+    uint64_t m_nowMs = 0;
+    CalendarTime m_localStart = kVirtualLocalStart;
+    size_t m_participants = 0;
+    size_t m_running = 0; ///< of the participants
+    CIntrusiveList<Waiter, ClockTag> m_waiters;
+};
+
+} // namespace zrtmon::posix

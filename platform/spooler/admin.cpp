@@ -1,0 +1,84 @@
+#include "platform/spooler_admin.h"
+
+#include <utility>
+
+#include "platform/spooler/printer_store.h"
+#include "platform/sync.h"
+
+namespace zrtmon::spooler {
+
+void CreatePrinter(const std::wstring& printerName, ACCESS_MASK access)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    store.CreatePrinter(printerName, access);
+}
+
+void RemovePrinter(const std::wstring& printerName)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    store.RemovePrinter(printerName);
+}
+
+DWORD SubmitJob(const std::wstring& printerName, const std::wstring& documentName)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    Printer* const printer = store.FindPrinter(printerName);
+    if (!printer) {
+        return 0;
+    }
+    Job job = {store.TakeJobId(), documentName, 0, {}};
+    GetLocalTime(&job.submitted);
+    printer->jobs.push_back(std::move(job));
+    return printer->jobs.back().id;
+}
+
+std::optional<DWORD> JobStatus(const std::wstring& printerName, DWORD jobId)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    Printer* const printer = store.FindPrinter(printerName);
+    const Job* const job = printer ? printer->FindJob(jobId) : nullptr;
+    return job ? std::optional(job->status) : std::nullopt;
+}
+
+bool RemoveJob(const std::wstring& printerName, DWORD jobId)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    Printer* const printer = store.FindPrinter(printerName);
+    return printer && std::erase_if(printer->jobs, [jobId](const Job& job) { return job.id == jobId; }) != 0;
+}
+
+void StoreValue(const std::wstring& printerName, const std::wstring& valueName, DWORD type,
+                const std::string& bytes)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    if (Printer* const printer = store.FindPrinter(printerName)) {
+        printer->values.insert_or_assign(valueName, Value{type, bytes});
+    }
+}
+
+std::optional<std::string> LoadValue(const std::wstring& printerName, const std::wstring& valueName)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    const Printer* const printer = store.FindPrinter(printerName);
+    if (!printer) {
+        return std::nullopt;
+    }
+    const auto value = printer->values.find(valueName);
+    return value == printer->values.end() ? std::nullopt : std::optional(value->second.bytes);
+}
+
+size_t OpenPrinterCount()
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    return store.OpenCount();
+}
+
+} // namespace zrtmon::spooler

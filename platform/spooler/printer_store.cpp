@@ -1,0 +1,64 @@
+#include "platform/spooler/printer_store.h"
+
+#include <algorithm>
+
+#include "platform/never_destroyed.h"
+
+namespace zrtmon::spooler {
+
+namespace {
+
+// Printer handles fit into 32 bits, and no event or mutex has a value among them.
+constexpr uintptr_t kFirstValue = 0x50000000;
+constexpr uintptr_t kStep = 4;
+
+uintptr_t ToKey(HANDLE handle) { return reinterpret_cast<uintptr_t>(handle); }
+
+} // namespace
+
+Job* Printer::FindJob(DWORD jobId)
+{
+    const auto found =
+        std::find_if(jobs.begin(), jobs.end(), [jobId](const Job& job) { return job.id == jobId; });
+    return found == jobs.end() ? nullptr : &*found;
+}
+
+CPrinterStore& CPrinterStore::Get() { return NeverDestroyed<CPrinterStore>(); }
+
+void CPrinterStore::CreatePrinter(const std::wstring& name, ACCESS_MASK access)
+{
+    auto printer = std::make_shared<Printer>();
+    printer->name = name;
+    printer->access = access;
+    m_printers[name] = std::move(printer);
+}
+
+Printer* CPrinterStore::FindPrinter(const std::wstring& name)
+{
+    const auto found = m_printers.find(name);
+    return found == m_printers.end() ? nullptr : found->second.get();
+}
+
+HANDLE CPrinterStore::Open(const std::wstring& name, ACCESS_MASK access)
+{
+    const uintptr_t key = kFirstValue + kStep * ++m_lastSerial;
+    m_open.emplace(key, OpenPrinter{m_printers.at(name), access});
+    return reinterpret_cast<HANDLE>(key);
+}
+
+bool CPrinterStore::Close(HANDLE handle) { return m_open.erase(ToKey(handle)) != 0; }
+
+Printer* CPrinterStore::FromHandle(HANDLE handle)
+{
+    const auto found = m_open.find(ToKey(handle));
+    // The store's own pointer keeps the printer alive while its lock is held.
+    return found == m_open.end() ? nullptr : found->second.printer.lock().get();
+}
+
+bool CPrinterStore::MayAdminister(HANDLE handle) const
+{
+    const auto found = m_open.find(ToKey(handle));
+    return found != m_open.end() && (found->second.access & PRINTER_ACCESS_ADMINISTER) != 0;
+}
+
+} // namespace zrtmon::spooler

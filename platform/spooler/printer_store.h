@@ -1,0 +1,87 @@
+/// The spooler's printers with their named values and job queues, and the handles that are open on them.
+///
+/// Neutral code: it serves the printer services of every system that lacks a print spooler.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/sync.h"
+#include "platform/win32.h"
+
+namespace zrtmon::spooler {
+
+struct NameLess {
+    bool operator()(const std::wstring& left, const std::wstring& right) const
+    {
+        return lstrcmpiW(left.c_str(), right.c_str()) < 0;
+    }
+};
+
+struct Value {
+    DWORD type;
+    std::string bytes;
+};
+
+struct Job {
+    DWORD id;
+    std::wstring document;
+    DWORD status;
+    SYSTEMTIME submitted; ///< local time
+};
+
+struct Printer {
+    std::wstring name;
+    ACCESS_MASK access; ///< what it may be opened with
+    std::map<std::wstring, Value, NameLess> values;
+    std::vector<Job> jobs; ///< the next to print first
+
+    /// Null when it is not in the queue.
+    Job* FindJob(DWORD jobId);
+};
+
+/// Every function needs the store's lock, and whatever it gives is borrowed for as long as that is held.
+/// Functions that make something throw std::bad_alloc and have then changed nothing.
+class CPrinterStore {
+public:
+    /// The process's one.
+    static CPrinterStore& Get();
+
+    CCriticalSection& Section() { return m_section; }
+
+    /// Replaces a printer of that name; handles of the old one serve nothing any more.
+    void CreatePrinter(const std::wstring& name, ACCESS_MASK access);
+    void RemovePrinter(const std::wstring& name) { m_printers.erase(name); }
+    /// Null when there is none.
+    Printer* FindPrinter(const std::wstring& name);
+
+    /// A new handle; access says what may be done with it.
+    HANDLE Open(const std::wstring& name, ACCESS_MASK access);
+    bool Close(HANDLE handle);
+    /// The printer of a handle, null when the handle is not open or its printer is gone.
+    Printer* FromHandle(HANDLE handle);
+    bool MayAdminister(HANDLE handle) const;
+    size_t OpenCount() const { return m_open.size(); }
+
+    /// The next job's id, counted over all printers.
+    DWORD TakeJobId() { return ++m_lastJobId; }
+
+private:
+    struct OpenPrinter {
+        std::weak_ptr<Printer> printer;
+        ACCESS_MASK access;
+    };
+
+    CCriticalSection m_section;
+    std::map<std::wstring, std::shared_ptr<Printer>, NameLess> m_printers;
+    std::map<uintptr_t, OpenPrinter> m_open;
+    uintptr_t m_lastSerial = 0;
+    DWORD m_lastJobId = 0;
+};
+
+} // namespace zrtmon::spooler

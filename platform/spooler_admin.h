@@ -1,0 +1,44 @@
+/// The spooler's own side of its printers and jobs: what an administrator and the print queue do.
+///
+/// The services themselves (OpenPrinterW, SetPrinterDataW, EnumJobsW, ...) are those of
+/// `platform/win32.h`. Functions here may be called from any thread and throw std::bad_alloc.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/win32.h"
+
+#ifndef ZRT_PLATFORM_API
+#define ZRT_PLATFORM_API
+#endif
+
+namespace zrtmon::spooler {
+
+/// Makes a printer that OpenPrinterW finds under this name, in any letter case; access is what the
+/// caller may open it with. A printer of that name is replaced, its values and jobs with it.
+ZRT_PLATFORM_API void CreatePrinter(const std::wstring& printerName,
+                                    ACCESS_MASK access = PRINTER_ACCESS_ADMINISTER | PRINTER_ACCESS_USE);
+/// Handles that are open on the printer serve nothing any more (error 6), but are to be closed as ever.
+ZRT_PLATFORM_API void RemovePrinter(const std::wstring& printerName);
+
+/// Appends a job to the printer's queue, its status 0; answers its id, or 0 when there is no such
+/// printer.
+ZRT_PLATFORM_API DWORD SubmitJob(const std::wstring& printerName, const std::wstring& documentName);
+/// The JOB_STATUS_* bits of a job, nothing when it is not in the queue.
+ZRT_PLATFORM_API std::optional<DWORD> JobStatus(const std::wstring& printerName, DWORD jobId);
+/// Takes a job out of the queue; false when it is not there.
+ZRT_PLATFORM_API bool RemoveJob(const std::wstring& printerName, DWORD jobId);
+
+/// Stores a value as an administrator would, whatever access callers have. Bytes are stored as they are.
+/// Does nothing when there is no such printer.
+ZRT_PLATFORM_API void StoreValue(const std::wstring& printerName, const std::wstring& valueName, DWORD type,
+                                 const std::string& bytes);
+/// The bytes of a value, nothing when there is none.
+ZRT_PLATFORM_API std::optional<std::string> LoadValue(const std::wstring& printerName,
+                                                      const std::wstring& valueName);
+
+/// Printer handles that are open in this process.
+ZRT_PLATFORM_API size_t OpenPrinterCount();
+
+} // namespace zrtmon::spooler

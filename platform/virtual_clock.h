@@ -1,0 +1,57 @@
+/// A clock that a test holds. Not there on Windows, whose waits are the system's own.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "platform/win32.h"
+
+namespace zrtmon {
+
+/// While one exists, ticks, sleeps, waits and the local time are its own: time stands still while any
+/// participating thread runs, and jumps to the next deadline as soon as every one of them sleeps or
+/// waits. Participants are the thread that constructed the clock and those of `VirtualClock::Thread`.
+/// A set of participants that all wait without a limit is a deadlock: the process ends with a line that says
+/// what each waits for.
+///
+/// Other threads are served too: they wait on this clock, but it does not stand still for them. A wait with a
+/// limit that one of them is in when the clock goes is timed out.
+///
+/// At most one exists at a time. It must outlive its threads and is destroyed by the thread that made it; any
+/// other use ends the process with a line that says what is wrong.
+class ZRT_PLATFORM_API VirtualClock {
+public:
+    /// startTick is the first GetTickCount, so that a test can begin shortly before the wrap.
+    explicit VirtualClock(DWORD startTick = 0);
+    ~VirtualClock();
+    VirtualClock(const VirtualClock&) = delete;
+    VirtualClock& operator=(const VirtualClock&) = delete;
+
+    /// Virtual milliseconds since construction. Any thread.
+    uint64_t Elapsed() const;
+
+    /// Sets the local time of this moment; it runs on from there, and may be set back. Before the first
+    /// call it is 2026-01-05 08:00 at construction. The day of the week is not looked at.
+    /// Throws std::invalid_argument for fields that make no date.
+    void SetLocalTime(const SYSTEMTIME& now);
+
+    /// A participating thread: counted from construction on, so that time cannot run away before it starts,
+    /// to the end of body, where the mutexes that it still owns are abandoned. An exception that leaves body
+    /// ends the process. Join waits on the virtual clock; the destructor joins.
+    class ZRT_PLATFORM_API Thread {
+    public:
+        /// Throws std::bad_alloc, or std::system_error when the system gives no thread.
+        explicit Thread(std::function<void()> body);
+        ~Thread();
+        Thread(Thread&&) noexcept;
+        Thread& operator=(Thread&&) = delete;
+        void Join();
+
+    private:
+        struct State;
+        std::unique_ptr<State> m_state;
+    };
+};
+
+} // namespace zrtmon

@@ -1,0 +1,480 @@
+// What the code above the platform layer relies on, whichever system serves it. Time here is real.
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/sync.h"
+#include "platform/win32.h"
+
+namespace {
+
+using zrtmon::CCriticalSection;
+using zrtmon::CHandle;
+using zrtmon::CMutexHold;
+using zrtmon::CSectionHold;
+
+// One type for all of them; the systems' headers disagree.
+constexpr DWORD kSignalled = WAIT_OBJECT_0;
+constexpr DWORD kAbandoned = WAIT_ABANDONED;
+constexpr DWORD kTimeout = WAIT_TIMEOUT;
+constexpr DWORD kFailed = WAIT_FAILED;
+constexpr DWORD kMarker = 4711;
+
+constexpr DWORD kShortMs = 30;
+constexpr DWORD kLongMs = 5000;    // never reached by a sound system
+constexpr DWORD kTickGrainMs = 16; // ticks may stand still for that long
+
+CHandle MakeEvent(bool manualReset, bool set = false)
+{
+    return CHandle(CreateEventW(nullptr, manualReset, set, nullptr));
+}
+
+CHandle MakeMutex(bool owned = false) { return CHandle(CreateMutexW(nullptr, owned, nullptr)); }
+
+DWORD Wait(const CHandle& handle, DWORD timeoutMs = 0)
+{
+    return WaitForSingleObject(handle.Get(), timeoutMs);
+}
+
+void OnOtherThread(const std::function<void()>& body) { std::thread(body).join(); }
+
+DWORD WaitOnOtherThread(const CHandle& handle, DWORD timeoutMs = 0)
+{
+    DWORD outcome = kFailed;
+    OnOtherThread([&] { outcome = Wait(handle, timeoutMs); });
+    return outcome;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Events
+
+struct EventCase {
+    const char* name;
+    bool manualReset;
+    bool initiallySet;
+    const char* script; // S set, R reset, W a wait is let through, w a wait finds it unset
+};
+
+class EventStates : public testing::TestWithParam<EventCase> {};
+
+TEST_P(EventStates, FollowTheScript)
+{
+    const CHandle event = MakeEvent(GetParam().manualReset, GetParam().initiallySet);
+    ASSERT_TRUE(event);
+    for (const char* step = GetParam().script; *step != '\0'; ++step) {
+        SCOPED_TRACE(step);
+        switch (*step) {
+        case 'S':
+            EXPECT_TRUE(SetEvent(event.Get()));
+            break;
+        case 'R':
+            EXPECT_TRUE(ResetEvent(event.Get()));
+            break;
+        default:
+            EXPECT_EQ(*step == 'W' ? kSignalled : kTimeout, Wait(event));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Events, EventStates,
+                         testing::Values(EventCase{"AutoLetsOneThrough", false, false, "wSWw"},
+                                         EventCase{"AutoDoesNotCount", false, false, "SSWw"},
+                                         EventCase{"AutoReset", false, false, "SRwRSW"},
+                                         EventCase{"AutoInitiallySet", false, true, "Ww"},
+                                         EventCase{"ManualLetsAllThrough", true, false, "wSWWW"},
+                                         EventCase{"ManualReset", true, false, "SWRwSW"},
+                                         EventCase{"ManualInitiallySet", true, true, "WWRw"}),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST(Events, ASignalWakesOneWaiterOfAnAutoResetEventAndAllOfAManualOne)
+{
+    for (const bool manualReset : {false, true}) {
+        SCOPED_TRACE(manualReset);
+        const CHandle event = MakeEvent(manualReset);
+        const CHandle woken = MakeEvent(false);
+        std::atomic<int> count = 0;
+        std::vector<std::thread> waiters;
+        for (int i = 0; i < 3; ++i) {
+            waiters.emplace_back([&] {
+                if (Wait(event, kLongMs) == kSignalled) {
+                    ++count;
+                    SetEvent(woken.Get());
+                }
+            });
+        }
+        EXPECT_EQ(kTimeout, Wait(woken, kShortMs)) << "a waiter came through an event that nobody set";
+        SetEvent(event.Get());
+        EXPECT_EQ(kSignalled, Wait(woken, kLongMs));
+        if (!manualReset) {
+            EXPECT_EQ(kTimeout, Wait(woken, kShortMs)) << "one signal let two through";
+            SetEvent(event.Get());
+            EXPECT_EQ(kSignalled, Wait(woken, kLongMs));
+            SetEvent(event.Get());
+        }
+        for (std::thread& waiter : waiters) {
+            waiter.join();
+        }
+        EXPECT_EQ(3, count);
+    }
+}
+
+TEST(Events, AWaitEndsWhenItsTimeIsUp)
+{
+    const CHandle event = MakeEvent(false);
+    const DWORD start = GetTickCount();
+    EXPECT_EQ(kTimeout, Wait(event, kShortMs));
+    const DWORD taken = GetTickCount() - start;
+    EXPECT_GE(taken + kTickGrainMs, kShortMs);
+    EXPECT_LT(taken, kLongMs);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Mutexes
+
+TEST(Mutexes, AreTakenAgainByTheirOwnerAndReleasedAsOften)
+{
+    const CHandle mutex = MakeMutex(/*owned=*/true);
+    EXPECT_EQ(kSignalled, Wait(mutex));
+    EXPECT_EQ(kSignalled, Wait(mutex, kLongMs));
+    for (int depth = 3; depth > 0; --depth) {
+        SCOPED_TRACE(depth);
+        EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex));
+        EXPECT_TRUE(ReleaseMutex(mutex.Get()));
+    }
+    EXPECT_FALSE(ReleaseMutex(mutex.Get()));
+    EXPECT_EQ(DWORD{ERROR_NOT_OWNER}, GetLastError());
+    OnOtherThread([&] {
+        EXPECT_EQ(kSignalled, Wait(mutex));
+        EXPECT_TRUE(ReleaseMutex(mutex.Get()));
+    });
+}
+
+TEST(Mutexes, OnlyTheOwnerReleases)
+{
+    const CHandle mutex = MakeMutex(/*owned=*/true);
+    OnOtherThread([&] {
+        EXPECT_FALSE(ReleaseMutex(mutex.Get()));
+        EXPECT_EQ(DWORD{ERROR_NOT_OWNER}, GetLastError());
+    });
+    EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex));
+}
+
+TEST(Mutexes, AReleaseLetsAWaiterIn)
+{
+    const CHandle mutex = MakeMutex(/*owned=*/true);
+    std::atomic<DWORD> outcome = kFailed;
+    std::thread waiter([&] {
+        outcome = Wait(mutex, kLongMs);
+        ReleaseMutex(mutex.Get());
+    });
+    Sleep(kShortMs);
+    EXPECT_EQ(kFailed, outcome) << "the waiter did not wait";
+    ReleaseMutex(mutex.Get());
+    waiter.join();
+    EXPECT_EQ(kSignalled, outcome);
+}
+
+TEST(Mutexes, WhatAnEndedThreadOwnedIsAbandonedOnce)
+{
+    const CHandle mutex = MakeMutex();
+    EXPECT_EQ(kSignalled, WaitOnOtherThread(mutex));
+    EXPECT_EQ(kAbandoned, Wait(mutex));
+    EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex)) << "who gets an abandoned mutex owns it";
+    EXPECT_TRUE(ReleaseMutex(mutex.Get()));
+    EXPECT_FALSE(ReleaseMutex(mutex.Get()));
+    EXPECT_EQ(kSignalled, Wait(mutex));
+    EXPECT_TRUE(ReleaseMutex(mutex.Get()));
+}
+
+TEST(Mutexes, TheEndOfTheOwnerWakesAWaiter)
+{
+    const CHandle mutex = MakeMutex();
+    const CHandle taken = MakeEvent(false);
+    std::thread owner([&] {
+        Wait(mutex);
+        Wait(mutex);
+        SetEvent(taken.Get());
+        Sleep(kShortMs);
+    });
+    EXPECT_EQ(kSignalled, Wait(taken, kLongMs));
+    EXPECT_EQ(kAbandoned, Wait(mutex, kLongMs));
+    owner.join();
+    EXPECT_TRUE(ReleaseMutex(mutex.Get()));
+    EXPECT_EQ(kSignalled, Wait(mutex)) << "abandoned a second time";
+    EXPECT_TRUE(ReleaseMutex(mutex.Get()));
+}
+
+TEST(Mutexes, AHoldLetsAnAbandonedMutexGoAndThenFindsItSound)
+{
+    const CHandle mutex = MakeMutex();
+    EXPECT_EQ(kSignalled, WaitOnOtherThread(mutex));
+    EXPECT_FALSE(CMutexHold(mutex.Get(), 0).IsHeld());
+    {
+        const CMutexHold hold(mutex.Get(), 0);
+        EXPECT_TRUE(hold.IsHeld());
+        EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex));
+    }
+    OnOtherThread([&] { EXPECT_TRUE(CMutexHold(mutex.Get(), 0).IsHeld()); });
+    EXPECT_FALSE(CMutexHold(nullptr, 0).IsHeld());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Handles
+
+TEST(Handles, ThatAreNotOpenOrOfAnotherKindAreRefused)
+{
+    const CHandle event = MakeEvent(true);
+    const CHandle mutex = MakeMutex(/*owned=*/true);
+    // The last to be made, since its value may be given again.
+    HANDLE const closed = MakeEvent(true, true).Get();
+    using Call = std::function<bool(HANDLE)>; // whether it succeeded
+    const Call wait = [](HANDLE handle) { return WaitForSingleObject(handle, 0) != kFailed; };
+    const Call set = [](HANDLE handle) { return SetEvent(handle) != FALSE; };
+    const Call reset = [](HANDLE handle) { return ResetEvent(handle) != FALSE; };
+    const Call release = [](HANDLE handle) { return ReleaseMutex(handle) != FALSE; };
+    const Call close = [](HANDLE handle) { return CloseHandle(handle) != FALSE; };
+    HANDLE const foreign = reinterpret_cast<HANDLE>(uintptr_t{0x7FFFFFF0});
+    const struct {
+        const char* name;
+        HANDLE handle;
+        std::vector<Call> refusing;
+    } cases[] = {{"null", nullptr, {wait, set, reset, release, close}},
+                 {"closed", closed, {wait, set, reset, release, close}},
+                 {"foreign", foreign, {wait, set, reset, release, close}},
+                 {"event", event.Get(), {release}},
+                 {"mutex", mutex.Get(), {set, reset}}};
+    for (const auto& row : cases) {
+        for (size_t call = 0; call < row.refusing.size(); ++call) {
+            SCOPED_TRACE(row.name + std::string(" call ") + std::to_string(call));
+            SetLastError(kMarker);
+            EXPECT_FALSE(row.refusing[call](row.handle));
+            EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE}, GetLastError());
+        }
+    }
+}
+
+TEST(Handles, OwnersCloseAndHandOver)
+{
+    CHandle first = MakeEvent(true, true);
+    HANDLE const raw = first.Get();
+    CHandle second = std::move(first);
+    EXPECT_FALSE(first);
+    EXPECT_EQ(kSignalled, WaitForSingleObject(raw, 0));
+    second = MakeEvent(true);
+    EXPECT_EQ(kTimeout, Wait(second));
+    EXPECT_NE(raw, second.Get());
+    EXPECT_EQ(kFailed, WaitForSingleObject(raw, 0)) << "the old handle is still open";
+}
+
+// ---------------------------------------------------------------------------------------------
+// Critical sections
+
+TEST(CriticalSections, KeepThreadsApartAndCountTheirOwner)
+{
+    CCriticalSection section;
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 2000;
+    int64_t count = 0; // unguarded but for the section
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < kRounds; ++round) {
+                const CSectionHold outer(section);
+                const CSectionHold inner(section);
+                ++count;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(kThreads * kRounds, count);
+}
+
+TEST(CriticalSections, AreFreeAfterTheLastLeaveOnly)
+{
+    CCriticalSection section;
+    std::atomic<bool> entered = false;
+    EnterCriticalSection(section.Get());
+    EnterCriticalSection(section.Get());
+    std::thread other([&] {
+        const CSectionHold hold(section);
+        entered = true;
+    });
+    LeaveCriticalSection(section.Get());
+    Sleep(kShortMs);
+    EXPECT_FALSE(entered);
+    LeaveCriticalSection(section.Get());
+    other.join();
+    EXPECT_TRUE(entered);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Last error, time
+
+TEST(LastError, IsEachThreadsOwnAndKeptBySuccess)
+{
+    const CHandle event = MakeEvent(true);
+    const CHandle changed = MakeEvent(true);
+    std::thread other([&] {
+        Wait(event, kLongMs);
+        EXPECT_EQ(DWORD{ERROR_SUCCESS}, GetLastError());
+        SetLastError(ERROR_BUSY);
+        SetEvent(changed.Get());
+        EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
+    });
+    SetLastError(kMarker);
+    const BOOL set = SetEvent(event.Get());
+    const DWORD outcome = Wait(changed, kLongMs);
+    EXPECT_EQ(kMarker, GetLastError());
+    EXPECT_TRUE(set);
+    EXPECT_EQ(kSignalled, outcome);
+    other.join();
+}
+
+TEST(Ticks, CountWhatASleepTakes)
+{
+    const DWORD start = GetTickCount();
+    Sleep(2 * kShortMs);
+    const DWORD taken = GetTickCount() - start;
+    EXPECT_GE(taken + kTickGrainMs, 2 * kShortMs);
+    EXPECT_LT(taken, kLongMs);
+    Sleep(0);
+}
+
+TEST(LocalTime, IsADate)
+{
+    SYSTEMTIME now = {};
+    FILETIME count = {};
+    GetLocalTime(&now);
+    EXPECT_TRUE(SystemTimeToFileTime(&now, &count));
+    EXPECT_GE(now.wYear, 2024);
+    EXPECT_LT(now.wDayOfWeek, 7);
+}
+
+struct DateCase {
+    const char* name;
+    SYSTEMTIME fields; // year, month, day of the week, day, hour, minute, second, ms
+    bool ok;
+    uint64_t count;
+};
+
+class FileTimes : public testing::TestWithParam<DateCase> {};
+
+TEST_P(FileTimes, AreConvertedOrRefused)
+{
+    const DateCase& row = GetParam();
+    FILETIME count = {1, 1};
+    SetLastError(kMarker);
+    ASSERT_EQ(row.ok, SystemTimeToFileTime(&row.fields, &count) != FALSE);
+    if (row.ok) {
+        EXPECT_EQ(row.count, uint64_t{count.dwHighDateTime} << 32 | count.dwLowDateTime);
+    } else {
+        EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Dates, FileTimes,
+    testing::Values(DateCase{"Start", {1601, 1, 0, 1, 0, 0, 0, 0}, true, 0},
+                    DateCase{"OneMillisecond", {1601, 1, 0, 1, 0, 0, 0, 1}, true, 10'000},
+                    DateCase{"Epoch", {1970, 1, 4, 1, 0, 0, 0, 0}, true, 116'444'736'000'000'000},
+                    DateCase{"WrongWeekday", {1970, 1, 99, 1, 0, 0, 0, 0}, true, 116'444'736'000'000'000},
+                    DateCase{"LeapDay", {2000, 2, 2, 29, 12, 34, 56, 789}, true, 125'963'012'967'890'000},
+                    DateCase{"LeapDay2024", {2024, 2, 0, 29, 23, 59, 59, 999}, true, 133'537'247'999'990'000},
+                    DateCase{"DayAfterIt", {2024, 3, 0, 1, 0, 0, 0, 0}, true, 133'537'248'000'000'000},
+                    DateCase{"Last", {30827, 12, 0, 31, 23, 59, 59, 999}, true, 9'223'149'887'999'990'000},
+                    DateCase{"YearBeforeStart", {1600, 12, 0, 31, 0, 0, 0, 0}, false, 0},
+                    DateCase{"MonthZero", {2024, 0, 0, 1, 0, 0, 0, 0}, false, 0},
+                    DateCase{"Month13", {2024, 13, 0, 1, 0, 0, 0, 0}, false, 0},
+                    DateCase{"MonthOfManyBits", {2024, 257, 0, 1, 0, 0, 0, 0}, false, 0},
+                    DateCase{"DayZero", {2024, 1, 0, 0, 0, 0, 0, 0}, false, 0},
+                    DateCase{"DayOfManyBits", {2024, 1, 0, 257, 0, 0, 0, 0}, false, 0},
+                    DateCase{"April31", {2024, 4, 0, 31, 0, 0, 0, 0}, false, 0},
+                    DateCase{"Hour24", {2024, 1, 0, 1, 24, 0, 0, 0}, false, 0},
+                    DateCase{"Minute60", {2024, 1, 0, 1, 0, 60, 0, 0}, false, 0},
+                    DateCase{"Second60", {2024, 1, 0, 1, 0, 0, 60, 0}, false, 0},
+                    DateCase{"Millisecond1000", {2024, 1, 0, 1, 0, 0, 0, 1000}, false, 0}),
+    [](const auto& tested) { return tested.param.name; });
+
+// ---------------------------------------------------------------------------------------------
+// Text, memory, version
+
+TEST(Text, ComparesWithoutCase)
+{
+    const struct {
+        LPCWSTR left;
+        LPCWSTR right;
+        int sign;
+    } cases[] = {{L"", L"", 0},        {L"Card", L"cARD", 0},     {L"Card", L"Care", -1},
+                 {L"card", L"CAR", 1}, {L"A", L"b", -1},          {L"B", L"a", 1},
+                 {L"", L"a", -1},      {L"Slot 1", L"SLOT 1", 0}, {nullptr, L"a", -1},
+                 {L"a", nullptr, 1},   {nullptr, nullptr, 0},     {L"Slot 1", L"Slot 2", -1}};
+    for (const auto& row : cases) {
+        const int result = lstrcmpiW(row.left, row.right);
+        EXPECT_EQ(row.sign, (result > 0) - (result < 0))
+            << "row " << &row - cases << ": " << testing::PrintToString(row.left);
+    }
+}
+
+TEST(Text, IsCopiedAsFarAsThereIsRoomAndTerminated)
+{
+    const struct {
+        LPCWSTR source;
+        int capacity;
+        std::wstring copied;
+    } cases[] = {{L"label", 10, L"label"},
+                 {L"label", 6, L"label"},
+                 {L"label", 5, L"labe"},
+                 {L"label", 1, L""},
+                 {L"", 4, L""}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.capacity);
+        wchar_t buffer[12];
+        std::wmemset(buffer, L'#', std::size(buffer));
+        EXPECT_EQ(buffer, lstrcpynW(buffer, row.source, row.capacity));
+        EXPECT_EQ(row.copied, buffer);
+        EXPECT_EQ(L'#', buffer[row.copied.size() + 1]) << "written behind the end";
+    }
+    wchar_t untouched[2] = L"#";
+    EXPECT_EQ(nullptr, lstrcpynW(untouched, nullptr, 2));
+    EXPECT_EQ(nullptr, lstrcpynW(nullptr, L"label", 2));
+}
+
+TEST(Memory, IsAlignedAndZeroedOnRequest)
+{
+    for (const SIZE_T size : {SIZE_T{1}, SIZE_T{24}, SIZE_T{1000}, SIZE_T{70000}}) {
+        SCOPED_TRACE(size);
+        HGLOBAL const dirty = GlobalAlloc(GMEM_FIXED, size);
+        ASSERT_TRUE(dirty);
+        std::memset(dirty, 0xFF, size); // what the next block of that size may be made of
+        EXPECT_EQ(nullptr, GlobalFree(dirty));
+        auto* const block = static_cast<uint8_t*>(GlobalAlloc(GPTR, size));
+        ASSERT_TRUE(block);
+        EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(block) % alignof(std::max_align_t));
+        EXPECT_EQ(std::vector<uint8_t>(size, 0), std::vector<uint8_t>(block, block + size));
+        EXPECT_EQ(nullptr, GlobalFree(block));
+    }
+    EXPECT_EQ(nullptr, GlobalFree(nullptr));
+}
+
+TEST(Version, IsNotThatOfTheFirstPrintSpooler)
+{
+    EXPECT_EQ(ULONGLONG{0x1}, VerSetConditionMask(0, VER_MINORVERSION, VER_EQUAL));
+    EXPECT_EQ(ULONGLONG{0x9}, VerSetConditionMask(0x1, VER_MAJORVERSION, VER_EQUAL));
+    OSVERSIONINFOEXW version = {};
+    version.dwOSVersionInfoSize = sizeof version;
+    version.dwMajorVersion = 5;
+    version.dwMinorVersion = 0;
+    SetLastError(kMarker);
+    EXPECT_FALSE(VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION, 0x9));
+    EXPECT_EQ(DWORD{ERROR_OLD_WIN_VERSION}, GetLastError());
+}
+
+} // namespace

@@ -1,0 +1,68 @@
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "platform/faults.h"
+#include "platform/win32.h"
+
+namespace {
+
+using zrtmon::GlobalBlockCount;
+
+/// Plain text as wide text; paths of the build are taken to be ASCII.
+std::wstring Widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
+
+TEST(Library, IsAttachedWithItsFirstUseAndDetachedWithItsLast)
+{
+    const uint64_t blocks = GlobalBlockCount();
+    HMODULE const module = LoadLibraryW(Widen(ATTACHING_MODULE).c_str());
+    ASSERT_TRUE(module);
+    EXPECT_EQ(blocks + 1, GlobalBlockCount());
+    EXPECT_EQ(module, LoadLibraryW(Widen(ATTACHING_MODULE).c_str()));
+    EXPECT_EQ(blocks + 1, GlobalBlockCount()) << "attached twice";
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(blocks + 1, GlobalBlockCount()) << "detached while in use";
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(blocks, GlobalBlockCount());
+    EXPECT_FALSE(FreeLibrary(module));
+    EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
+}
+
+TEST(Library, GivesTheAddressesOfItsFunctions)
+{
+    HMODULE const module = LoadLibraryW(Widen(ATTACHING_MODULE).c_str());
+    ASSERT_TRUE(module);
+    const auto answer = reinterpret_cast<int (*)()>(GetProcAddress(module, "Answer"));
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(42, answer());
+    EXPECT_EQ(nullptr, GetProcAddress(module, "Question"));
+    EXPECT_EQ(ERROR_PROC_NOT_FOUND, GetLastError());
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(nullptr, GetProcAddress(module, "Answer"));
+    EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
+}
+
+TEST(Library, IsRefused)
+{
+    const struct {
+        const char* name;
+        std::wstring path;
+        DWORD error;
+    } cases[] = {
+        {"missing file", L"./no-such-module.so", ERROR_MOD_NOT_FOUND},
+        {"no ASCII", L"./\u00e9\u20ac\U0001F5A8.so", ERROR_MOD_NOT_FOUND},
+        {"no characters", L"./" + std::wstring(1, static_cast<wchar_t>(0xD800)), ERROR_MOD_NOT_FOUND},
+        {"attach refused", Widen(REFUSING_MODULE), ERROR_DLL_INIT_FAILED}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            SetLastError(ERROR_SUCCESS);
+            EXPECT_EQ(nullptr, LoadLibraryW(row.path.c_str()));
+            EXPECT_EQ(row.error, GetLastError());
+        }
+    }
+    EXPECT_EQ(nullptr, LoadLibraryW(nullptr));
+    EXPECT_EQ(ERROR_MOD_NOT_FOUND, GetLastError());
+}
+
+} // namespace

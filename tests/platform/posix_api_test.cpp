@@ -1,0 +1,129 @@
+// Promises of the layer beyond those that every system gives.
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "platform/faults.h"
+#include "platform/sync.h"
+
+namespace {
+
+using namespace zrtmon;
+
+TEST(PosixApi, NamesAndAttributesOfHandlesAreNotServed)
+{
+    int place = 0;
+    auto* const attributes = reinterpret_cast<SECURITY_ATTRIBUTES*>(&place);
+    const uint64_t handles = OpenHandleCount();
+    using Create = HANDLE (*)(SECURITY_ATTRIBUTES*, LPCWSTR);
+    const Create creators[] = {
+        [](SECURITY_ATTRIBUTES* with, LPCWSTR name) { return CreateEventW(with, FALSE, FALSE, name); },
+        [](SECURITY_ATTRIBUTES* with, LPCWSTR name) { return CreateMutexW(with, FALSE, name); }};
+    for (const Create create : creators) {
+        for (const auto& [with, name] : {std::pair(attributes, LPCWSTR{}), {nullptr, L"name"}}) {
+            SetLastError(ERROR_SUCCESS);
+            EXPECT_EQ(nullptr, create(with, name));
+            EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
+        }
+        EXPECT_TRUE(CHandle(create(nullptr, nullptr)));
+    }
+    EXPECT_EQ(handles, OpenHandleCount());
+}
+
+TEST(PosixApi, AHandleValueIsNeverGivenTwice)
+{
+    CHandle first(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    HANDLE const stale = first.Get();
+    first.Reset();
+    for (int i = 0; i < 100; ++i) {
+        const CHandle next(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+        ASSERT_EQ(WAIT_FAILED, WaitForSingleObject(stale, 0));
+        ASSERT_GT(next.Get(), stale);
+    }
+}
+
+TEST(PosixApi, CountsHandlesAndBlocks)
+{
+    const uint64_t handles = OpenHandleCount();
+    const uint64_t blocks = GlobalBlockCount();
+    {
+        const CHandle event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+        const CHandle mutex(CreateMutexW(nullptr, TRUE, nullptr));
+        EXPECT_EQ(handles + 2, OpenHandleCount());
+    }
+    EXPECT_EQ(handles, OpenHandleCount());
+    HGLOBAL const empty = GlobalAlloc(GPTR, 0);
+    EXPECT_NE(nullptr, empty);
+    EXPECT_EQ(blocks + 1, GlobalBlockCount());
+    GlobalFree(empty);
+    GlobalFree(nullptr);
+    EXPECT_EQ(blocks, GlobalBlockCount());
+}
+
+TEST(PosixApi, VersionIsComparedForEqualityOfMajorAndMinorOnly)
+{
+    constexpr DWORD kBoth = VER_MAJORVERSION | VER_MINORVERSION;
+    constexpr DWORD kBuildNumber = 4;
+    const struct {
+        DWORD major;
+        DWORD minor;
+        DWORD types;
+        BYTE condition;
+        DWORD error;
+    } cases[] = {{10, 0, kBoth, VER_EQUAL, ERROR_SUCCESS},
+                 {10, 1, kBoth, VER_EQUAL, ERROR_OLD_WIN_VERSION},
+                 {10, 1, VER_MAJORVERSION, VER_EQUAL, ERROR_SUCCESS},
+                 {6, 0, kBoth, VER_EQUAL, ERROR_OLD_WIN_VERSION},
+                 {6, 0, VER_MINORVERSION, VER_EQUAL, ERROR_SUCCESS},
+                 {10, 0, kBoth, VER_EQUAL + 1, ERROR_INVALID_PARAMETER},
+                 {10, 0, kBoth | kBuildNumber, VER_EQUAL, ERROR_INVALID_PARAMETER},
+                 {10, 0, 0, VER_EQUAL, ERROR_INVALID_PARAMETER}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(&row - cases);
+        OSVERSIONINFOEXW version = {};
+        version.dwMajorVersion = row.major;
+        version.dwMinorVersion = row.minor;
+        SetLastError(ERROR_SUCCESS);
+        const ULONGLONG mask = VerSetConditionMask(0, row.types, row.condition);
+        EXPECT_EQ(row.error == ERROR_SUCCESS, VerifyVersionInfoW(&version, row.types, mask) != FALSE);
+        EXPECT_EQ(row.error, GetLastError());
+    }
+}
+
+TEST(PosixApi, RefusesDaysThatTheirYearLacks)
+{
+    const struct {
+        SYSTEMTIME fields; // year, month, day of the week, day
+        bool ok;
+    } cases[] = {{{2024, 2, 0, 29, 0, 0, 0, 0}, true},  {{2023, 2, 0, 29, 0, 0, 0, 0}, false},
+                 {{1900, 2, 0, 29, 0, 0, 0, 0}, false}, {{2000, 2, 0, 29, 0, 0, 0, 0}, true},
+                 {{30828, 1, 0, 1, 0, 0, 0, 0}, false}, {{65535, 1, 0, 1, 0, 0, 0, 0}, false}};
+    for (const auto& row : cases) {
+        FILETIME count = {};
+        EXPECT_EQ(row.ok, SystemTimeToFileTime(&row.fields, &count) != FALSE) << "row " << &row - cases;
+    }
+    EXPECT_FALSE(SystemTimeToFileTime(&cases[0].fields, nullptr));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
+}
+
+TEST(PosixApi, CopiesNoTextIntoNoRoom)
+{
+    wchar_t untouched[] = L"#";
+    EXPECT_EQ(nullptr, lstrcpynW(untouched, L"label", 0));
+    EXPECT_EQ(nullptr, lstrcpynW(untouched, L"label", -1));
+    EXPECT_STREQ(L"#", untouched);
+}
+
+TEST(PosixApi, LeavingASectionThatAnotherOwnsDoesNothing)
+{
+    CRITICAL_SECTION section;
+    InitializeCriticalSection(&section);
+    LeaveCriticalSection(&section);
+    EnterCriticalSection(&section);
+    EXPECT_EQ(1u, section.depth);
+    LeaveCriticalSection(&section);
+    EXPECT_EQ(0u, section.owner);
+    DeleteCriticalSection(&section);
+}
+
+} // namespace

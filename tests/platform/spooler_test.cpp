@@ -1,0 +1,371 @@
+#include <cstring>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/spooler_admin.h"
+#include "platform/sync.h"
+#include "platform/virtual_clock.h"
+
+namespace {
+
+using namespace zrtmon;
+
+constexpr const wchar_t* kPrinter = L"Cards";
+constexpr ACCESS_MASK kUse = PRINTER_ACCESS_USE;
+constexpr ACCESS_MASK kAdminister = PRINTER_ACCESS_ADMINISTER;
+constexpr ACCESS_MASK kAllAccess = 0xF0000 | kUse | kAdminister; // with the rights that every object has
+
+LPWSTR Name(const wchar_t* text) { return const_cast<LPWSTR>(text); }
+
+/// 0 or the error; the printer is closed again.
+DWORD TryOpen(const wchar_t* name, std::optional<ACCESS_MASK> access)
+{
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access.value_or(0)};
+    HANDLE printer = nullptr;
+    if (!OpenPrinterW(Name(name), &printer, access ? &defaults : nullptr)) {
+        EXPECT_EQ(nullptr, printer);
+        return GetLastError();
+    }
+    EXPECT_TRUE(ClosePrinter(printer));
+    return ERROR_SUCCESS;
+}
+
+class Spooler : public testing::Test {
+protected:
+    Spooler() { spooler::CreatePrinter(kPrinter); }
+    ~Spooler() override
+    {
+        spooler::RemovePrinter(kPrinter);
+        EXPECT_EQ(m_openBefore, spooler::OpenPrinterCount());
+    }
+
+    static CPrinterHandle Open(ACCESS_MASK access = kAdminister)
+    {
+        PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access};
+        HANDLE printer = nullptr;
+        EXPECT_TRUE(OpenPrinterW(Name(kPrinter), &printer, &defaults));
+        return CPrinterHandle(printer);
+    }
+
+    static DWORD Set(HANDLE printer, const wchar_t* name, DWORD type, std::string bytes)
+    {
+        return SetPrinterDataW(printer, Name(name), type, reinterpret_cast<LPBYTE>(bytes.data()),
+                               static_cast<DWORD>(bytes.size()));
+    }
+
+private:
+    size_t m_openBefore = spooler::OpenPrinterCount();
+};
+
+// ---------------------------------------------------------------------------------------------
+// Printers and handles
+
+TEST_F(Spooler, OpensByNameWithinTheGrantedAccess)
+{
+    spooler::CreatePrinter(L"Guest", kUse);
+    const struct {
+        const wchar_t* name;
+        std::optional<ACCESS_MASK> access;
+        DWORD error;
+    } cases[] = {{L"Cards", std::nullopt, 0},
+                 {L"cARDS", kUse, 0},
+                 {L"Cards", kAdminister, 0},
+                 {L"Cards", kAllAccess, 0},
+                 {L"Guest", std::nullopt, 0},
+                 {L"Guest", kUse, 0},
+                 {L"Guest", 0, 0},
+                 {L"Guest", kAdminister, 5},
+                 {L"Guest", kAllAccess, 5},
+                 {L"Card", kUse, 1801},
+                 {L"", kUse, 1801},
+                 {nullptr, kUse, 87},
+                 {L"Cards ", kUse, 1801}};
+    for (const auto& row : cases) {
+        EXPECT_EQ(row.error, TryOpen(row.name, row.access)) << "row " << &row - cases;
+    }
+    EXPECT_FALSE(OpenPrinterW(Name(kPrinter), nullptr, nullptr));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
+    spooler::RemovePrinter(L"GUEST");
+    EXPECT_EQ(1801u, TryOpen(L"Guest", kUse));
+}
+
+/// Every service's error for a handle.
+std::vector<DWORD> ErrorsFor(HANDLE printer)
+{
+    BYTE data[8] = {};
+    DWORD needed = 0;
+    DWORD returned = 0;
+    std::vector<DWORD> errors = {GetPrinterDataW(printer, Name(L"v"), nullptr, data, 8, &needed),
+                                 SetPrinterDataW(printer, Name(L"v"), REG_BINARY, data, 8),
+                                 DeletePrinterDataW(printer, Name(L"v"))};
+    errors.push_back(EnumJobsW(printer, 0, 1, 1, nullptr, 0, &needed, &returned) ? 0 : GetLastError());
+    errors.push_back(SetJobW(printer, 1, 0, nullptr, 0) ? 0 : GetLastError());
+    return errors;
+}
+
+TEST_F(Spooler, RefusesHandlesThatAreNoPrinters)
+{
+    const std::vector<DWORD> refused(5, ERROR_INVALID_HANDLE);
+    CPrinterHandle closed = Open();
+    HANDLE const stale = closed.Release();
+    EXPECT_TRUE(ClosePrinter(stale));
+    const CHandle event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    for (HANDLE const handle : {HANDLE{}, stale, event.Get()}) {
+        EXPECT_EQ(refused, ErrorsFor(handle));
+        EXPECT_FALSE(ClosePrinter(handle));
+        EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
+    }
+    const CPrinterHandle printer = Open();
+    EXPECT_FALSE(CloseHandle(printer.Get()));
+    EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(printer.Get(), 0));
+}
+
+TEST_F(Spooler, HandlesOfARemovedOrReplacedPrinterServeNothingButAreClosed)
+{
+    for (const bool replaced : {false, true}) {
+        SCOPED_TRACE(replaced);
+        spooler::CreatePrinter(kPrinter);
+        spooler::StoreValue(kPrinter, L"v", REG_SZ, "old");
+        const size_t open = spooler::OpenPrinterCount();
+        HANDLE const handle = Open().Release();
+        replaced ? spooler::CreatePrinter(L"cards") : spooler::RemovePrinter(L"cards");
+        EXPECT_EQ(std::vector<DWORD>(5, ERROR_INVALID_HANDLE), ErrorsFor(handle));
+        EXPECT_EQ(std::nullopt, spooler::LoadValue(kPrinter, L"v"));
+        EXPECT_EQ(open + 1, spooler::OpenPrinterCount());
+        EXPECT_TRUE(ClosePrinter(handle));
+        EXPECT_EQ(open, spooler::OpenPrinterCount());
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Values
+
+TEST_F(Spooler, StoresValuesUnderNamesOfAnyCase)
+{
+    const CPrinterHandle printer = Open();
+    EXPECT_EQ(0u, Set(printer.Get(), L"Status", REG_BINARY, std::string("a\0b", 3)));
+    EXPECT_EQ(std::string("a\0b", 3), spooler::LoadValue(L"CARDS", L"sTATUS"));
+    EXPECT_EQ(0u, Set(printer.Get(), L"STATUS", REG_DWORD, "four"));
+    EXPECT_EQ("four", spooler::LoadValue(kPrinter, L"Status"));
+    EXPECT_EQ(0u, Set(printer.Get(), L"Empty", REG_SZ, ""));
+    EXPECT_EQ("", spooler::LoadValue(kPrinter, L"Empty"));
+    EXPECT_EQ(0u, DeletePrinterDataW(printer.Get(), Name(L"status")));
+    EXPECT_EQ(2u, DeletePrinterDataW(printer.Get(), Name(L"status")));
+    EXPECT_EQ(std::nullopt, spooler::LoadValue(kPrinter, L"Status"));
+    EXPECT_EQ(std::nullopt, spooler::LoadValue(L"Nobody", L"Status"));
+}
+
+TEST_F(Spooler, ReadsAValueOnlyIntoEnoughRoom)
+{
+    spooler::StoreValue(kPrinter, L"Long", REG_BINARY, "12345678");
+    spooler::StoreValue(kPrinter, L"Empty", REG_SZ, "");
+    const CPrinterHandle printer = Open(kUse);
+    const struct {
+        const wchar_t* name;
+        bool buffer;
+        DWORD size;
+        DWORD result;
+        DWORD needed;
+        DWORD type;
+        std::string bytes;
+    } cases[] = {{L"Long", true, 10, 0, 8, REG_BINARY, "12345678##"},
+                 {L"Long", true, 8, 0, 8, REG_BINARY, "12345678##"},
+                 {L"Long", true, 7, 234, 8, REG_BINARY, "##########"},
+                 {L"Long", true, 0, 234, 8, REG_BINARY, "##########"},
+                 {L"Long", false, 0, 234, 8, REG_BINARY, "##########"},
+                 {L"Long", false, 9, 234, 8, REG_BINARY, "##########"},
+                 {L"Empty", false, 0, 0, 0, REG_SZ, "##########"},
+                 {L"None", true, 10, 2, 99, 98, "##########"},
+                 {L"", true, 10, 87, 99, 98, "##########"},
+                 {nullptr, true, 10, 87, 99, 98, "##########"}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(&row - cases);
+        std::string buffer(10, '#');
+        DWORD needed = 99;
+        DWORD type = 98;
+        auto* const data = row.buffer ? reinterpret_cast<LPBYTE>(buffer.data()) : nullptr;
+        EXPECT_EQ(row.result, GetPrinterDataW(printer.Get(), Name(row.name), &type, data, row.size, &needed));
+        EXPECT_EQ(row.needed, needed);
+        EXPECT_EQ(row.type, type);
+        EXPECT_EQ(row.bytes, buffer);
+    }
+    EXPECT_EQ(87u, GetPrinterDataW(printer.Get(), Name(L"Long"), nullptr, nullptr, 0, nullptr));
+}
+
+TEST_F(Spooler, ChangesValuesForAdministratorsOnly)
+{
+    spooler::StoreValue(kPrinter, L"Kept", REG_SZ, "old");
+    for (const ACCESS_MASK access : {ACCESS_MASK{0}, kUse}) {
+        const CPrinterHandle user = Open(access);
+        EXPECT_EQ(5u, Set(user.Get(), L"Kept", REG_SZ, "new"));
+        EXPECT_EQ(5u, DeletePrinterDataW(user.Get(), Name(L"Kept")));
+    }
+    EXPECT_EQ("old", spooler::LoadValue(kPrinter, L"Kept"));
+    const CPrinterHandle administrator = Open(kAllAccess);
+    EXPECT_EQ(0u, Set(administrator.Get(), L"Kept", REG_SZ, "new"));
+    EXPECT_EQ(87u, SetPrinterDataW(administrator.Get(), Name(L"Kept"), REG_SZ, nullptr, 1));
+    EXPECT_EQ(87u, Set(administrator.Get(), nullptr, REG_SZ, "x"));
+    EXPECT_EQ(87u, DeletePrinterDataW(administrator.Get(), nullptr));
+    EXPECT_EQ("new", spooler::LoadValue(kPrinter, L"Kept"));
+    EXPECT_EQ(0u, SetPrinterDataW(administrator.Get(), Name(L"Kept"), REG_SZ, nullptr, 0));
+    EXPECT_EQ("", spooler::LoadValue(kPrinter, L"Kept"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Jobs
+
+/// What one EnumJobsW gives, in a block of exactly that size, so that a write behind it is seen.
+struct Jobs {
+    Jobs(HANDLE printer, DWORD first, DWORD count, DWORD size) : bytes(size, 0xEE)
+    {
+        ok = EnumJobsW(printer, first, count, 1, bytes.data(), size, &needed, &returned) != FALSE;
+        error = ok ? 0 : GetLastError();
+    }
+    const JOB_INFO_1W& operator[](size_t index) const
+    {
+        return reinterpret_cast<const JOB_INFO_1W*>(bytes.data())[index];
+    }
+    std::vector<DWORD> Ids() const
+    {
+        std::vector<DWORD> ids;
+        for (size_t i = 0; i < returned; ++i) {
+            ids.push_back((*this)[i].JobId);
+        }
+        return ids;
+    }
+
+    std::vector<BYTE> bytes;
+    bool ok = false;
+    DWORD error = 0;
+    DWORD needed = 0;
+    DWORD returned = 99;
+};
+
+TEST_F(Spooler, PacksJobsIntoExactlyTheSizeThatItAsksFor)
+{
+    VirtualClock clock;
+    const DWORD first = spooler::SubmitJob(L"CARDS", L"One");
+    Sleep(1500);
+    const DWORD second = spooler::SubmitJob(kPrinter, L"Number two");
+    const CPrinterHandle printer = Open(kUse);
+
+    const Jobs asked(printer.Get(), 0, 10, 0);
+    EXPECT_EQ(ERROR_INSUFFICIENT_BUFFER, asked.error);
+    EXPECT_EQ(0u, asked.returned);
+    const Jobs tooSmall(printer.Get(), 0, 10, asked.needed - 1);
+    EXPECT_EQ(ERROR_INSUFFICIENT_BUFFER, tooSmall.error);
+    EXPECT_EQ(asked.needed, tooSmall.needed);
+    EXPECT_EQ(std::vector<BYTE>(asked.needed - 1, 0xEE), tooSmall.bytes);
+
+    const Jobs jobs(printer.Get(), 0, 10, asked.needed);
+    ASSERT_TRUE(jobs.ok);
+    ASSERT_EQ((std::vector<DWORD>{first, second}), jobs.Ids());
+    EXPECT_EQ(asked.needed, jobs.needed);
+    EXPECT_STREQ(L"Cards", jobs[0].pPrinterName);
+    EXPECT_STREQ(L"One", jobs[0].pDocument);
+    EXPECT_STREQ(L"Number two", jobs[1].pDocument);
+    EXPECT_STREQ(L"RAW", jobs[1].pDatatype);
+    EXPECT_EQ(2u, jobs[1].Position);
+    EXPECT_EQ(1, jobs[1].Submitted.wSecond - jobs[0].Submitted.wSecond);
+    const auto* const end = reinterpret_cast<const wchar_t*>(jobs.bytes.data() + jobs.bytes.size());
+    EXPECT_EQ(end, jobs[1].pDatatype + 4) << "the last text ends where the buffer does";
+}
+
+TEST_F(Spooler, EnumeratesARangeOfTheQueue)
+{
+    std::vector<DWORD> ids;
+    for (int i = 0; i < 4; ++i) {
+        ids.push_back(spooler::SubmitJob(kPrinter, L"Document"));
+    }
+    EXPECT_TRUE(spooler::RemoveJob(kPrinter, ids[1]));
+    EXPECT_FALSE(spooler::RemoveJob(kPrinter, ids[1]));
+    EXPECT_FALSE(spooler::RemoveJob(L"Nobody", ids[0]));
+    EXPECT_EQ(0u, spooler::SubmitJob(L"Nobody", L"Document"));
+    const CPrinterHandle printer = Open(kUse);
+    using Ids = std::vector<DWORD>;
+    const struct {
+        DWORD first;
+        DWORD count;
+        Ids expected;
+    } cases[] = {{0, 9, {ids[0], ids[2], ids[3]}},
+                 {0, 1, {ids[0]}},
+                 {1, 1, {ids[2]}},
+                 {2, 9, {ids[3]}},
+                 {3, 9, {}},
+                 {99, 9, {}},
+                 {0, 0, {}},
+                 {1, 0xFFFFFFFF, {ids[2], ids[3]}}};
+    for (const auto& row : cases) {
+        const Jobs jobs(printer.Get(), row.first, row.count, 2000);
+        EXPECT_TRUE(jobs.ok);
+        EXPECT_EQ(row.expected, jobs.Ids()) << "row " << &row - cases;
+    }
+    EXPECT_EQ(3u, Jobs(printer.Get(), 2, 1, 2000)[0].Position) << "the position is that in the whole queue";
+}
+
+TEST_F(Spooler, RefusesToEnumerateOtherLevelsAndWithoutPlaceForTheAnswer)
+{
+    const CPrinterHandle printer = Open(kUse);
+    BYTE byte = 0;
+    DWORD number = 0;
+    const struct {
+        DWORD level;
+        LPBYTE jobs;
+        DWORD size;
+        LPDWORD needed;
+        LPDWORD returned;
+        DWORD error;
+    } cases[] = {{0, nullptr, 0, &number, &number, 124}, {2, nullptr, 0, &number, &number, 124},
+                 {1, nullptr, 0, nullptr, &number, 87},  {1, nullptr, 0, &number, nullptr, 87},
+                 {1, nullptr, 1, &number, &number, 87},  {1, nullptr, 0, &number, &number, 0},
+                 {1, &byte, 1, &number, &number, 0}};
+    for (const auto& row : cases) {
+        SetLastError(ERROR_SUCCESS);
+        EnumJobsW(printer.Get(), 0, 1, row.level, row.jobs, row.size, row.needed, row.returned);
+        EXPECT_EQ(row.error, GetLastError()) << "row " << &row - cases;
+    }
+}
+
+TEST_F(Spooler, AppliesControlsToJobs)
+{
+    constexpr DWORD kRestart = 4;
+    const CPrinterHandle printer = Open(kUse);
+    const DWORD job = spooler::SubmitJob(kPrinter, L"Document");
+    const DWORD other = spooler::SubmitJob(kPrinter, L"Other");
+    BYTE record = 0;
+    const struct {
+        DWORD id;
+        DWORD level;
+        LPBYTE record;
+        DWORD control;
+        DWORD error;
+        DWORD status; // afterwards; the rows build on each other
+    } cases[] = {{job, 0, nullptr, 0, 0, 0},
+                 {job, 0, nullptr, JOB_CONTROL_PAUSE, 0, JOB_STATUS_PAUSED},
+                 {job, 0, nullptr, JOB_CONTROL_SENT_TO_PRINTER, 0, JOB_STATUS_PAUSED | JOB_STATUS_PRINTED},
+                 {job, 0, nullptr, JOB_CONTROL_RESUME, 0, JOB_STATUS_PRINTED},
+                 {job, 0, nullptr, kRestart, 87, JOB_STATUS_PRINTED},
+                 {job, 1, nullptr, JOB_CONTROL_DELETE, 87, JOB_STATUS_PRINTED},
+                 {job, 0, &record, JOB_CONTROL_DELETE, 87, JOB_STATUS_PRINTED},
+                 {0, 0, nullptr, JOB_CONTROL_DELETE, 87, JOB_STATUS_PRINTED},
+                 {job, 0, nullptr, JOB_CONTROL_DELETE, 0, JOB_STATUS_PRINTED | JOB_STATUS_DELETING},
+                 {other, 0, nullptr, JOB_CONTROL_CANCEL, 0, JOB_STATUS_PRINTED | JOB_STATUS_DELETING}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(&row - cases);
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_EQ(row.error == 0,
+                  SetJobW(printer.Get(), row.id, row.level, row.record, row.control) != FALSE);
+        EXPECT_EQ(row.error, GetLastError());
+        EXPECT_EQ(row.status, spooler::JobStatus(kPrinter, job));
+    }
+    EXPECT_EQ(JOB_STATUS_DELETING, spooler::JobStatus(kPrinter, other));
+    EXPECT_EQ(JOB_STATUS_DELETING, Jobs(printer.Get(), 1, 1, 2000)[0].Status);
+    EXPECT_EQ(std::nullopt, spooler::JobStatus(kPrinter, 0));
+    EXPECT_EQ(std::nullopt, spooler::JobStatus(L"Nobody", job));
+}
+
+} // namespace

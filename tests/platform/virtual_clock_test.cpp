@@ -1,0 +1,458 @@
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/sync.h"
+#include "platform/virtual_clock.h"
+
+namespace {
+
+using namespace zrtmon;
+
+constexpr DWORD kLongMs = 1'000'000;
+constexpr DWORD kDayMs = 86'400'000;
+
+CHandle MakeEvent(bool manualReset) { return CHandle(CreateEventW(nullptr, manualReset, FALSE, nullptr)); }
+
+CHandle MakeMutex(bool owned) { return CHandle(CreateMutexW(nullptr, owned, nullptr)); }
+
+DWORD Wait(const CHandle& handle, DWORD timeoutMs) { return WaitForSingleObject(handle.Get(), timeoutMs); }
+
+std::string LocalTimeText()
+{
+    SYSTEMTIME now = {};
+    GetLocalTime(&now);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04u-%02u-%02u(%u) %02u:%02u:%02u.%03u", now.wYear, now.wMonth,
+                  now.wDay, now.wDayOfWeek, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
+    return text;
+}
+
+TEST(VirtualClock, JumpsExactlyToTheEndOfEachWait)
+{
+    VirtualClock clock(5);
+    const CHandle event = MakeEvent(false);
+    uint64_t expected = 0;
+    for (const DWORD ms : {0u, 1u, 17u, 5000u, 49 * kDayMs, INFINITE - 1}) {
+        SCOPED_TRACE(ms);
+        Sleep(ms);
+        EXPECT_EQ(WAIT_TIMEOUT, Wait(event, ms));
+        expected += 2 * uint64_t{ms};
+        EXPECT_EQ(expected, clock.Elapsed());
+        EXPECT_EQ(static_cast<DWORD>(expected + 5), GetTickCount());
+    }
+}
+
+TEST(VirtualClock, TicksWrapAndTheirDifferencesDoNot)
+{
+    VirtualClock clock(0xFFFFFF00);
+    const DWORD start = GetTickCount();
+    EXPECT_EQ(0xFFFFFF00, start);
+    Sleep(255);
+    EXPECT_EQ(0xFFFFFFFF, GetTickCount());
+    Sleep(1);
+    EXPECT_EQ(0u, GetTickCount());
+    Sleep(44);
+    EXPECT_EQ(300u, GetTickCount() - start);
+    EXPECT_EQ(300u, clock.Elapsed());
+}
+
+TEST(VirtualClock, GivesWayToTheSystemsClock)
+{
+    const DWORD before = GetTickCount();
+    {
+        VirtualClock clock(before + kLongMs);
+        Sleep(kLongMs);
+    }
+    EXPECT_LT(GetTickCount() - before, kLongMs);
+}
+
+TEST(VirtualClock, WakesInTheOrderOfDeadlines)
+{
+    VirtualClock clock;
+    CCriticalSection section;
+    std::vector<std::pair<unsigned, uint64_t>> woken;
+    std::vector<VirtualClock::Thread> threads;
+    for (const unsigned ms : {30u, 10u, 50u, 20u, 40u}) {
+        threads.emplace_back([&, ms] {
+            Sleep(ms);
+            const CSectionHold hold(section);
+            woken.emplace_back(ms, clock.Elapsed());
+        });
+    }
+    threads.clear();
+    const decltype(woken) expected = {{10, 10}, {20, 20}, {30, 30}, {40, 40}, {50, 50}};
+    EXPECT_EQ(expected, woken);
+    EXPECT_EQ(50u, clock.Elapsed());
+}
+
+TEST(VirtualClock, StandsStillBetweenASignalAndItsEffect)
+{
+    VirtualClock clock;
+    const CHandle ping = MakeEvent(false);
+    const CHandle pong = MakeEvent(false);
+    constexpr unsigned kRounds = 500;
+    VirtualClock::Thread thread([&] {
+        for (unsigned round = 0; round < kRounds; ++round) {
+            EXPECT_EQ(WAIT_OBJECT_0, Wait(ping, 7));
+            EXPECT_EQ(round * 10, clock.Elapsed());
+            SetEvent(pong.Get());
+            Sleep(5);
+        }
+    });
+    for (unsigned round = 0; round < kRounds; ++round) {
+        SetEvent(ping.Get());
+        EXPECT_EQ(WAIT_OBJECT_0, Wait(pong, 1));
+        Sleep(10);
+    }
+}
+
+TEST(VirtualClock, ARingOfThreadsAlwaysTakesTheSameTime)
+{
+    constexpr size_t kThreads = 6;
+    constexpr unsigned kRounds = 40;
+    VirtualClock clock;
+    std::vector<CHandle> turns;
+    for (size_t i = 0; i < kThreads; ++i) {
+        turns.push_back(MakeEvent(false));
+    }
+    std::vector<VirtualClock::Thread> threads;
+    for (size_t i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            for (unsigned round = 0; round < kRounds; ++round) {
+                EXPECT_EQ(WAIT_OBJECT_0, Wait(turns[i], INFINITE));
+                Sleep(3);
+                SetEvent(turns[(i + 1) % kThreads].Get());
+            }
+        });
+    }
+    SetEvent(turns[0].Get());
+    threads.clear();
+    EXPECT_EQ(kThreads * kRounds * 3, clock.Elapsed());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Who is let in, and when: the same for all that can be waited for
+
+struct Gate {
+    std::function<DWORD(DWORD)> enter; // within that many milliseconds
+    std::function<void()> leave;
+};
+
+struct GateCase {
+    const char* name;
+    std::function<Gate()> make; // closed: entered by the calling thread
+};
+
+Gate MakeMutexGate()
+{
+    const auto mutex = std::make_shared<CHandle>(MakeMutex(/*owned=*/true));
+    return {[mutex](DWORD ms) { return Wait(*mutex, ms); }, [mutex] { ReleaseMutex(mutex->Get()); }};
+}
+
+Gate MakeEventGate()
+{
+    const auto event = std::make_shared<CHandle>(MakeEvent(false));
+    return {[event](DWORD ms) { return Wait(*event, ms); }, [event] { SetEvent(event->Get()); }};
+}
+
+Gate MakeSectionGate()
+{
+    const auto section = std::make_shared<CCriticalSection>();
+    EnterCriticalSection(section->Get());
+    return {[section](DWORD) {
+                EnterCriticalSection(section->Get());
+                return WAIT_OBJECT_0;
+            },
+            [section] { LeaveCriticalSection(section->Get()); }};
+}
+
+class Gates : public testing::TestWithParam<GateCase> {};
+
+TEST_P(Gates, LetThreadsInOneByOneInTheOrderOfTheirComing)
+{
+    VirtualClock clock;
+    Gate gate = GetParam().make();
+    std::vector<std::pair<unsigned, uint64_t>> entered; // guarded by the gate
+    std::vector<VirtualClock::Thread> threads;
+    for (const unsigned comes : {4u, 1u, 3u, 2u}) {
+        threads.emplace_back([&, comes] {
+            Sleep(comes);
+            EXPECT_EQ(WAIT_OBJECT_0, gate.enter(kLongMs));
+            entered.emplace_back(comes, clock.Elapsed());
+            Sleep(100);
+            gate.leave();
+        });
+    }
+    Sleep(10);
+    EXPECT_TRUE(entered.empty());
+    gate.leave();
+    threads.clear();
+    const decltype(entered) expected = {{1, 10}, {2, 110}, {3, 210}, {4, 310}};
+    EXPECT_EQ(expected, entered);
+    EXPECT_EQ(410u, clock.Elapsed());
+}
+
+TEST_P(Gates, OfTheSameKindAreOpenedApart)
+{
+    VirtualClock clock;
+    Gate first = GetParam().make();
+    Gate second = GetParam().make();
+    const auto passAt = [&clock](Gate& gate, uint64_t ms) {
+        return [&clock, &gate, ms] {
+            EXPECT_EQ(WAIT_OBJECT_0, gate.enter(kLongMs));
+            EXPECT_EQ(ms, clock.Elapsed());
+            gate.leave();
+        };
+    };
+    VirtualClock::Thread early(passAt(first, 90));
+    Sleep(1);
+    VirtualClock::Thread late(passAt(second, 40));
+    Sleep(39);
+    second.leave();
+    Sleep(50);
+    first.leave();
+}
+
+/// Gates whose waiters can give up.
+class TimedGates : public Gates {};
+
+TEST_P(TimedGates, AreNotOpenedByAWaitThatEndedWithoutThem)
+{
+    VirtualClock clock;
+    Gate gate = GetParam().make();
+    VirtualClock::Thread impatient([&] { EXPECT_EQ(WAIT_TIMEOUT, gate.enter(20)); });
+    VirtualClock::Thread patient([&] {
+        EXPECT_EQ(WAIT_OBJECT_0, gate.enter(80));
+        EXPECT_EQ(50u, clock.Elapsed());
+        gate.leave();
+    });
+    Sleep(50);
+    gate.leave();
+}
+
+const GateCase kMutexGate = {"Mutex", MakeMutexGate};
+const GateCase kEventGate = {"Event", MakeEventGate};
+const GateCase kSectionGate = {"Section", MakeSectionGate};
+
+std::string GateName(const testing::TestParamInfo<GateCase>& tested) { return tested.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, Gates, testing::Values(kMutexGate, kEventGate, kSectionGate), GateName);
+INSTANTIATE_TEST_SUITE_P(Kinds, TimedGates, testing::Values(kMutexGate, kEventGate), GateName);
+
+TEST(VirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
+{
+    for (int round = 0; round < 200; ++round) {
+        VirtualClock clock;
+        const CHandle event = MakeEvent(false);
+        DWORD outcome = WAIT_FAILED;
+        {
+            VirtualClock::Thread waiter([&] { outcome = Wait(event, 10); });
+            VirtualClock::Thread setter([&] {
+                Sleep(10);
+                SetEvent(event.Get());
+            });
+        }
+        EXPECT_EQ(10u, clock.Elapsed());
+        EXPECT_EQ(outcome == WAIT_OBJECT_0 ? WAIT_TIMEOUT : WAIT_OBJECT_0, Wait(event, 0));
+    }
+}
+
+TEST(VirtualClock, AbandonsAtTheMomentAThreadEnds)
+{
+    VirtualClock clock;
+    const CHandle waitedFor = MakeMutex(false);
+    const CHandle later = MakeMutex(false);
+    VirtualClock::Thread owner([&] {
+        Wait(waitedFor, 0);
+        Wait(waitedFor, 0);
+        Wait(later, 0);
+        Sleep(25);
+    });
+    Sleep(1);
+    EXPECT_EQ(WAIT_ABANDONED, Wait(waitedFor, kLongMs));
+    EXPECT_EQ(25u, clock.Elapsed());
+    EXPECT_TRUE(ReleaseMutex(waitedFor.Get()));
+    EXPECT_EQ(WAIT_ABANDONED, Wait(later, 0));
+}
+
+TEST(VirtualClock, AWaitOutlivesItsHandle)
+{
+    VirtualClock clock;
+    CHandle event = MakeEvent(false);
+    CHandle mutex = MakeMutex(/*owned=*/true);
+    VirtualClock::Thread onEvent([&, raw = event.Get()] {
+        EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(raw, 30));
+        EXPECT_EQ(30u, clock.Elapsed());
+        EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(raw, 30));
+    });
+    VirtualClock::Thread onMutex(
+        [&, raw = mutex.Get()] { EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(raw, 40)); });
+    Sleep(10);
+    event.Reset();
+    mutex.Reset();
+    onEvent.Join();
+    onMutex.Join();
+    EXPECT_EQ(40u, clock.Elapsed());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Threads
+
+TEST(VirtualClock, JoinsAtTheEndOfTheThreadAndOnlyOnce)
+{
+    VirtualClock clock;
+    VirtualClock::Thread first([] { Sleep(70); });
+    VirtualClock::Thread second([] { Sleep(30); });
+    VirtualClock::Thread moved(std::move(first));
+    second.Join();
+    EXPECT_EQ(30u, clock.Elapsed());
+    first.Join();
+    moved.Join();
+    moved.Join();
+    EXPECT_EQ(70u, clock.Elapsed());
+}
+
+TEST(VirtualClock, WaitsForAThreadThatHasNotStartedYet)
+{
+    for (int round = 0; round < 100; ++round) {
+        VirtualClock clock;
+        uint64_t startedAt = 1;
+        VirtualClock::Thread thread([&] { startedAt = clock.Elapsed(); });
+        Sleep(1000);
+        thread.Join();
+        ASSERT_EQ(0u, startedAt);
+    }
+}
+
+/// Time for threads that no clock counts to get as far as their wait.
+void LetOthersBlock() { std::this_thread::sleep_for(std::chrono::milliseconds(10)); }
+
+TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
+{
+    const CHandle before = MakeEvent(false);
+    const CHandle during = MakeEvent(false);
+    const CHandle after = MakeEvent(false);
+    const CHandle never = MakeEvent(false);
+    std::atomic<DWORD> ownClock = WAIT_FAILED;
+    std::atomic<DWORD> signalled = WAIT_FAILED;
+    std::atomic<DWORD> timedOut = WAIT_FAILED;
+    std::atomic<DWORD> outlived = WAIT_FAILED;
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] { ownClock = Wait(before, 20); }); // on the system's clock to its end
+    LetOthersBlock();
+    {
+        VirtualClock clock;
+        threads.emplace_back([&] {
+            signalled = Wait(during, INFINITE);
+            SetEvent(after.Get());
+            timedOut = Wait(never, kLongMs);
+        });
+        threads.emplace_back([&] { outlived = Wait(never, INFINITE); });
+        while (Wait(after, 0) !=
+               WAIT_OBJECT_0) { // polling: this thread counts as running, so time stands still
+            SetEvent(during.Get());
+            Sleep(0);
+        }
+        LetOthersBlock();
+        EXPECT_EQ(0u, clock.Elapsed());
+    }
+    threads[0].join();
+    threads[1].join();
+    EXPECT_EQ(WAIT_TIMEOUT, ownClock);
+    EXPECT_EQ(WAIT_OBJECT_0, signalled);
+    EXPECT_EQ(WAIT_TIMEOUT, timedOut);
+    EXPECT_EQ(WAIT_FAILED, outlived) << "a wait without a limit ended with the clock";
+    SetEvent(never.Get());
+    threads[2].join();
+    EXPECT_EQ(WAIT_OBJECT_0, outlived);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Local time
+
+TEST(VirtualClock, LocalTimeRunsOnFromWhatWasSet)
+{
+    VirtualClock clock(123456);
+    EXPECT_EQ("2026-01-05(1) 08:00:00.000", LocalTimeText());
+    Sleep(1234);
+    EXPECT_EQ("2026-01-05(1) 08:00:01.234", LocalTimeText());
+    clock.SetLocalTime({2024, 2, /*not looked at*/ 9, 28, 23, 59, 59, 999});
+    EXPECT_EQ("2024-02-28(3) 23:59:59.999", LocalTimeText());
+    Sleep(1);
+    EXPECT_EQ("2024-02-29(4) 00:00:00.000", LocalTimeText());
+    Sleep(kDayMs);
+    EXPECT_EQ("2024-03-01(5) 00:00:00.000", LocalTimeText());
+    clock.SetLocalTime({1999, 12, 0, 31, 0, 0, 0, 0});
+    Sleep(kDayMs);
+    EXPECT_EQ("2000-01-01(6) 00:00:00.000", LocalTimeText());
+    EXPECT_THROW(clock.SetLocalTime({2023, 2, 0, 29, 0, 0, 0, 0}), std::invalid_argument);
+    EXPECT_EQ("2000-01-01(6) 00:00:00.000", LocalTimeText());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Ends of the process
+
+class VirtualClockDeathTest : public testing::Test {
+protected:
+    void SetUp() override { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
+};
+
+TEST_F(VirtualClockDeathTest, ADeadlockSaysWhoWaitsForWhat)
+{
+    EXPECT_DEATH(
+        {
+            VirtualClock clock;
+            const CHandle mutex = MakeMutex(/*owned=*/true);
+            VirtualClock::Thread thread([&] {
+                Sleep(20);
+                Wait(mutex, INFINITE);
+            });
+            Wait(MakeEvent(false), INFINITE);
+        },
+        "deadlock at 20 ms.* for an event; thread [0-9]+ for a mutex;");
+}
+
+TEST_F(VirtualClockDeathTest, TheEndOfAThreadCanLeaveTheOthersInADeadlock)
+{
+    EXPECT_DEATH(
+        {
+            VirtualClock clock;
+            VirtualClock::Thread thread([] { Sleep(20); });
+            Wait(MakeEvent(false), INFINITE);
+        },
+        "deadlock at 20 ms.* for an event;\n");
+}
+
+TEST_F(VirtualClockDeathTest, ThereIsOneClock)
+{
+    EXPECT_DEATH(
+        {
+            VirtualClock first;
+            VirtualClock second;
+        },
+        "there is one already");
+    EXPECT_DEATH(VirtualClock::Thread([] {}), "none is installed");
+}
+
+TEST_F(VirtualClockDeathTest, TheClockOutlivesItsThreads)
+{
+    EXPECT_DEATH(
+        {
+            auto clock = std::make_unique<VirtualClock>();
+            VirtualClock::Thread thread([] { Sleep(1); });
+            clock.reset();
+        },
+        "destroyed while threads of it live");
+}
+
+} // namespace
