@@ -1,0 +1,171 @@
+#include "simulator/port_monitor.h"
+
+#include <new>
+
+#include "platform/faults.h"
+#include "simulator/capture_file.h"
+#include "simulator/printer_line.h"
+#include "simulator/printer_options.h"
+#include "simulator/sim_port.h"
+
+namespace zrtmon::sim {
+
+namespace {
+
+/// Runs what answers 0 or an error code; no exception leaves. Answers the code.
+template <class Body>
+DWORD Guarded(Body body) noexcept
+{
+    try {
+        const FaultFree quiet;
+        return body();
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    } catch (...) {
+        return ERROR_GEN_FAILURE;
+    }
+}
+
+BOOL Answer(DWORD error)
+{
+    if (error == ERROR_SUCCESS) {
+        return TRUE;
+    }
+    SetLastError(error);
+    return FALSE;
+}
+
+/// Runs an operation of the port behind a handle.
+template <class Body>
+BOOL OnPort(HANDLE port, Body body)
+{
+    return Answer(Guarded([&] { return port ? body(*static_cast<CSimPort*>(port)) : ERROR_INVALID_HANDLE; }));
+}
+
+BOOL WINAPI OpenPortEntry(HANDLE monitor, LPWSTR name, PHANDLE port)
+{
+    if (!monitor || !name || !port) {
+        return Answer(ERROR_INVALID_PARAMETER);
+    }
+    *port = nullptr;
+    return Answer(Guarded([&] { return static_cast<CPortMonitor*>(monitor)->OpenPort(name, port); }));
+}
+
+BOOL WINAPI ClosePortEntry(HANDLE port)
+{
+    return OnPort(port, [](CSimPort& p) { return p.Close(); });
+}
+
+BOOL WINAPI StartDocEntry(HANDLE port, LPWSTR, DWORD, DWORD level, LPBYTE info)
+{
+    return OnPort(port, [&](CSimPort& p) { return p.Start(level, info); });
+}
+
+BOOL WINAPI EndDocEntry(HANDLE port)
+{
+    return OnPort(port, [](CSimPort& p) { return p.End(); });
+}
+
+BOOL WINAPI WriteEntry(HANDLE port, LPBYTE data, DWORD size, LPDWORD written)
+{
+    return OnPort(port, [&](CSimPort& p) { return p.Write(data, size, written); });
+}
+
+BOOL WINAPI ReadEntry(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read)
+{
+    return OnPort(port, [&](CSimPort& p) { return p.Read(buffer, size, read); });
+}
+
+BOOL WINAPI ControlEntry(HANDLE port, DWORD code, LPWSTR, LPWSTR input, DWORD inputSize, LPWSTR output,
+                         DWORD outputSize, LPDWORD returned)
+{
+    return OnPort(port, [&](CSimPort& p) {
+        return p.Control(code, reinterpret_cast<const BYTE*>(input), inputSize,
+                         reinterpret_cast<BYTE*>(output), outputSize, returned);
+    });
+}
+
+DWORD WINAPI BidiEntry(HANDLE, DWORD, LPCWSTR, BIDI_REQUEST_CONTAINER*, BIDI_RESPONSE_CONTAINER**)
+{
+    return ERROR_NOT_SUPPORTED;
+}
+
+MONITOR2 MakeTable()
+{
+    MONITOR2 table{};
+    table.cbSize = sizeof table;
+    table.pfnOpenPort = OpenPortEntry;
+    table.pfnClosePort = ClosePortEntry;
+    table.pfnStartDocPort = StartDocEntry;
+    table.pfnEndDocPort = EndDocEntry;
+    table.pfnWritePort = WriteEntry;
+    table.pfnReadPort = ReadEntry;
+    table.pfnGetPrinterDataFromPort = ControlEntry;
+    table.pfnSendRecvBidiDataFromPort = BidiEntry;
+    return table;
+}
+
+std::unique_ptr<IPortDevice> MakeDevice(const PortName& name)
+{
+    if (name.kind == PortName::Kind::File) {
+        return std::make_unique<CCaptureFile>(name.filePath);
+    }
+    return std::make_unique<CPrinterLine>(name.options);
+}
+
+} // namespace
+
+CPortMonitor::CPortMonitor() = default;
+
+CPortMonitor::~CPortMonitor() = default;
+
+MONITOR2* CPortMonitor::Table()
+{
+    static MONITOR2 table = MakeTable();
+    return &table;
+}
+
+DWORD CPortMonitor::OpenPort(const std::wstring& portName, HANDLE* port)
+{
+    CSectionHold hold(m_lock);
+    CSimPort* found = FindPort(portName);
+    if (!found) {
+        std::string problem;
+        const std::optional<PortName> parsed = ParsePortName(portName, &problem);
+        if (!parsed) {
+            return HasKnownKind(portName) ? ERROR_INVALID_PARAMETER : ERROR_UNKNOWN_PORT;
+        }
+        m_ports.push_back(std::make_unique<CSimPort>(portName, MakeDevice(*parsed)));
+        found = m_ports.back().get();
+    }
+    const DWORD error = found->Open();
+    *port = error == ERROR_SUCCESS ? found : nullptr;
+    return error;
+}
+
+CCardPrinter* CPortMonitor::FindPrinter(const std::wstring& portName)
+{
+    CSectionHold hold(m_lock);
+    CSimPort* port = FindPort(portName);
+    return port ? port->Printer() : nullptr;
+}
+
+PortView CPortMonitor::View(const std::wstring& portName)
+{
+    CSectionHold hold(m_lock);
+    CSimPort* port = FindPort(portName);
+    return port ? port->View() : PortView();
+}
+
+/// The lock is held.
+CSimPort* CPortMonitor::FindPort(const std::wstring& portName) const
+{
+    for (const auto& port : m_ports) {
+        if (lstrcmpiW(port->Name().c_str(), portName.c_str()) == 0) {
+            return port.get();
+        }
+    }
+    return nullptr;
+}
+
+} // namespace zrtmon::sim

@@ -1,0 +1,77 @@
+#include "simulator/printer_line.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zrtmon::sim {
+
+namespace {
+constexpr DWORD kVendorHeadBytes = 3; // request and value of the control transfer
+}
+
+DWORD CPrinterLine::End(bool wasChannel)
+{
+    if (!wasChannel) {
+        m_printer.EndDocument();
+    }
+    return ERROR_SUCCESS;
+}
+
+DWORD CPrinterLine::Write(const BYTE* data, DWORD size, DWORD* count)
+{
+    *count = m_writeLimit > 0 ? std::min(size, m_writeLimit) : size;
+    m_printer.Receive(data, *count);
+    return ERROR_SUCCESS;
+}
+
+DWORD CPrinterLine::Read(BYTE* buffer, DWORD size, DWORD* count)
+{
+    *count = static_cast<DWORD>(m_printer.TakeReply(buffer, size));
+    return ERROR_SUCCESS;
+}
+
+DWORD CPrinterLine::Control(DWORD code, const BYTE* input, DWORD inputSize, BYTE* output, DWORD outputSize,
+                            DWORD* count)
+{
+    switch (code) {
+    case kIoctlUsbPrintVendorSetCommand:
+        return SetCommand(input, inputSize);
+    case kIoctlUsbPrintVendorGetCommand:
+        return GetCommand(inputSize, output, outputSize, count);
+    case kIoctlParQueryDeviceId:
+        return QueryId(output, outputSize, count);
+    default:
+        return ERROR_NOT_SUPPORTED;
+    }
+}
+
+DWORD CPrinterLine::SetCommand(const BYTE* input, DWORD inputSize)
+{
+    if (!input || inputSize < kVendorHeadBytes) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    m_printer.Receive(input + kVendorHeadBytes, inputSize - kVendorHeadBytes);
+    return ERROR_SUCCESS;
+}
+
+DWORD CPrinterLine::GetCommand(DWORD inputSize, BYTE* output, DWORD outputSize, DWORD* count)
+{
+    if (inputSize < kVendorHeadBytes || !output) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    *count = static_cast<DWORD>(m_printer.TakeReply(output, outputSize));
+    return *count > 0 ? ERROR_SUCCESS : ERROR_GEN_FAILURE;
+}
+
+DWORD CPrinterLine::QueryId(BYTE* output, DWORD outputSize, DWORD* count) const
+{
+    const std::string id = m_printer.DeviceId();
+    if (!output || outputSize < id.size()) {
+        return ERROR_INSUFFICIENT_BUFFER;
+    }
+    std::memcpy(output, id.data(), id.size());
+    *count = static_cast<DWORD>(id.size());
+    return ERROR_SUCCESS;
+}
+
+} // namespace zrtmon::sim

@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "simulator/input_parser.h"
+#include "simulator/job_builder.h"
+#include "tests/simulator/printer_bench.h"
+
+namespace zrtmon::sim {
+namespace {
+
+/// Writes down what the parser tells. Job data only counts, since it may come in any pieces; the counts are
+/// written down where they must not depend on that.
+class CTrace final : public IInputEvents {
+public:
+    void OnHostCommand(std::string_view mnemonic, std::string_view parameters, uint64_t offset) override
+    {
+        m_text += std::string(mnemonic) + '(' + std::string(parameters) + ')' + At(offset) + Data();
+    }
+    void OnCancel(uint64_t offset) override { m_text += "cancel" + At(offset); }
+    void OnCancelLead(uint64_t offset) override { m_text += "lead" + At(offset); }
+    void OnJobCommand(char letter) override { m_text += std::string(1, letter) + ' '; }
+    void OnPacket() override { m_text += "packet "; }
+    void OnRecord() override { m_text += "record "; }
+    void OnJobData(const uint8_t*, size_t size, bool framed) override { (framed ? m_framed : m_raw) += size; }
+    void OnViolation(uint64_t offset, const std::string& text) override
+    {
+        m_text += "[" + text + "]" + At(offset);
+    }
+
+    std::string Whole() const { return m_text + Data(); }
+
+private:
+    static std::string At(uint64_t offset) { return "@" + std::to_string(offset) + ' '; }
+    std::string Data() const { return "<" + std::to_string(m_framed) + "+" + std::to_string(m_raw) + "> "; }
+
+    std::string m_text;
+    uint64_t m_framed = 0;
+    uint64_t m_raw = 0;
+};
+
+/// What the parser tells of a document that comes in these pieces.
+std::string TraceOf(std::initializer_list<std::string_view> pieces)
+{
+    CTrace trace;
+    CInputParser parser(trace);
+    for (const std::string_view piece : pieces) {
+        parser.Feed(reinterpret_cast<const uint8_t*>(piece.data()), piece.size());
+    }
+    parser.EndDocument();
+    return trace.Whole();
+}
+
+std::string ByteByByte(std::string_view stream)
+{
+    CTrace trace;
+    CInputParser parser(trace);
+    for (const char& byte : stream) {
+        parser.Feed(reinterpret_cast<const uint8_t*>(&byte), 1);
+    }
+    parser.EndDocument();
+    return trace.Whole();
+}
+
+const std::string kZeros512(512, '\0');
+
+std::string JobWithQueries()
+{
+    return Packet(Command("J") + CardPayload()) + Command("Nr") + Packet(CardPayload() + "ab") +
+           Command("TE0,-5T\r") + Packet({}) + Packet(Command("XZ")) + Command("NV");
+}
+
+std::string CancelledInARecord()
+{
+    return Packet(Command("J") + CardPayload()) + Packet(CardPayload()).substr(0, 100) + kZeros512 +
+           Command("XC") + Command("Nr") + Packet(CardPayload());
+}
+
+std::string BigPacket() { return Packet(Command("J") + CardPayload() + CardPayload()); }
+
+struct Stream {
+    const char* name;
+    std::string bytes;
+    std::string trace;
+};
+
+TEST(InputParser, ReadsAStreamTheSameHoweverItIsCut)
+{
+    const Stream kStreams[] = {
+        {"Framed", JobWithQueries(),
+         "packet J C record j Nr()@498 <498+0> packet C record j TE(0,-5T\r)@999 <994+0> "
+         "packet packet Z NV()@1031 <1015+0> <1015+0> "},
+        {"CancelledInARecord", CancelledInARecord(),
+         // The zero bytes fill the record and go on as stray bytes, until the cancel explains them.
+         "packet J C record j packet C record "
+         "[a byte 0x00 stands in a packet where a command is expected]@988 cancel@1110 lead@598 Nr()@1115 "
+         "<992+0> packet C record j <1486+0> "},
+        // In a packet that the zero bytes do not fill, and behind an ESC of the picture.
+        {"CancelledInABigPacket",
+         BigPacket().substr(0, 99) + "\x1B" + kZeros512 + Command("XC") + Command("Nr"),
+         "packet J C record [a byte 0x00 stands in a packet where a command is expected]@494 X cancel@612 "
+         "lead@100 "
+         "Nr()@617 <617+0> <617+0> "},
+        {"RawBehindAJobsEnd", Packet(Command("XZ")) + "raw", "packet Z <13+3> "},
+        {"StrayBytesBehindZeros", Packet({}) + std::string(2, '\0') + "zz",
+         "packet [2 zero bytes lead in no cancel command]@8 "
+         "[a byte 0x7A stands outside the packets of a framed job]@10 <8+4> "},
+        {"SettingWithoutEnd", Command("TE" + std::string(40, '1')) + Command("Nr"),
+         "[unknown command or parameters: ESC 00 02 TE" + std::string(25, '1') +
+             "]@0 Nr()@45 <0+45> <0+45> "},
+        {"Unframed",
+         Command("J") + "pixels" + Command("C") + "\x8F\x1B_no header" + Command("Nr") + Command("j") +
+             Command("Q") + Command("XZ") + Command("NV"),
+         "J C Nr()@26 <0+26> j Z NV()@44 <0+39> <0+39> "},
+        {"LonePrefixes", std::string("\x1B\x1B\0\x1B\0\x02", 6) + Command("N") + Command("Nr"),
+         "Nr()@10 <0+10> <0+10> "},
+        {"MagCommandAndTail",
+         Packet(Command("m12") + "\x03" + "abc" + Command("m12") + std::string(1, '\0') + Command("Q") +
+                "xyz"),
+         "packet m m Q <32+0> "},
+        {"PasswordCommands",
+         Command("4") + Command("Nr345") + Command("5") + "12345678\xFD" + Command("5") + "12345678" +
+             std::string(1, '\0') + "abcdefghijklmnop" + Command("NP"),
+         "[the host command Nr stands inside a packet or another command]@4 4(" + Command("Nr345") +
+             ")@0 <0+0> 5(12345678\xFD)@12 <0+0> 5(12345678" + std::string(1, '\0') + "abcdefghijklmnop" +
+             ")@25 <0+0> NP()@54 <0+0> <0+0> "},
+        {"ZerosWithoutACancel",
+         std::string(20, '\0') + Command("Nr") + Packet(Command("J")) + std::string(3, '\0') + Packet({}) +
+             "zz" + Command("Nr"),
+         "[20 zero bytes lead in no cancel command]@0 Nr()@20 <0+20> packet J "
+         "[3 zero bytes lead in no cancel command]@37 packet "
+         "[a byte 0x7A stands outside the packets of a framed job]@48 Nr()@50 <20+25> <20+25> "},
+        {"NothingThatIsKnown",
+         Command("Q") + Command("TX") + Packet("?" + Command("J") + "stray") + Command("j"),
+         "[unknown command or parameters: ESC 00 02 Q]@0 [unknown command or parameters: ESC 00 02 TX]@4 "
+         "packet "
+         "[a byte 0x3F stands in a packet where a command is expected]@17 J "
+         "[a byte 0x73 stands in a packet where a command is expected]@22 "
+         "[the job command j stands outside the packets of a framed job]@27 <18+9> "},
+        {"EndsInAPacket", Packet(Command("J") + CardPayload()).substr(0, 300),
+         "packet J C [the document ended with 198 payload bytes of a packet missing]@300 <300+0> "},
+        {"EndsInAHeader", Packet(Command("J")).substr(0, 5),
+         "[the document ended inside a packet header]@5 <0+0> "},
+        {"EndsInACommand", Packet(Command("J")) + Command("N"),
+         "packet J [a byte 0x1B stands outside the packets of a framed job]@12 <12+4> "}};
+    for (const auto& [name, bytes, trace] : kStreams) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(trace, TraceOf({bytes}));
+        EXPECT_EQ(trace, ByteByByte(bytes));
+        const std::string_view view = bytes;
+        for (size_t cut = 1; cut < bytes.size(); ++cut) {
+            ASSERT_EQ(trace, TraceOf({view.substr(0, cut), view.substr(cut)})) << "cut at " << cut;
+        }
+    }
+}
+
+TEST(InputParser, GarbageIsReadTheSameHoweverItIsCut)
+{
+    for (uint64_t seed = 1; seed <= 200; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const std::string bytes = Text(RandomGarbage(seed));
+        const std::string whole = TraceOf({bytes});
+        ASSERT_EQ(whole, ByteByByte(bytes));
+        const std::string_view view = bytes;
+        for (size_t cut = seed % 61; cut < bytes.size(); cut += 509) {
+            ASSERT_EQ(whole, TraceOf({view.substr(0, cut), view.substr(cut)})) << "cut at " << cut;
+        }
+    }
+}
+
+TEST(InputParser, SeesAQueryAtEveryPlaceWhereNoneMayBe)
+{
+    const Job job = BuildJob({.cards = 2, .recordsPerSide = 2, .payloadBytes = 600, .tailBytes = 2});
+    const std::string bytes = Text(job.bytes);
+    const std::string query = Command("Nr");
+    size_t borders = 0;
+    for (size_t at = job.packetStarts[1]; at <= bytes.size(); ++at) {
+        const std::string trace = TraceOf({bytes.substr(0, at), query, bytes.substr(at)});
+        const bool isBorder = at == bytes.size() || std::ranges::count(job.packetStarts, at) > 0;
+        borders += isBorder ? 1 : 0;
+        ASSERT_EQ(isBorder, trace.find('[') == std::string::npos) << "query at " << at << ": " << trace;
+        ASSERT_TRUE(!isBorder || trace.find("Nr()") != std::string::npos) << "query at " << at;
+    }
+    EXPECT_EQ(job.packetStarts.size(), borders);
+}
+
+} // namespace
+} // namespace zrtmon::sim
