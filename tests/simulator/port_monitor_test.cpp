@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 
 #include "simulator/port_monitor.h"
@@ -209,11 +210,8 @@ class CaptureFile : public testing::Test {
 protected:
     CaptureFile()
     {
-        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        m_folder = std::filesystem::temp_directory_path() /
-                   (std::string("zrtsim-") + test->name() + "-" +
-                    std::to_string(testing::UnitTest::GetInstance()->random_seed()));
-        std::filesystem::remove_all(m_folder);
+        m_folder =
+            std::filesystem::temp_directory_path() / ("zrtsim-" + std::to_string(std::random_device()()));
         std::filesystem::create_directories(m_folder);
     }
     ~CaptureFile() override { std::filesystem::remove_all(m_folder); }

@@ -82,10 +82,10 @@ TEST(PrinterOptions, SayWhatIsWrongAndWhatWouldDo)
 TEST(PrinterOptions, PortNamesTellTheirKindInAnyLetterCase)
 {
     std::string problem;
-    const auto file = ParsePortName(L"File:/tmp/\u00e4 x=1,y", &problem);
+    const auto file = ParsePortName(L"File:some/\u00e4 x=1,y", &problem);
     ASSERT_TRUE(file);
     EXPECT_EQ(PortName::Kind::File, file->kind);
-    EXPECT_EQ(L"/tmp/\u00e4 x=1,y", file->filePath);
+    EXPECT_EQ(L"some/\u00e4 x=1,y", file->filePath);
     const auto printer = ParsePortName(L"SIM:cards=3", &problem);
     ASSERT_TRUE(printer);
     EXPECT_EQ(PortName::Kind::Printer, printer->kind);
