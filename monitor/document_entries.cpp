@@ -1,0 +1,112 @@
+#include <utility>
+
+#include "link/monitor.h"
+#include "monitor/entry_guard.h"
+#include "monitor/entry_points.h"
+#include "monitor/port_record.h"
+
+namespace zrtmon {
+
+namespace {
+
+constexpr DWORD kDocumentWaitMs = 5000;
+constexpr DWORD kDocInfo2Level = 2;
+
+bool IsChannel(DWORD level, const BYTE* docInfo)
+{
+    return level == kDocInfo2Level && docInfo &&
+           reinterpret_cast<const DOC_INFO_2W*>(docInfo)->dwMode == DI_CHANNEL;
+}
+
+/// Takes everything of a document start back that has been done so far; the reason stays the last error.
+BOOL UndoStart(PortRecord* port, DWORD error)
+{
+    JobRecordPtr(std::exchange(port->job, nullptr));
+    ReleaseDocument(port);
+    return Fail(error);
+}
+
+/// The start of a document on a port that has been claimed for it.
+BOOL StartClaimedDocument(PortRecord* port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
+{
+    port->job = MakeJobRecord(printerName, jobId).release();
+    if (!port->job) {
+        return UndoStart(port, GetLastError());
+    }
+    if (!port->lowerMonitor.pfnStartDocPort(port->lowerPort, printerName, jobId, level, docInfo)) {
+        return UndoStart(port, GetLastError());
+    }
+    const BOOL started = GuardEntry(FALSE, [port] { return port->deviceLink->StartDoc(port); });
+    if (!started) {
+        const DWORD error = GetLastError();
+        port->lowerMonitor.pfnEndDocPort(port->lowerPort);
+        return UndoStart(port, error);
+    }
+    return TRUE;
+}
+
+} // namespace
+
+BOOL WINAPI StartDocPort(HANDLE handle, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
+{
+    auto* port = static_cast<PortRecord*>(handle);
+    if (!IsValidPort(port)) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    if (IsChannel(level, docInfo)) {
+        return StartLowerChannel(port, printerName, jobId, level, docInfo);
+    }
+    if (!printerName || !port->deviceLink) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    if (!ClaimDocument(port, kDocumentWaitMs)) {
+        return FALSE;
+    }
+    return StartClaimedDocument(port, printerName, jobId, level, docInfo);
+}
+
+BOOL WINAPI WritePort(HANDLE handle, LPBYTE data, DWORD size, LPDWORD written)
+{
+    auto* port = static_cast<PortRecord*>(handle);
+    if (!written) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    *written = 0;
+    if (!IsValidPort(port) || !port->deviceLink || !data) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    // A failure reaches the spooler as a count of 0, and it offers the same bytes again.
+    return GuardEntry(TRUE, [&] {
+        port->deviceLink->Write(port, data, size, written);
+        return TRUE;
+    });
+}
+
+BOOL WINAPI ReadPort(HANDLE handle, LPBYTE buffer, DWORD size, LPDWORD read)
+{
+    auto* port = static_cast<PortRecord*>(handle);
+    if (!IsValidPort(port)) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    return port->lowerMonitor.pfnReadPort(port->lowerPort, buffer, size, read) ? TRUE : FALSE;
+}
+
+BOOL WINAPI EndDocPort(HANDLE handle)
+{
+    auto* port = static_cast<PortRecord*>(handle);
+    if (!IsValidPort(port)) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    if (IsValidJob(port->job)) {
+        if (port->deviceLink) {
+            GuardEntry(FALSE, [port] { return port->deviceLink->EndDoc(port); });
+        }
+        if (port->flags & PORT_DOC_OPEN) {
+            SetJobW(port->job->printer, port->job->jobId, 0, nullptr, JOB_CONTROL_SENT_TO_PRINTER);
+        }
+        JobRecordPtr(std::exchange(port->job, nullptr));
+    }
+    return EndLowerDocument(port);
+}
+
+} // namespace zrtmon

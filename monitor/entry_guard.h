@@ -1,0 +1,24 @@
+#pragma once
+
+#include <new>
+
+#include "platform/win32.h"
+
+namespace zrtmon {
+
+/// Runs the body of an entry point. What it throws ends here, because an exception that leaves the library
+/// ends the spooler: the result is then failure, with last error 8 when memory was exhausted.
+template <typename Result, typename Body>
+Result GuardEntry(Result failure, Body&& body) noexcept
+{
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    } catch (...) {
+        SetLastError(ERROR_GEN_FAILURE);
+    }
+    return failure;
+}
+
+} // namespace zrtmon

@@ -1,0 +1,43 @@
+/// The library's face towards the print spooler: what the entry-point table holds.
+///
+/// Every function may be called from any spooler thread; documents of one port arrive on one thread. A result
+/// of FALSE leaves its reason in the last error. No exception leaves any of them.
+#pragma once
+
+#include "platform/win32.h"
+
+namespace zrtmon {
+
+/// Opens a port above the lower monitor's port of that name. FALSE, *port null, with last error 87 (missing
+/// argument or lower entry), 170 (already open, in any letter case), 8, or as the lower OpenPort left it.
+BOOL WINAPI OpenPortEx(HANDLE monitor, HANDLE lowerMonitor, LPWSTR portName, LPWSTR printerName, PHANDLE port,
+                       MONITOR2* lowerTable);
+/// FALSE with last error 87 (no open port), or as the lower ClosePort left it: the port then stays listed,
+/// and may be closed again.
+BOOL WINAPI ClosePort(HANDLE port);
+void WINAPI Shutdown(HANDLE monitor);
+
+/// Begins a document (level 1, or 2), or a channel (level 2, dwMode DI_CHANNEL). FALSE with last error 87,
+/// 170 (one is open, after 5000 ms or 100 ms), or as the failed step left it; the port is idle again.
+BOOL WINAPI StartDocPort(HANDLE port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo);
+/// TRUE for every open port. *written tells how much is done; the rest is to be offered again.
+BOOL WINAPI WritePort(HANDLE port, LPBYTE data, DWORD size, LPDWORD written);
+BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
+/// FALSE with last error 87, or as the lower EndDocPort left it: the port then stays marked open.
+BOOL WINAPI EndDocPort(HANDLE port);
+
+/// Control code 0 and a value name: the device link answers (see CMonitor::GetPrinterData). Anything else
+/// goes to the lower monitor. FALSE with last error 50 when the lower monitor has no such entry.
+BOOL WINAPI GetPrinterDataFromPort(HANDLE port, DWORD controlId, LPWSTR valueName, LPWSTR input,
+                                   DWORD inputSize, LPWSTR output, DWORD outputSize, LPDWORD returned);
+/// 0 when the lower monitor answered, else 50.
+DWORD WINAPI SendRecvBidiDataFromPort(HANDLE port, DWORD accessBit, LPCWSTR action,
+                                      BIDI_REQUEST_CONTAINER* request, BIDI_RESPONSE_CONTAINER** response);
+
+} // namespace zrtmon
+
+// The two functions that the library exports.
+extern "C" {
+ZRT_LIBRARY_EXPORT BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
+ZRT_LIBRARY_EXPORT MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* init, PHANDLE monitor);
+}

@@ -1,0 +1,64 @@
+#include "monitor/port_list.h"
+
+#include "platform/sync.h"
+
+namespace zrtmon {
+
+namespace {
+
+PortRecord* PortList = nullptr; // newest first; it and every next link are guarded by PortListLock
+CRITICAL_SECTION PortListLock;
+
+bool IsListed(const wchar_t* portName)
+{
+    for (const PortRecord* port = PortList; port; port = port->next) {
+        if (lstrcmpiW(port->portName, portName) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+void InitializePortList()
+{
+    InitializeCriticalSection(&PortListLock);
+    PortList = nullptr;
+}
+
+PortRecord* OpenAndListPort(HANDLE lowerMonitor, const wchar_t* portName, const MONITOR2& lowerTable)
+{
+    const CSectionHold hold(&PortListLock);
+    if (IsListed(portName)) {
+        SetLastError(ERROR_BUSY);
+        return nullptr;
+    }
+    PortRecordPtr port = MakePortRecord(portName, lowerTable);
+    if (!port) {
+        return nullptr;
+    }
+    if (!lowerTable.pfnOpenPort(lowerMonitor, port->portName, &port->lowerPort)) {
+        const DWORD error = GetLastError();
+        port.reset();
+        SetLastError(error);
+        return nullptr;
+    }
+    port->next = PortList;
+    PortList = port.get();
+    return port.release();
+}
+
+bool UnlistPort(PortRecord* port)
+{
+    const CSectionHold hold(&PortListLock);
+    for (PortRecord** link = &PortList; *link; link = &(*link)->next) {
+        if (*link == port) {
+            *link = port->next;
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace zrtmon

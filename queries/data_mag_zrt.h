@@ -1,0 +1,15 @@
+#pragma once
+
+#include "queries/data_mag.h"
+
+namespace zrtmon {
+
+/// The tracks that the printer's magnetic-stripe module last read: command "N0", reply "MAG:" and three
+/// values. Fails when a track is not there; an empty last track needs a separator behind it to be there.
+class CDataMagZRT final : public CDataMag {
+public:
+    const uint8_t* GetCommand(uint32_t* length) override;
+    BOOL Parse() override;
+};
+
+} // namespace zrtmon

@@ -1,0 +1,161 @@
+#include "requests/data_print_job.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <utility>
+
+namespace zrtmon {
+
+const uint8_t* CDataPrintJob::GetCommand(uint32_t* length)
+{
+    *length = m_pendingLength;
+    return m_pending;
+}
+
+BOOL CDataPrintJob::Prepare(const wchar_t* requestText)
+{
+    m_pending = nullptr;
+    m_pendingLength = 0;
+    m_offered = nullptr;
+    m_heldStart = 0;
+    m_bufferedLength = 0;
+    m_accepted = 0;
+    m_packetState = Framing::Unknown;
+    m_cardSeen = false;
+    m_sentAtBorder = true;
+    return CData::Prepare(requestText);
+}
+
+void CDataPrintJob::SetSentLength(uint32_t count)
+{
+    m_sentLength = std::min(count, m_pendingLength);
+    m_pending += m_sentLength;
+    m_pendingLength -= m_sentLength;
+    if (m_sentLength > 0) {
+        m_sentAtBorder = m_pendingLength == 0 && IsPacketDone() && IsBetweenCards();
+    }
+}
+
+BOOL CDataPrintJob::SetReply(const char* data, uint32_t length)
+{
+    if (m_pendingLength > 0 || m_accepted > 0) {
+        return TRUE;
+    }
+    m_sentLength = 0;
+    const auto* bytes = reinterpret_cast<const uint8_t*>(data);
+    m_offered = bytes;
+    if (m_bufferedLength == 0) {
+        TakeFromCaller(bytes, length);
+    } else {
+        TakeBehindHeldBytes(bytes, length);
+    }
+    return TRUE;
+}
+
+void CDataPrintJob::TakeFromCaller(const uint8_t* data, uint32_t length)
+{
+    m_heldStart = 0;
+    const uint32_t forwarded = FilterData(data, length);
+    if (forwarded > 0) {
+        m_pending = data;
+        m_pendingLength = forwarded;
+        m_accepted = forwarded;
+        return;
+    }
+    m_bufferedLength = std::min(length, kBufferSize);
+    std::copy_n(data, m_bufferedLength, m_buffer);
+    m_accepted = m_bufferedLength;
+}
+
+void CDataPrintJob::TakeBehindHeldBytes(const uint8_t* data, uint32_t length)
+{
+    if (m_heldStart > 0) {
+        std::memmove(m_buffer, m_buffer + m_heldStart, m_bufferedLength);
+        m_heldStart = 0;
+    }
+    const uint32_t held = m_bufferedLength;
+    const uint32_t added = std::min(kBufferSize - held, length);
+    std::copy_n(data, added, m_buffer + held);
+    const uint32_t forwarded = FilterData(m_buffer, held + added);
+    if (forwarded == 0) {
+        // A full buffer without one whole unit is no job data of this printer family: what follows is taken
+        // and dropped, so that the spooler does not offer it for ever.
+        m_accepted = held < kBufferSize ? added : length;
+        m_bufferedLength = held + added;
+        return;
+    }
+    m_pending = m_buffer;
+    m_pendingLength = forwarded;
+    if (forwarded >= held) {
+        m_accepted = forwarded - held;
+        m_bufferedLength = 0;
+        return;
+    }
+    // Less may go than was held: the rest stays held, and nothing of the caller's bytes is taken yet.
+    m_heldStart = forwarded;
+    m_bufferedLength = held - forwarded;
+}
+
+bool CDataPrintJob::IsPendingHeldHere() const
+{
+    return m_pendingLength > 0 && !std::less<>{}(m_pending, m_buffer) &&
+           std::less<>{}(m_pending, m_buffer + kBufferSize);
+}
+
+void CDataPrintJob::Reoffer(const uint8_t* data, uint32_t length)
+{
+    if (m_pendingLength == 0 || data == m_offered || IsPendingHeldHere()) {
+        return;
+    }
+    const uint32_t sent = m_accepted - m_pendingLength;
+    m_offered = data;
+    m_accepted = std::min(m_accepted, std::max(length, sent));
+    m_pending = data + sent;
+    m_pendingLength = m_accepted - sent;
+}
+
+uint32_t CDataPrintJob::TakeAcceptedCount()
+{
+    if (m_pendingLength > 0) {
+        return 0;
+    }
+    return std::exchange(m_accepted, 0);
+}
+
+void CDataPrintJob::UseBufferedData()
+{
+    if (IsPendingHeldHere()) {
+        m_pendingLength += std::exchange(m_bufferedLength, 0); // they lie right behind the pending ones
+        return;
+    }
+    m_pending = m_buffer + m_heldStart;
+    m_pendingLength = std::exchange(m_bufferedLength, 0);
+}
+
+uint32_t CDataPrintJob::FilterData(const uint8_t* data, uint32_t length)
+{
+    if (m_packetState == Framing::None) {
+        return length;
+    }
+    uint32_t forwarded = 0;
+    if (m_packet->m_payloadLength == 0) {
+        if (!m_packet->ParseHeader(data, length, &forwarded)) {
+            m_packetState = Framing::None;
+            return length;
+        }
+        if (forwarded == 0) {
+            return 0;
+        }
+        m_packetState = Framing::Packets;
+    }
+    const uint32_t payloadLength = m_packet->m_payloadLength;
+    const uint32_t available = std::min(payloadLength, length - forwarded);
+    const uint32_t scanned = available > 0 ? ScanCommands(data + forwarded, available) : 0;
+    m_packet->m_payloadLength = payloadLength - scanned;
+    return forwarded + scanned;
+}
+
+uint32_t CDataPrintJob::ScanCommands(const uint8_t* /*data*/, uint32_t length) { return length; }
+
+} // namespace zrtmon

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "link/packet_zrt.h"
+#include "requests/data_print_job.h"
+
+namespace zrtmon {
+
+/// The job data of this printer family: packets, and in their payload commands that are followed so that
+/// the data is cut between them, cards are counted and the end of the job is noticed.
+class CDataPrintJobZRT final : public CDataPrintJob {
+public:
+    CDataPrintJobZRT();
+
+    BOOL Prepare(const wchar_t* requestText) override;
+    BOOL IsJobEnd() override { return m_scanState == ScanState::AfterJobEnd; }
+    uint32_t ScanCommands(const uint8_t* data, uint32_t length) override;
+
+    /// Scans of "C" commands since the document's start or the last "j"; a command that had to be scanned
+    /// again counts again. Any thread.
+    uint32_t GetCardCount() const { return m_cardCount; }
+
+protected:
+    bool IsBetweenCards() override { return m_passedCardCount % 2 == 0; }
+
+private:
+    enum class ScanState : uint32_t {
+        CommandDue = 0,
+        RecordBody = 1,
+        RecordMarkerDue = 2,
+        AfterJobStart = 3, ///< "J"; scans like CommandDue, and so do the next two
+        AfterCardEnd = 4,  ///< "j"
+        AfterJobEnd = 5,   ///< "X" "Z"
+    };
+    /// What the scan of one unit came to: the position behind it, and whether the scan goes on there.
+    struct Step {
+        uint32_t position;
+        bool goOn;
+    };
+
+    Step ScanUnit(const uint8_t* data, uint32_t length, uint32_t position);
+    Step ScanCommand(const uint8_t* data, uint32_t length, uint32_t position);
+    Step ScanCard(const uint8_t* data, uint32_t length, uint32_t position);
+    Step ScanEndOrOther(const uint8_t* data, uint32_t length, uint32_t position);
+    Step ScanMessage(const uint8_t* data, uint32_t length, uint32_t position);
+
+    CPacketZRT m_packetParser;
+    std::atomic<uint32_t> m_cardCount{0};
+    uint32_t m_passedCardCount = 0; ///< as m_cardCount, but each "C" once, when it is let go
+    ScanState m_scanState = ScanState::CommandDue;
+};
+
+} // namespace zrtmon

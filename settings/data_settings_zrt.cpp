@@ -1,0 +1,56 @@
+#include "settings/data_settings_zrt.h"
+
+#include <memory>
+
+#include "link/command_prefix.h"
+
+namespace zrtmon {
+
+namespace {
+constexpr auto kDefaultsCommand = MakeCommand("Ne");
+constexpr auto kFlipperCommand = MakeCommand("NF");
+constexpr auto kFlipperDefaultsCommand = MakeCommand("Nf");
+} // namespace
+
+// The chain is made on the first use and kept. Memory exhausted leaves the request without it, as an
+// exception that the caller reports.
+
+BOOL CDataSettingsZRT::Prepare(const wchar_t* /*requestText*/)
+{
+    if (!GetNext()) {
+        SetNext(std::make_unique<CDataSettingsFlip>());
+    }
+    return TRUE;
+}
+
+BOOL CDataSettingsZRT::Parse()
+{
+    return KeepTextAfter("EEprom Settings:") || KeepTextAfter("EEprom Defaults:");
+}
+
+const uint8_t* CDataSettingsZRTDefault::GetCommand(uint32_t* length)
+{
+    return Lend(kDefaultsCommand, length);
+}
+
+BOOL CDataSettingsZRTDefault::Prepare(const wchar_t* /*requestText*/)
+{
+    if (!GetNext()) {
+        SetNext(std::make_unique<CDataSettingsFlipDefault>());
+    }
+    return TRUE;
+}
+
+const uint8_t* CDataSettingsFlip::GetCommand(uint32_t* length) { return Lend(kFlipperCommand, length); }
+
+BOOL CDataSettingsFlip::Parse()
+{
+    return KeepTextAfter("Flipper EE Settings:") || KeepTextAfter("Flipper EE Defaults:");
+}
+
+const uint8_t* CDataSettingsFlipDefault::GetCommand(uint32_t* length)
+{
+    return Lend(kFlipperDefaultsCommand, length);
+}
+
+} // namespace zrtmon

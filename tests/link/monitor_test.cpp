@@ -1,0 +1,569 @@
+#include "link/monitor.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <list>
+#include <map>
+
+#include "platform/spooler_admin.h"
+#include "queries/data_status.h"
+#include "requests/data_cancel.h"
+#include "requests/data_print_job_zrt.h"
+#include "requests/printer_data.h"
+#include "tests/support/unit_port.h"
+
+namespace zrtmon {
+namespace {
+
+using namespace std::string_literals;
+using test::UnitPort;
+
+constexpr wchar_t kPrinter[] = L"Cards";
+const std::string kStatusCommand = "\x1B\0\2Nr"s;
+
+/// Sends its parameters and answers with them: shows whose parameters a query ran with.
+class EchoData : public CData {
+public:
+    const uint8_t* GetCommand(uint32_t* length) override
+    {
+        *length = static_cast<uint32_t>(m_parameters.size());
+        return reinterpret_cast<const uint8_t*>(m_parameters.data());
+    }
+    BOOL Prepare(const wchar_t* text) override
+    {
+        EXPECT_FALSE(m_running) << "prepared while it runs";
+        const std::wstring whole = text;
+        const size_t slash = whole.find(L'/');
+        if (slash == std::wstring::npos) {
+            return FALSE;
+        }
+        m_parameters.assign(whole.begin() + static_cast<std::ptrdiff_t>(slash) + 1, whole.end());
+        return TRUE;
+    }
+    uint32_t GetSendDelay() override
+    {
+        m_running = true;
+        return 250;
+    }
+    uint32_t GetReceiveMethod() override
+    {
+        m_running = false;
+        m_text = m_parameters;
+        return kReceiveNothing;
+    }
+
+private:
+    std::string m_parameters;
+    bool m_running = false;
+};
+
+/// Answers a constant, after any transport trouble that a test wants.
+class FixedData : public CData {
+public:
+    explicit FixedData(const char* answer, uint32_t sendMethod = kSendToPort)
+        : m_answer(answer), m_method(sendMethod)
+    {
+    }
+    const uint8_t* GetCommand(uint32_t* length) override
+    {
+        *length = 1;
+        return reinterpret_cast<const uint8_t*>("?");
+    }
+    uint32_t GetSendMethod() override { return m_method; }
+    uint32_t GetReceiveMethod() override
+    {
+        m_text = m_answer;
+        return kReceiveNothing;
+    }
+
+private:
+    const char* m_answer;
+    uint32_t m_method;
+};
+
+class TestModel : public CPrintMonitor {
+public:
+    CData* GetRequest(RequestCode code) override { return FindOrCreate(code); }
+    CPrinterData* GetTransport() override { return &m_transport; }
+    BOOL CanInterleave() override { return canInterleave && CPrintMonitor::CanInterleave(); }
+    std::unique_ptr<CData> CreateRequest(RequestCode code) const override
+    {
+        switch (code) {
+        case MoveTo:
+            return std::make_unique<EchoData>();
+        case CancelPrint:
+            return std::make_unique<CDataCancel>();
+        case Status:
+            return std::make_unique<CDataStatus>();
+        case PrintJob:
+            return std::make_unique<CDataPrintJobZRT>();
+        case StationStatus: { // the second of the chain goes by a vendor control
+            auto head = std::make_unique<FixedData>("first;");
+            head->SetNext(std::make_unique<FixedData>("second;", CData::kSendVendorControl));
+            head->GetNext()->SetNext(std::make_unique<FixedData>("third;"));
+            return head;
+        }
+        default:
+            return nullptr;
+        }
+    }
+
+    std::atomic<bool> canInterleave = true;
+
+private:
+    CPrinterData m_transport;
+};
+
+struct MonitorTest : testing::Test {
+    MonitorTest()
+    {
+        auto owned = std::make_unique<TestModel>();
+        model = owned.get();
+        monitor = std::make_unique<CMonitor>(std::move(owned));
+        port.lower.reply = [this] { return port.lower.Written().ends_with(kStatusCommand) ? status : ""s; };
+    }
+    ~MonitorTest() override { EndDocument(); }
+
+    /// A document with its printer, and a job at the head of the printer's queue.
+    void StartDocument()
+    {
+        spooler::CreatePrinter(kPrinter);
+        jobId = spooler::SubmitJob(kPrinter, L"cards");
+        ASSERT_TRUE(ClaimDocument(port.record.get(), 5000));
+        port.record->job = MakeJobRecord(kPrinter, jobId).release();
+        ASSERT_TRUE(monitor->StartDoc(port.record.get()));
+    }
+    void EndDocument()
+    {
+        if (port.record->job) {
+            JobRecordPtr(std::exchange(port.record->job, nullptr));
+            spooler::RemovePrinter(kPrinter);
+        }
+    }
+
+    struct Answer {
+        BOOL ok;
+        DWORD error;
+        DWORD returned;
+        std::string text;
+    };
+    Answer Ask(const wchar_t* name, DWORD size = 200)
+    {
+        char output[200] = "untouched";
+        DWORD returned = 4711;
+        SetLastError(0);
+        const BOOL ok = monitor->GetPrinterData(port.record.get(), name, nullptr, 0, output, size, &returned);
+        return {ok, GetLastError(), returned, output};
+    }
+    DWORD Write(const std::string& data)
+    {
+        DWORD written = 4711;
+        monitor->Write(port.record.get(), reinterpret_cast<const uint8_t*>(data.data()),
+                       static_cast<DWORD>(data.size()), &written);
+        return written;
+    }
+    std::map<std::wstring, std::string> Published() const
+    {
+        std::map<std::wstring, std::string> values;
+        for (const wchar_t* name : {L"PrinterStatus", L"PrinterError", L"DeviceError", L"CardCount"}) {
+            values[name] = spooler::LoadValue(kPrinter, name).value_or("-").c_str();
+        }
+        return values;
+    }
+
+    UnitPort port;
+    TestModel* model;
+    std::unique_ptr<CMonitor> monitor;
+    DWORD jobId = 0;
+    std::string status = "ERR:0,0,0,0,0,7,";
+};
+
+TEST_F(MonitorTest, AQueryOpensAChannelAndClosesIt)
+{
+    const Answer answer = Ask(L"MoveTo/abc");
+    EXPECT_TRUE(answer.ok);
+    EXPECT_EQ("abc", answer.text);
+    EXPECT_EQ(4u, answer.returned);
+    EXPECT_EQ((std::vector<std::string>{"StartDocPort", "WritePort", "EndDocPort"}), port.lower.Calls());
+    EXPECT_EQ(0u, port.record->flags);
+}
+
+TEST_F(MonitorTest, WhatIsRefusedOpensNoChannel)
+{
+    for (const wchar_t* name : {L"NoSuchName", L"SensorStatus", L"Status", L"", L"MoveTo"}) {
+        const Answer answer = Ask(name);
+        EXPECT_FALSE(answer.ok) << name;
+        EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, answer.error) << name;
+        EXPECT_EQ(0u, answer.returned) << name;
+    }
+    EXPECT_TRUE(port.lower.Calls().empty());
+    EXPECT_TRUE(Ask(L"MoveTo/x").ok);
+}
+
+TEST_F(MonitorTest, AnOutputThatIsTooSmallIsToldTheSize)
+{
+    for (const DWORD size : {0u, 1u, 3u}) {
+        const Answer answer = Ask(L"MoveTo/abc", size);
+        EXPECT_TRUE(answer.ok);
+        EXPECT_EQ(4u, answer.returned);
+        EXPECT_EQ("untouched", answer.text);
+    }
+    EXPECT_EQ("abc", Ask(L"MoveTo/abc", 4).text);
+}
+
+TEST_F(MonitorTest, AnEmptyTextIsAFailureWithoutBytes)
+{
+    const Answer answer = Ask(L"MoveTo/");
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(0u, answer.returned);
+}
+
+TEST_F(MonitorTest, AnEmptyTextAfterABusyStartDoesNotRunTwice)
+{
+    model->canInterleave = false;
+    VirtualClock::Thread later([this] {
+        Sleep(100);
+        model->canInterleave = true;
+    });
+    EXPECT_FALSE(Ask(L"MoveTo/").ok);
+    later.Join();
+    EXPECT_NEAR(350.0, static_cast<double>(port.clock.Elapsed()), 1.0); // once: 250 ms behind the release
+}
+
+TEST_F(MonitorTest, ALinkInTheChainThatIsNotSupportedEndsItAsASuccess)
+{
+    port.lower.failError = ERROR_NOT_SUPPORTED;
+    EXPECT_EQ("first;", Ask(L"StationStatus/1").text);
+    port.lower.control = [](DWORD, const std::string&) { return ""s; };
+    EXPECT_EQ("first;second;third;", Ask(L"StationStatus/1").text);
+    port.lower.control = nullptr;
+    port.lower.failError = ERROR_GEN_FAILURE;
+    const Answer answer = Ask(L"StationStatus/1");
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, answer.error);
+}
+
+TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
+{
+    port.lower.allow = [](const char* call) { return call != "StartDocPort"s; };
+    const Answer answer = Ask(L"MoveTo/x");
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, answer.error);
+    port.lower.allow = nullptr;
+    EXPECT_TRUE(Ask(L"MoveTo/x").ok);
+}
+
+TEST_F(MonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)
+{
+    for (const bool ahead : {false, true}) {
+        SCOPED_TRACE(ahead ? "the tick count wraps meanwhile" : "");
+        model->canInterleave = false;
+        const uint64_t start = port.clock.Elapsed();
+        const Answer answer = Ask(L"MoveTo/x");
+        EXPECT_FALSE(answer.ok);
+        EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error);
+        EXPECT_EQ(5001u, port.clock.Elapsed() - start);
+    }
+    EXPECT_EQ(0u, port.lower.CountCalls("WritePort"));
+}
+
+TEST_F(MonitorTest, ABusyChannelIsWaitedForFiveSeconds)
+{
+    std::string slow(1, 's');
+    port.lower.take = [](DWORD size) {
+        Sleep(10000);
+        return size;
+    };
+    VirtualClock::Thread first([this] { EXPECT_TRUE(Ask(L"MoveTo/slow").ok); });
+    Sleep(1);
+    const Answer answer = Ask(L"MoveTo/x");
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error);
+    EXPECT_EQ(5001u, port.clock.Elapsed());
+    first.Join();
+    port.lower.take = nullptr;
+    EXPECT_TRUE(Ask(L"MoveTo/x").ok);
+}
+
+TEST_F(MonitorTest, QueriesWithDifferentParametersGetTheirOwnAnswers)
+{
+    std::list<VirtualClock::Thread> threads;
+    for (int number = 0; number < 8; ++number) {
+        threads.emplace_back([this, number] {
+            const std::wstring name = L"MoveTo/parameter" + std::to_wstring(number);
+            for (int round = 0; round < 5; ++round) {
+                const Answer answer = Ask(name.c_str());
+                if (answer.ok) {
+                    EXPECT_EQ("parameter" + std::to_string(number), answer.text);
+                } else {
+                    EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error);
+                }
+            }
+        });
+    }
+}
+
+TEST_F(MonitorTest, WithADocumentOpenAQueryUsesItsPortWithoutAChannel)
+{
+    StartDocument();
+    EXPECT_EQ("x", Ask(L"MoveTo/x").text);
+    EXPECT_EQ(0u, port.lower.CountCalls("StartDocPort"));
+    EXPECT_EQ(100u + 250, port.clock.Elapsed());
+    EXPECT_EQ(DWORD{PORT_DOC_OPEN}, port.record->flags);
+}
+
+TEST_F(MonitorTest, AStatusWithoutACountLeavesTheOldOne)
+{
+    struct Case {
+        const char* name;
+        const char* reply;
+        bool answered;
+        bool ready;
+        std::map<std::wstring, std::string> published;
+    };
+    const Case cases[] = {
+        {"error",
+         "ERR:0,83,0,11,0,41,",
+         true,
+         false,
+         {{L"PrinterStatus", "-1"}, {L"PrinterError", "21"}, {L"DeviceError", "83"}, {L"CardCount", "41"}}},
+        {"no count",
+         "ERR:0,92,0,0,0,42",
+         true,
+         true,
+         {{L"PrinterStatus", "2"}, {L"PrinterError", "1"}, {L"DeviceError", "92"}, {L"CardCount", "41"}}},
+        {"no marker",
+         "0,1,0,0,0,43,",
+         false,
+         true,
+         {{L"PrinterStatus", "2"}, {L"PrinterError", "1"}, {L"DeviceError", "92"}, {L"CardCount", "41"}}}};
+    StartDocument();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        status = c.reply;
+        BOOL ready = 4711;
+        EXPECT_EQ(c.answered, monitor->RefreshStatus(port.record.get(), &ready) != nullptr);
+        EXPECT_EQ(c.ready, ready != FALSE);
+        EXPECT_EQ(c.published, Published());
+    }
+}
+
+TEST_F(MonitorTest, AStatusWithoutAnErrorCodePublishesNoError)
+{
+    class BareStatus : public CDataStatus {
+        BOOL NameFields() override { return TRUE; }
+    };
+    class BareModel : public TestModel {
+        std::unique_ptr<CData> CreateRequest(RequestCode code) const override
+        {
+            return code == Status ? std::make_unique<BareStatus>() : TestModel::CreateRequest(code);
+        }
+    };
+    monitor = std::make_unique<CMonitor>(std::make_unique<BareModel>());
+    StartDocument();
+    spooler::StoreValue(kPrinter, L"DeviceError", REG_BINARY, "83");
+    BOOL ready = FALSE;
+    EXPECT_NE(nullptr, monitor->RefreshStatus(port.record.get(), &ready));
+    EXPECT_TRUE(ready);
+    EXPECT_EQ(
+        (std::map<std::wstring, std::string>{
+            {L"PrinterStatus", "-1"}, {L"PrinterError", "1"}, {L"DeviceError", "0"}, {L"CardCount", "-"}}),
+        Published());
+}
+
+TEST_F(MonitorTest, ABufferIsReportedWrittenOnlyWhenItHasLeft)
+{
+    StartDocument();
+    port.lower.take = [](DWORD size) { return std::min<DWORD>(size, 3); };
+    const std::string data = "plain data";
+    EXPECT_EQ(0u, Write(data)) << "taken over";
+    for (const char* sent : {"pla", "plain ", "plain dat", "plain data"}) {
+        EXPECT_EQ(0u, Write(data));
+        EXPECT_EQ(sent, port.lower.Written());
+    }
+    EXPECT_EQ(data.size(), Write(data));
+    EXPECT_EQ(data, port.lower.Written());
+}
+
+TEST_F(MonitorTest, AQueryNeverGoesIntoAPieceThatIsPartlySent)
+{
+    StartDocument();
+    port.lower.take = [](DWORD size) { return std::min<DWORD>(size, 3); };
+    Write("plain data");
+    Write("plain data");
+    const Answer answer = Ask(L"MoveTo/x");
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error);
+    EXPECT_EQ("pla", port.lower.Written());
+}
+
+TEST_F(MonitorTest, BetweenCardsDataIsHeldBackUntilThePrinterIsReady)
+{
+    StartDocument();
+    std::string card = "\x1B\0\2C\x8F\1"s + std::string(474, 'r') + "\x1B\0\2j"s;
+    const std::string data = "\x1B_\0\0\0\0\x01\xE4"s + card;
+    ASSERT_EQ(484u, card.size());
+    status = "ERR:1,0,0,11,0,7,";
+    EXPECT_EQ(0u, Write(data));
+    EXPECT_EQ(0u, Write(data));
+    const uint64_t start = port.clock.Elapsed();
+    EXPECT_EQ(0u, Write(data));
+    EXPECT_EQ(250u + 100, port.clock.Elapsed() - start);
+    EXPECT_EQ(0u, Write(data));
+    status = "ERR:0,0,0,11,0,7,";
+    EXPECT_EQ(data.size(), Write(data));
+    EXPECT_EQ(data + kStatusCommand + kStatusCommand + kStatusCommand, port.lower.Written());
+}
+
+TEST_F(MonitorTest, WithoutAStatusReplyDataGoesOn)
+{
+    StartDocument();
+    status = "";
+    const std::string data = "\x1B_\0\0\0\0\0\4\x1B\0\2j"s;
+    EXPECT_EQ(0u, Write(data));
+    EXPECT_EQ(0u, Write(data));
+    EXPECT_EQ(data.size(), Write(data));
+    EXPECT_EQ(250u + 3000, port.clock.Elapsed());
+}
+
+TEST_F(MonitorTest, HeldBytesLeaveAtTheEndOfTheDocument)
+{
+    StartDocument();
+    const std::string held = "\x1B_\0"s;
+    EXPECT_EQ(0u, Write(held));
+    EXPECT_EQ(held.size(), Write(held)) << "only buffered";
+    EXPECT_EQ("", port.lower.Written());
+    size_t refused = 0;
+    port.lower.take = [&refused](DWORD) -> std::optional<DWORD> {
+        ++refused;
+        return refused % 3 == 0   ? std::optional(DWORD{1})
+               : refused % 3 == 1 ? std::optional(DWORD{0})
+                                  : std::nullopt;
+    };
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    EXPECT_EQ(0u, port.lower.Written().find(held));
+}
+
+TEST_F(MonitorTest, ADeadPortDoesNotHoldTheEndOfADocumentForLong)
+{
+    StartDocument();
+    const std::string held = "\x1B_\0"s;
+    Write(held);
+    Write(held);
+    port.lower.take = [](DWORD) { return std::nullopt; };
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    EXPECT_EQ(5000u, port.clock.Elapsed());
+}
+
+TEST_F(MonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
+{
+    StartDocument();
+    status = "ERR:0,83,0,11,0,7,";
+    int polls = 0;
+    port.lower.reply = [this, &polls] {
+        if (++polls == 4) {
+            status = "ERR:0,0,0,0,0,8,";
+        }
+        return status;
+    };
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    EXPECT_EQ(4u * 250 + 3 * 100, port.clock.Elapsed());
+    EXPECT_EQ(
+        (std::map<std::wstring, std::string>{
+            {L"PrinterStatus", "-1"}, {L"PrinterError", "1"}, {L"DeviceError", "0"}, {L"CardCount", "8"}}),
+        Published());
+}
+
+TEST_F(MonitorTest, ADeletedJobIsCancelledAtThePrinterOnce)
+{
+    const std::string cancel = std::string(512, '\0') + "\x1B\0\2XC"s;
+    const auto deleteJob = [this] {
+        SetJobW(port.record->job->printer, jobId, 0, nullptr, JOB_CONTROL_DELETE);
+    };
+    StartDocument();
+    status = "ERR:0,0,0,11,0,7,";
+    VirtualClock::Thread user([&] {
+        Sleep(1000);
+        deleteJob();
+    });
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    user.Join();
+    EXPECT_GE(port.clock.Elapsed(), 1000u);
+    std::string written = port.lower.Written();
+    EXPECT_TRUE(written.ends_with(cancel));
+    EXPECT_EQ(written.find(cancel), written.rfind(cancel));
+
+    ASSERT_TRUE(monitor->StartDoc(port.record.get()));
+    const std::string half = "\x1B_\0\0\0\0\1\0half a packet"s;
+    while (Write(half) == 0) {
+    }
+    EXPECT_EQ(DWORD{ERROR_BUSY}, Ask(L"MoveTo/x").error) << "inside the packet";
+    deleteJob();
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    EXPECT_TRUE(port.lower.Written().ends_with(cancel));
+    EXPECT_EQ("x", Ask(L"MoveTo/x").text) << "the cancelled job leaves no packet open";
+}
+
+TEST_F(MonitorTest, CancellingRunsBesideAQuery)
+{
+    StartDocument();
+    VirtualClock::Thread query([this] {
+        for (int round = 0; round < 20; ++round) {
+            EXPECT_EQ("parameters", Ask(L"MoveTo/parameters").text);
+        }
+    });
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_TRUE(monitor->CancelJob(port.record.get()));
+    }
+    query.Join();
+    EXPECT_EQ(20u * (100 + 250), port.clock.Elapsed());
+}
+
+TEST_F(MonitorTest, TheEndOfADocumentLetsARunningQueryFinish)
+{
+    StartDocument();
+    status = "no status";
+    port.lower.take = [this](DWORD size) {
+        if (size == 4) {
+            Sleep(40000);
+        }
+        return size;
+    };
+    VirtualClock::Thread query([this] { EXPECT_EQ("slow", Ask(L"MoveTo/slow").text); });
+    Sleep(200);
+    const uint64_t start = port.clock.Elapsed();
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    // The status exchange waits for the query's, 30000 ms at most, and then the end for the query itself.
+    EXPECT_EQ(40350u - start, port.clock.Elapsed() - start);
+    query.Join();
+}
+
+TEST_F(MonitorTest, AnExchangeIsWaitedForThirtySeconds)
+{
+    port.lower.take = [](DWORD size) {
+        Sleep(40000);
+        return size;
+    };
+    StartDocument();
+    Write("data");
+    VirtualClock::Thread job([this] { Write("data"); });
+    Sleep(1);
+    const Answer answer = Ask(L"MoveTo/x");
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(DWORD{ERROR_DEVICE_NOT_AVAILABLE}, answer.error);
+    EXPECT_EQ(30001u, port.clock.Elapsed());
+    job.Join();
+}
+
+TEST_F(MonitorTest, BidiRequestsAreNotServed)
+{
+    auto* untouched = reinterpret_cast<BIDI_RESPONSE_CONTAINER*>(this);
+    BIDI_RESPONSE_CONTAINER* response = untouched;
+    EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED},
+              monitor->SendRecvBidiData(port.record.get(), 1, L"Get", nullptr, &response));
+    EXPECT_EQ(untouched, response);
+}
+
+} // namespace
+} // namespace zrtmon

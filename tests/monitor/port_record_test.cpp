@@ -1,0 +1,175 @@
+#include "monitor/port_record.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <list>
+#include <vector>
+
+#include "monitor/entry_points.h"
+#include "tests/support/unit_port.h"
+
+namespace zrtmon {
+namespace {
+
+using test::LowerPort;
+using test::UnitPort;
+using namespace std::string_literals;
+
+TEST(PortRecord, ADamagedRecordIsRefusedEverywhere)
+{
+    UnitPort port;
+    PortRecord* record = port.record.get();
+    uint8_t bytes[4] = {};
+    DWORD count = 4711;
+    for (char* const signature : {record->signature, record->signatureEnd}) {
+        ++signature[3];
+        EXPECT_FALSE(IsValidPort(record));
+        EXPECT_EQ(nullptr, GetDeviceLink(record));
+        EXPECT_EQ(nullptr, GetJobPrinter(record));
+        EXPECT_EQ(nullptr, GetJobPrinterName(record));
+        EXPECT_FALSE(WriteLowerPort(record, bytes, 4, &count));
+        EXPECT_FALSE(ReadLowerPort(record, bytes, 4, &count, 3000));
+        EXPECT_EQ(0u, count);
+        struct Call {
+            const char* name;
+            std::function<BOOL()> call;
+        };
+        const Call calls[] = {
+            {"OpenChannel", [&] { return OpenChannel(record); }},
+            {"PortControl", [&] { return PortControl(record, 1, nullptr, 0, bytes, 4, &count); }},
+            {"QueryDeviceId", [&] { return QueryDeviceId(record, bytes, 4); }},
+            {"StartDocPort", [&] { return StartDocPort(record, nullptr, 0, 1, nullptr); }},
+            {"WritePort", [&] { return WritePort(record, bytes, 4, &count); }},
+            {"ReadPort", [&] { return ReadPort(record, bytes, 4, &count); }},
+            {"EndDocPort", [&] { return EndDocPort(record); }},
+            {"ClosePort", [&] { return ClosePort(record); }},
+            {"GetPrinterDataFromPort",
+             [&] { return GetPrinterDataFromPort(record, 1, nullptr, nullptr, 0, nullptr, 0, &count); }}};
+        for (const Call& c : calls) {
+            SetLastError(0);
+            EXPECT_FALSE(c.call()) << c.name;
+            EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError()) << c.name;
+        }
+        EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, SendRecvBidiDataFromPort(record, 0, nullptr, nullptr, nullptr));
+        --signature[3];
+        EXPECT_TRUE(IsValidPort(record));
+    }
+    EXPECT_FALSE(IsValidPort(nullptr));
+    EXPECT_TRUE(port.lower.Calls().empty());
+    EXPECT_EQ(0u, port.clock.Elapsed());
+}
+
+TEST(PortRecord, ReadsPollUntilTheFirstByteOrTheLimit)
+{
+    UnitPort port(0xFFFFFF00u); // the tick count wraps during the wait
+    uint8_t buffer[8];
+    DWORD read = 0;
+    EXPECT_FALSE(ReadLowerPort(port.record.get(), buffer, 8, &read, 0));
+    EXPECT_EQ(0u, port.lower.CountCalls("ReadPort"));
+    EXPECT_FALSE(ReadLowerPort(port.record.get(), buffer, 8, &read, 3000));
+    EXPECT_EQ(3000u, port.clock.Elapsed());
+    port.lower.reply = [&port] { return port.lower.CountCalls("ReadPort") < 304 ? ""s : "ab"s; };
+    EXPECT_TRUE(ReadLowerPort(port.record.get(), buffer, 1, &read, 3000));
+    EXPECT_EQ(1u, read);
+    EXPECT_EQ(3030u, port.clock.Elapsed());
+}
+
+TEST(PortRecord, AChannelWaitsForAnOpenOneAndIsUndoneWhenItCannotStart)
+{
+    UnitPort port;
+    ASSERT_TRUE(OpenChannel(port.record.get()));
+    EXPECT_FALSE(OpenChannel(port.record.get()));
+    EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
+    EXPECT_EQ(100u, port.clock.Elapsed());
+
+    VirtualClock::Thread closer([&port] {
+        Sleep(60);
+        CloseChannel(port.record.get());
+    });
+    EXPECT_TRUE(OpenChannel(port.record.get()));
+    EXPECT_EQ(160u, port.clock.Elapsed());
+    CloseChannel(port.record.get());
+
+    port.lower.failError = 4711;
+    port.lower.allow = [](const char* call) { return call != "StartDocPort"s; };
+    EXPECT_FALSE(OpenChannel(port.record.get()));
+    EXPECT_EQ(4711u, GetLastError());
+    port.lower.allow = [](const char* call) { return call != "EndDocPort"s; };
+    EXPECT_TRUE(OpenChannel(port.record.get()));
+    CloseChannel(port.record.get());
+    EXPECT_EQ(DWORD{PORT_DOC_OPEN}, port.record->flags) << "an end that failed leaves the port open";
+}
+
+TEST(PortRecord, NeverHasTwoDocumentsOrChannels)
+{
+    UnitPort port;
+    std::atomic<int> open = 0;
+    std::atomic<int> most = 0;
+    std::atomic<int> claims = 0;
+    {
+        std::list<VirtualClock::Thread> threads;
+        for (DWORD number = 0; number < 6; ++number) {
+            threads.emplace_back([&, number] {
+                for (int round = 0; round < 200; ++round) {
+                    if (ClaimDocument(port.record.get(), number % 3)) {
+                        most = std::max(most.load(), ++open);
+                        ++claims;
+                        Sleep(number % 2);
+                        --open;
+                        ReleaseDocument(port.record.get());
+                    }
+                }
+            });
+        }
+    }
+    EXPECT_EQ(1, most);
+    EXPECT_GT(claims, 200);
+}
+
+TEST(PortRecord, AWakeUpThatFindsTheFlagSetWaitsOn)
+{
+    UnitPort port;
+    ASSERT_TRUE(ClaimDocument(port.record.get(), 0));
+    SetEvent(port.record->docEvent); // left over from a claim that had timed out when its turn came
+    EXPECT_FALSE(ClaimDocument(port.record.get(), 5000));
+    EXPECT_EQ(5000u, port.clock.Elapsed());
+}
+
+TEST(PortRecord, OnlyWholeEntriesThatTheLowerTableHasAreTaken)
+{
+    const MONITOR2& full = *LowerPort::Table();
+    struct Case {
+        DWORD size;
+        bool hasBidi;
+        bool hasQuery;
+        bool hasOpen;
+    };
+    constexpr DWORD kBidi = offsetof(MONITOR2, pfnSendRecvBidiDataFromPort);
+    const Case cases[] = {{sizeof(MONITOR2), true, true, true},
+                          {sizeof(MONITOR2) + 24, true, true, true},
+                          {sizeof(MONITOR2) - 1, false, true, true},
+                          {kBidi, false, true, true},
+                          {offsetof(MONITOR2, pfnGetPrinterDataFromPort), false, false, true},
+                          {sizeof(DWORD), false, false, false},
+                          {0, false, false, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.size);
+        // Behind the table's own size lies memory that must not be read: the sanitizer watches it.
+        std::vector<uint8_t> block(std::max<size_t>(c.size, sizeof(DWORD)));
+        std::memcpy(block.data(), &full, std::min(block.size(), sizeof full));
+        auto* lower = reinterpret_cast<MONITOR2*>(block.data());
+        lower->cbSize = c.size;
+        const MONITOR2 copy = CopyMonitorTable(*lower);
+        EXPECT_EQ(c.hasBidi, copy.pfnSendRecvBidiDataFromPort != nullptr);
+        EXPECT_EQ(c.hasQuery, copy.pfnGetPrinterDataFromPort != nullptr);
+        EXPECT_EQ(c.hasOpen, copy.pfnOpenPort != nullptr);
+        EXPECT_LE(copy.cbSize, sizeof copy);
+    }
+}
+
+} // namespace
+} // namespace zrtmon

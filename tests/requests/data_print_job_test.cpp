@@ -1,0 +1,281 @@
+#include "requests/data_print_job_zrt.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "simulator/job_builder.h"
+#include "tests/support/case_name.h"
+
+namespace zrtmon {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kPrefix = "\x1B\0\2"s;
+
+std::string Command(const std::string& rest) { return kPrefix + rest; }
+
+std::string Header(uint32_t payload)
+{
+    std::string header = "\x1B_\x7F\x7F"s;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        header += static_cast<char>(payload >> shift & 0xFF);
+    }
+    return header;
+}
+
+std::string Packet(const std::string& payload)
+{
+    return Header(static_cast<uint32_t>(payload.size())) + payload;
+}
+
+std::string Card()
+{
+    return Command("Cpar") + "\x8F\x01"s + std::string(474, 'r') + "\x8F\x02"s + std::string(474, 's');
+}
+
+/// Offers data as the spooler and the device link do, at most limit bytes at a time.
+class Feeder {
+public:
+    CDataPrintJobZRT job;
+    std::string sent;
+    std::vector<size_t> pieces;
+
+    Feeder() { job.Prepare(nullptr); }
+
+    /// One buffer until it is taken, or until nothing of it can go any more. Answers the count taken.
+    size_t Offer(const std::string& data)
+    {
+        size_t taken = 0;
+        for (int round = 0; taken < data.size() && round < 10000; ++round) {
+            const std::string rest = data.substr(taken);
+            job.SetReply(rest.data(), static_cast<uint32_t>(rest.size()));
+            Drain(~0u);
+            taken += job.TakeAcceptedCount();
+        }
+        return taken;
+    }
+
+    void Drain(uint32_t limit)
+    {
+        while (job.HasPending()) {
+            uint32_t length = 0;
+            const uint8_t* bytes = job.GetCommand(&length);
+            const uint32_t count = std::min(length, limit);
+            sent.append(reinterpret_cast<const char*>(bytes), count);
+            pieces.push_back(count);
+            job.SetSentLength(count);
+        }
+    }
+
+    void Flush()
+    {
+        job.UseBufferedData();
+        Drain(~0u);
+    }
+};
+
+struct ScanCase {
+    const char* name;
+    std::vector<std::string> offered;
+    std::vector<size_t> pieces; ///< sent before the document's end
+    bool packetDone;
+    uint32_t cards;
+    bool jobEnd;
+};
+class Scan : public testing::TestWithParam<ScanCase> {};
+
+TEST_P(Scan, CutsBetweenUnitsAndLosesNothing)
+{
+    Feeder feeder;
+    std::string all;
+    for (const std::string& data : GetParam().offered) {
+        EXPECT_EQ(data.size(), feeder.Offer(data));
+        all += data;
+    }
+    EXPECT_EQ(GetParam().pieces, feeder.pieces);
+    EXPECT_EQ(GetParam().packetDone, feeder.job.IsPacketDone() != FALSE);
+    EXPECT_EQ(GetParam().cards, feeder.job.GetCardCount());
+    EXPECT_EQ(GetParam().jobEnd, feeder.job.IsJobEnd() != FALSE);
+    feeder.Flush();
+    EXPECT_EQ(all, feeder.sent);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Jobs, Scan,
+    testing::Values(
+        ScanCase{"UnframedPassesWhole", {"plain", Command("XZ")}, {5, 5}, true, 0, false},
+        ScanCase{"HeaderInTwoBuffers", {"\x1B_\0\0\0"s, "\0\0\4"s + Command("Q")}, {12}, true, 0, false},
+        ScanCase{"OneByteIsUndecided", {"\x1B"s}, {}, true, 0, false},
+        ScanCase{"EscapeThatOpensNoPacket", {"\x1B"s, "Z..."}, {5}, true, 0, false},
+        ScanCase{"EmptyPacketGoesAlone", {Header(0) + Packet(Command("Q"))}, {8, 12}, true, 0, false},
+        ScanCase{
+            "PieceEndsAfterJ", {Packet(Command("J") + Command("Q") + Command("Q"))}, {12, 8}, true, 0, false},
+        ScanCase{"EndOfJob", {Packet(Command("XZ"))}, {13}, true, 0, true},
+        ScanCase{"OtherX", {Packet(Command("XC"))}, {13}, true, 0, false},
+        ScanCase{"EndOfJobThenAnother", {Packet(Command("XZ") + Command("B"))}, {17}, true, 0, false},
+        ScanCase{
+            "XWaitsForItsFifthByte", {Header(9) + Command("Q") + Command("X"), "Z"}, {12, 5}, true, 0, true},
+        ScanCase{"MessageNeedsAllItsBytes",
+                 {Header(17) + Command("m") + "..\x0A" + std::string(9, 'x'), "x"},
+                 {8, 17},
+                 true,
+                 0,
+                 false},
+        ScanCase{"CardAndItsEnd", {Packet(Card() + Command("j"))}, {8 + 7 + 2 * 476 + 4}, true, 0, false},
+        ScanCase{"CardWithoutEnd", {Packet(Card())}, {8 + 7 + 2 * 476}, true, 1, false},
+        ScanCase{"TwoCards", {Packet(Card() + Card())}, {8 + 2 * (7 + 2 * 476)}, true, 2, false},
+        ScanCase{
+            "RecordWaitsForItsBody",
+            {Header(7 + 476) + Command("Cpar") + "\x8F\1"s + std::string(400, 'r'), std::string(74, 'r')},
+            {8 + 7 + 2, 474},
+            true,
+            1,
+            false},
+        // The marker has not come: the command is scanned, and counted, at every offer.
+        ScanCase{"CardScannedTwice",
+                 {Header(7 + 476) + Command("Cpa"), "r\x8F\1"s + std::string(474, 'r')},
+                 {8, 7 + 476},
+                 true,
+                 3,
+                 false},
+        ScanCase{"ShortTailPassesUnscanned", {Packet(Command("Q") + "\x1B\0\2"s)}, {12, 3}, true, 0, false},
+        ScanCase{"PlainBytesBetweenCommands",
+                 {Packet("....." + Command("Q") + "\x1B\x1B..")},
+                 {18, 3},
+                 true,
+                 0,
+                 false}),
+    test::CaseName{});
+
+TEST(PrintJob, LessMayGoThanWasHeld)
+{
+    // Three held bytes could have begun a command; the next show that they do not.
+    Feeder feeder;
+    ASSERT_EQ(8u, feeder.Offer(Header(20)));
+    EXPECT_EQ(3u, feeder.Offer("\x1B\0\2"s.substr(0, 1) + "ab"));
+    EXPECT_EQ(1u, feeder.Offer("c"));
+    EXPECT_EQ(Header(20) + "\x1B", feeder.sent);
+    EXPECT_EQ(16u, feeder.Offer(std::string(16, 'd')));
+    feeder.Flush();
+    EXPECT_EQ(Header(20) +
+                  "\x1B"
+                  "abc" +
+                  std::string(16, 'd'),
+              feeder.sent);
+    EXPECT_TRUE(feeder.job.IsPacketDone());
+}
+
+TEST(PrintJob, HeldBytesGoAtTheEndEvenHalfSent)
+{
+    Feeder feeder;
+    feeder.Offer(Header(12) + Command("Q") + Command("Q") + "\x1B\0"s);
+    const std::string rest = "\2Q";
+    feeder.job.SetReply(rest.data(), 2);
+    ASSERT_TRUE(feeder.job.HasPending());
+    uint32_t length = 0;
+    const uint8_t* bytes = feeder.job.GetCommand(&length);
+    feeder.sent.append(reinterpret_cast<const char*>(bytes), 1);
+    feeder.job.SetSentLength(1); // then the spooler gives the job up
+    feeder.Flush();
+    EXPECT_EQ(0u, feeder.sent.find(Header(12) + Command("Q") + Command("Q") + "\x1B\0"s));
+}
+
+TEST(PrintJob, AFullBufferWithoutAUnitDropsWhatFollows)
+{
+    Feeder feeder;
+    const std::string held = Command("m") + "..\xFF"s + std::string(100, 'x');
+    ASSERT_EQ(8u, feeder.Offer(Header(100000)));
+    const std::string card = Command("C") + std::string(2000, 'p'); // its marker never comes
+    EXPECT_EQ(card.size(), feeder.Offer(card));
+    EXPECT_EQ(10u, feeder.Offer(std::string(10, 'q')));
+    feeder.Flush();
+    EXPECT_EQ(Header(100000) + card.substr(0, 1024), feeder.sent);
+    EXPECT_EQ(107u, held.size());
+}
+
+TEST(PrintJob, ABufferOfferedElsewhereIsFollowedThere)
+{
+    CDataPrintJobZRT job;
+    const std::string data = Packet(Command("Q") + Command("Q"));
+    auto first = std::make_unique<std::string>(data);
+    job.SetReply(first->data(), static_cast<uint32_t>(first->size()));
+    job.SetSentLength(3);
+    first.reset();
+    const std::string second = data;
+    job.Reoffer(reinterpret_cast<const uint8_t*>(second.data()), static_cast<uint32_t>(second.size()));
+    uint32_t length = 0;
+    const uint8_t* bytes = job.GetCommand(&length);
+    EXPECT_EQ(data.substr(3), std::string(reinterpret_cast<const char*>(bytes), length));
+
+    const std::string shorter = data.substr(0, 5);
+    job.Reoffer(reinterpret_cast<const uint8_t*>(shorter.data()), 5);
+    bytes = job.GetCommand(&length);
+    EXPECT_EQ(data.substr(3, 2), std::string(reinterpret_cast<const char*>(bytes), length));
+    job.SetSentLength(2);
+    EXPECT_EQ(5u, job.TakeAcceptedCount());
+}
+
+TEST(PrintJob, TheBorderIsWhereTheSentBytesEndNotTheScanner)
+{
+    CDataPrintJobZRT job;
+    const std::string packet = Packet(Card() + Command("j"));
+    EXPECT_TRUE(job.SentDataEndsAtBorder());
+    job.SetReply(packet.data(), static_cast<uint32_t>(packet.size()));
+    EXPECT_TRUE(job.IsPacketDone());
+    EXPECT_TRUE(job.SentDataEndsAtBorder()) << "nothing of the packet has gone yet";
+    job.SetSentLength(1);
+    EXPECT_FALSE(job.SentDataEndsAtBorder());
+    job.SetSentLength(0);
+    EXPECT_FALSE(job.SentDataEndsAtBorder());
+    job.SetSentLength(static_cast<uint32_t>(packet.size()) - 1);
+    EXPECT_TRUE(job.SentDataEndsAtBorder());
+    job.TakeAcceptedCount();
+
+    const std::string open = Packet(Card()); // the card goes on in the next packet
+    job.SetReply(open.data(), static_cast<uint32_t>(open.size()));
+    job.SetSentLength(static_cast<uint32_t>(open.size()));
+    EXPECT_TRUE(job.IsPacketDone());
+    EXPECT_FALSE(job.SentDataEndsAtBorder());
+}
+
+TEST(PrintJob, ANewDocumentBeginsAfresh)
+{
+    Feeder feeder;
+    feeder.Offer(Header(500) + Card().substr(0, 300));
+    EXPECT_TRUE(feeder.job.IsCardSeen());
+    feeder.job.Prepare(nullptr);
+    EXPECT_TRUE(feeder.job.IsPacketDone());
+    EXPECT_FALSE(feeder.job.IsCardSeen());
+    EXPECT_EQ(0u, feeder.job.GetCardCount());
+    EXPECT_FALSE(feeder.job.HasPending());
+    feeder.sent.clear();
+    feeder.Offer("plain");
+    feeder.Flush();
+    EXPECT_EQ("plain", feeder.sent);
+}
+
+TEST(PrintJob, AJobCutAtAnyByteGivesTheSameBytes)
+{
+    sim::JobShape shape;
+    shape.cards = 2;
+    shape.recordsPerSide = 3;
+    shape.payloadBytes = 600;
+    shape.trickyBodies = true;
+    const sim::Job built = sim::BuildJob(shape);
+    const std::string job(built.bytes.begin(), built.bytes.end());
+    for (size_t cut = 0; cut <= job.size(); ++cut) {
+        Feeder feeder;
+        feeder.Offer(job.substr(0, cut));
+        feeder.Offer(job.substr(cut));
+        ASSERT_TRUE(feeder.job.IsJobEnd()) << "cut at " << cut;
+        feeder.Flush();
+        ASSERT_EQ(job, feeder.sent) << "cut at " << cut;
+    }
+}
+
+} // namespace
+} // namespace zrtmon

@@ -1,0 +1,273 @@
+// The library's face towards the spooler, through the entry-point table.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "monitor/entry_points.h"
+#include "platform/faults.h"
+#include "platform/spooler_admin.h"
+#include "platform/system_version.h"
+#include "tests/support/spooler_bench.h"
+
+namespace zrtmon {
+namespace {
+
+using test::LowerPort;
+using test::SpoolerBench;
+
+wchar_t portName[] = L"sim:";
+wchar_t portNameInCapitals[] = L"SIM:";
+wchar_t printerName[] = L"Cards";
+wchar_t empty[] = L"";
+
+TEST(EntryPoints, TableHasWhatALanguageMonitorServes)
+{
+    SpoolerBench bench;
+    const MONITOR2& table = *bench.table;
+    EXPECT_EQ(sizeof(MONITOR2), table.cbSize);
+    for (const void* absent :
+         {reinterpret_cast<const void*>(table.pfnEnumPorts), reinterpret_cast<const void*>(table.pfnOpenPort),
+          reinterpret_cast<const void*>(table.pfnAddPort), reinterpret_cast<const void*>(table.pfnAddPortEx),
+          reinterpret_cast<const void*>(table.pfnConfigurePort),
+          reinterpret_cast<const void*>(table.pfnDeletePort),
+          reinterpret_cast<const void*>(table.pfnSetPortTimeOuts),
+          reinterpret_cast<const void*>(table.pfnXcvOpenPort),
+          reinterpret_cast<const void*>(table.pfnXcvDataPort),
+          reinterpret_cast<const void*>(table.pfnXcvClosePort)}) {
+        EXPECT_EQ(nullptr, absent);
+    }
+    table.pfnShutdown(nullptr);
+    table.pfnShutdown(&bench);
+}
+
+TEST(EntryPoints, OnlyVersionFiveZeroGetsTheShorterTable)
+{
+    constexpr DWORD kShort = offsetof(MONITOR2, pfnSendRecvBidiDataFromPort);
+    struct Case {
+        DWORD major;
+        DWORD minor;
+        DWORD size;
+    };
+    MONITORINIT init{};
+    for (const Case& c : {Case{5, 0, kShort},
+                          {5, 1, sizeof(MONITOR2)},
+                          {5, 2, sizeof(MONITOR2)},
+                          {6, 0, sizeof(MONITOR2)},
+                          {10, 0, sizeof(MONITOR2)}}) {
+        const SystemVersion version(c.major, c.minor);
+        HANDLE monitor = nullptr;
+        EXPECT_EQ(c.size, InitializePrintMonitor2(&init, &monitor)->cbSize) << c.major << "." << c.minor;
+        EXPECT_EQ(&init, monitor);
+    }
+    HANDLE monitor = nullptr;
+    EXPECT_EQ(sizeof(MONITOR2), InitializePrintMonitor2(&init, &monitor)->cbSize);
+}
+
+TEST(EntryPoints, OpeningRefusesWhatIsMissing)
+{
+    SpoolerBench bench;
+    HANDLE port = &bench;
+    const auto open = [&](LPWSTR name, LPWSTR printer, PHANDLE handle, MONITOR2* lower) {
+        port = &bench;
+        SetLastError(0);
+        const BOOL opened =
+            bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), name, printer, handle, lower);
+        EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
+        EXPECT_EQ(handle ? nullptr : &bench, port);
+        return opened;
+    };
+    MONITOR2* lower = LowerPort::Table();
+    EXPECT_FALSE(open(nullptr, printerName, &port, lower));
+    EXPECT_FALSE(open(empty, printerName, &port, lower));
+    EXPECT_FALSE(open(portName, nullptr, &port, lower));
+    EXPECT_FALSE(open(portName, empty, &port, lower));
+    EXPECT_FALSE(open(portName, printerName, nullptr, lower));
+    EXPECT_FALSE(open(portName, printerName, &port, nullptr));
+    const auto without = [&](auto MONITOR2::*entry) {
+        MONITOR2 table = *lower;
+        table.*entry = nullptr;
+        EXPECT_FALSE(open(portName, printerName, &port, &table));
+    };
+    without(&MONITOR2::pfnOpenPort);
+    without(&MONITOR2::pfnClosePort);
+    without(&MONITOR2::pfnStartDocPort);
+    without(&MONITOR2::pfnEndDocPort);
+    without(&MONITOR2::pfnReadPort);
+    without(&MONITOR2::pfnWritePort);
+    EXPECT_EQ(0u, bench.lower.CallCount());
+}
+
+TEST(EntryPoints, ANameIsOpenOnceWhateverItsCase)
+{
+    SpoolerBench bench;
+    ASSERT_TRUE(bench.Open());
+    HANDLE second = &bench;
+    EXPECT_FALSE(bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), portNameInCapitals, printerName,
+                                            &second, LowerPort::Table()));
+    EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
+    EXPECT_EQ(nullptr, second);
+    EXPECT_TRUE(bench.Close());
+    EXPECT_TRUE(bench.Open());
+}
+
+TEST(EntryPoints, ALowerPortThatRefusesToOpenLeavesNothing)
+{
+    SpoolerBench bench;
+    const uint64_t handles = OpenHandleCount();
+    const uint64_t blocks = GlobalBlockCount();
+    bench.lower.FailCall(0, 4711);
+    EXPECT_FALSE(bench.Open());
+    EXPECT_EQ(4711u, GetLastError());
+    EXPECT_EQ(nullptr, bench.port);
+    EXPECT_EQ(handles, OpenHandleCount());
+    EXPECT_EQ(blocks, GlobalBlockCount());
+}
+
+TEST(EntryPoints, APortThatCannotBeClosedBelowMayBeClosedAgain)
+{
+    SpoolerBench bench;
+    ASSERT_TRUE(bench.Open());
+    bench.lower.FailCall(bench.lower.CallCount(), 4711);
+    EXPECT_FALSE(bench.table->pfnClosePort(bench.port));
+    EXPECT_EQ(4711u, GetLastError());
+    // Without a device link nothing but closing is served, and nothing crashes.
+    DWORD count = 0;
+    BYTE byte = 0;
+    EXPECT_FALSE(bench.Ask(L"CardCount").ok);
+    EXPECT_FALSE(bench.StartDocument());
+    EXPECT_FALSE(bench.table->pfnWritePort(bench.port, &byte, 1, &count));
+    EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED},
+              bench.table->pfnSendRecvBidiDataFromPort(bench.port, 0, nullptr, nullptr, nullptr));
+    EXPECT_TRUE(bench.Close());
+    EXPECT_TRUE(bench.Open());
+}
+
+TEST(EntryPoints, APortClosedUnderADocumentIsGivenUpButItsNameIsFree)
+{
+    SpoolerBench bench;
+    ASSERT_TRUE(bench.Open());
+    const uint64_t handles = OpenHandleCount();
+    ASSERT_TRUE(bench.StartDocument());
+    EXPECT_TRUE(bench.Close());
+    EXPECT_GT(handles, OpenHandleCount());
+    EXPECT_TRUE(bench.Open());
+}
+
+TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
+{
+    SpoolerBench bench;
+    ASSERT_TRUE(bench.Open());
+    DOC_INFO_2W channel{};
+    channel.dwMode = DI_CHANNEL;
+    auto* info = reinterpret_cast<LPBYTE>(&channel);
+    ASSERT_TRUE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
+    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
+    EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
+    EXPECT_EQ(100u, bench.clock.Elapsed());
+    EXPECT_FALSE(bench.StartDocument());
+    EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
+    EXPECT_EQ(5100u, bench.clock.Elapsed());
+    VirtualClock::Thread closer([&bench] {
+        Sleep(4000);
+        bench.table->pfnEndDocPort(bench.port);
+    });
+    EXPECT_TRUE(bench.StartDocument());
+    EXPECT_EQ(9100u, bench.clock.Elapsed());
+    EXPECT_EQ(L"Cards", std::wstring(printerName));
+    EXPECT_TRUE(bench.EndDocument());
+}
+
+TEST(EntryPoints, ADocumentThatCannotStartLeavesThePortIdle)
+{
+    SpoolerBench bench;
+    const size_t printers = spooler::OpenPrinterCount();
+    ASSERT_TRUE(bench.Open());
+    wchar_t unknown[] = L"No such printer";
+    DOC_INFO_1W info{};
+    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, unknown, 1, 1, reinterpret_cast<LPBYTE>(&info)));
+    EXPECT_EQ(DWORD{ERROR_INVALID_PRINTER_NAME}, GetLastError());
+    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, nullptr, 1, 1, reinterpret_cast<LPBYTE>(&info)));
+    bench.lower.FailCall(bench.lower.CallCount(), 4711);
+    EXPECT_FALSE(bench.StartDocument());
+    EXPECT_EQ(4711u, GetLastError());
+    const uint64_t start = bench.clock.Elapsed();
+    EXPECT_TRUE(bench.StartDocument());
+    EXPECT_EQ(start, bench.clock.Elapsed());
+    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(printers, spooler::OpenPrinterCount());
+}
+
+TEST(EntryPoints, APrinterThatMayNotBeAdministeredPrintsAndPublishesNothing)
+{
+    SpoolerBench bench;
+    spooler::CreatePrinter(SpoolerBench::kPrinter, PRINTER_ACCESS_USE);
+    ASSERT_TRUE(bench.Open());
+    EXPECT_TRUE(bench.Print({'d', 'a', 't', 'a'}));
+    EXPECT_EQ("-", SpoolerBench::Published(L"PrinterError"));
+}
+
+TEST(EntryPoints, AnEndThatFailsBelowLeavesThePortMarkedOpen)
+{
+    SpoolerBench bench;
+    ASSERT_TRUE(bench.Open());
+    ASSERT_TRUE(bench.StartDocument());
+    const uint64_t callsOfAStatusCheck = 2; // a write and a read
+    bench.lower.FailCall(bench.lower.CallCount() + callsOfAStatusCheck, 4711);
+    EXPECT_FALSE(bench.EndDocument());
+    EXPECT_EQ(4711u, GetLastError());
+    EXPECT_FALSE(bench.StartDocument());
+    EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
+}
+
+TEST(EntryPoints, ControlCodesGoToTheLowerMonitorUnchanged)
+{
+    SpoolerBench bench("serial=SN77");
+    ASSERT_TRUE(bench.Open());
+    char id[300] = "";
+    DWORD returned = 0;
+    EXPECT_TRUE(bench.table->pfnGetPrinterDataFromPort(bench.port, kIoctlParQueryDeviceId, nullptr, nullptr,
+                                                       0, reinterpret_cast<LPWSTR>(id), sizeof id,
+                                                       &returned));
+    EXPECT_NE(nullptr, std::strstr(id, "SN77"));
+    EXPECT_FALSE(
+        bench.table->pfnGetPrinterDataFromPort(bench.port, 0, nullptr, nullptr, 0, nullptr, 0, &returned));
+    EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, GetLastError());
+}
+
+TEST(EntryPoints, WithoutAQueryEntryBelowNoNameIsServed)
+{
+    SpoolerBench bench;
+    MONITOR2 lower = *LowerPort::Table();
+    lower.pfnGetPrinterDataFromPort = nullptr;
+    lower.pfnSendRecvBidiDataFromPort = nullptr;
+    HANDLE port = nullptr;
+    ASSERT_TRUE(
+        bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), portName, printerName, &port, &lower));
+    bench.port = port;
+    EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, bench.Ask(L"CardCount").error);
+    EXPECT_EQ(1u, bench.lower.CallCount()) << "only the opening";
+}
+
+TEST(EntryPoints, BidiIsAnsweredByTheLowerMonitorOrNotAtAll)
+{
+    class BidiPort : public test::ScriptedPort {
+    public:
+        DWORD SendRecvBidiData() override { return answer; }
+        DWORD answer = ERROR_SUCCESS;
+    };
+    BidiPort lower;
+    SpoolerBench bench;
+    ASSERT_TRUE(bench.table->pfnOpenPortEx(nullptr, lower.Handle(), portName, printerName, &bench.port,
+                                           LowerPort::Table()));
+    for (const auto& [below, above] : {std::pair<DWORD, DWORD>{ERROR_SUCCESS, ERROR_SUCCESS},
+                                       {ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED}}) {
+        lower.answer = below;
+        EXPECT_EQ(above, bench.table->pfnSendRecvBidiDataFromPort(bench.port, 0, nullptr, nullptr, nullptr));
+    }
+    EXPECT_TRUE(bench.Close());
+}
+
+} // namespace
+} // namespace zrtmon

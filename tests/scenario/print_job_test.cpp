@@ -1,0 +1,168 @@
+// Print jobs through the entry-point table to the simulated printer.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <list>
+
+#include "platform/spooler_admin.h"
+#include "simulator/job_builder.h"
+#include "tests/support/spooler_bench.h"
+
+namespace zrtmon {
+namespace {
+
+using test::SpoolerBench;
+
+sim::Job ThreeCards()
+{
+    sim::JobShape shape;
+    shape.cards = 3;
+    return sim::BuildJob(shape);
+}
+
+TEST(PrintJob, ReachesThePrinterUnchangedAndIsReportedSent)
+{
+    for (const size_t piece : {1u, 7u, 512u, 4096u, 65536u}) {
+        SCOPED_TRACE(piece);
+        SpoolerBench bench("cards=250");
+        const size_t printers = spooler::OpenPrinterCount();
+        ASSERT_TRUE(bench.Open());
+        bench.Printer().KeepJob();
+        const sim::Job job = ThreeCards();
+        ASSERT_TRUE(bench.StartDocument());
+        EXPECT_EQ(job.bytes.size(), bench.Offer(job.bytes.data(), job.bytes.size(), [=] { return piece; }));
+        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_EQ(job.bytes, bench.Printer().JobBytes());
+        const sim::PrinterView view = bench.Printer().View();
+        EXPECT_EQ(3u, view.cardsPrinted);
+        EXPECT_EQ(0u, view.violationCount) << (view.violations.empty() ? "" : view.violations[0].text);
+        EXPECT_EQ(0u, view.commandsInsideCard);
+        EXPECT_GT(view.commands.at("Nr"), 2u) << "the status is asked between cards";
+        EXPECT_EQ("253", SpoolerBench::Published(L"CardCount"));
+        EXPECT_EQ("1", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_EQ("-1", SpoolerBench::Published(L"PrinterStatus"));
+        EXPECT_EQ("0", SpoolerBench::Published(L"DeviceError"));
+        EXPECT_EQ(printers, spooler::OpenPrinterCount());
+    }
+}
+
+TEST(PrintJob, IsReportedSentOnlyAfterThePrinterHasFinished)
+{
+    SpoolerBench bench("card-ms=60000");
+    ASSERT_TRUE(bench.Open());
+    const sim::Job job = sim::BuildJob({});
+    DWORD id = 0;
+    VirtualClock::Thread watcher([&] {
+        for (;; Sleep(1000)) {
+            const auto status = spooler::JobStatus(SpoolerBench::kPrinter, id);
+            if (id && (!status || *status & JOB_STATUS_PRINTED)) {
+                EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+                return;
+            }
+        }
+    });
+    id = spooler::SubmitJob(SpoolerBench::kPrinter, L"probe");
+    spooler::RemoveJob(SpoolerBench::kPrinter, id);
+    ++id; // the next one to be submitted
+    EXPECT_TRUE(bench.Print(job.bytes));
+    EXPECT_GE(bench.clock.Elapsed(), 60000u);
+    watcher.Join();
+}
+
+TEST(PrintJob, AnErrorBetweenCardsHoldsTheRestUntilItClears)
+{
+    SpoolerBench bench("error=83,error-at-card=2,clear-ms=20000");
+    ASSERT_TRUE(bench.Open());
+    bench.Printer().KeepJob();
+    const sim::Job job = ThreeCards();
+    bool seen = false;
+    VirtualClock::Thread watcher([&] {
+        while (bench.Printer().View().cardsPrinted < 3) {
+            if (SpoolerBench::Published(L"PrinterError") == "21") {
+                seen = true;
+                EXPECT_EQ("83", SpoolerBench::Published(L"DeviceError"));
+            }
+            Sleep(200);
+        }
+    });
+    EXPECT_TRUE(bench.Print(job.bytes));
+    watcher.Join();
+    EXPECT_TRUE(seen);
+    EXPECT_EQ(job.bytes, bench.Printer().JobBytes());
+    EXPECT_GE(bench.clock.Elapsed(), 20000u);
+    EXPECT_EQ("1", SpoolerBench::Published(L"PrinterError"));
+}
+
+TEST(PrintJob, QueriesAreAnsweredBetweenCardsWhileItPrints)
+{
+    SpoolerBench bench("cards=250,card-ms=3000");
+    ASSERT_TRUE(bench.Open());
+    bench.Printer().KeepJob();
+    sim::JobShape shape;
+    shape.cards = 6;
+    const sim::Job job = sim::BuildJob(shape);
+    std::atomic<bool> printing = true;
+    std::atomic<int> answered = 0;
+    {
+        std::list<VirtualClock::Thread> threads;
+        for (const wchar_t* name : {L"CardCount", L"PrinterError", L"cardcount"}) {
+            threads.emplace_back([&, name] {
+                while (printing) {
+                    const SpoolerBench::Answer answer = bench.Ask(name);
+                    if (answer.ok) {
+                        ++answered;
+                        const int number = std::stoi(answer.text);
+                        EXPECT_TRUE(number == 1 || (number >= 250 && number <= 256)) << answer.text;
+                    } else {
+                        EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error);
+                    }
+                }
+            });
+        }
+        EXPECT_TRUE(bench.Print(job.bytes));
+        printing = false;
+    }
+    EXPECT_GT(answered, 10);
+    EXPECT_EQ(job.bytes, bench.Printer().JobBytes());
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    EXPECT_EQ(0u, bench.Printer().View().commandsInsideCard);
+    EXPECT_EQ("256", bench.Ask(L"CardCount").text);
+}
+
+TEST(PrintJob, ADeletedJobIsCancelledAtThePrinter)
+{
+    SpoolerBench bench("card-ms=60000");
+    ASSERT_TRUE(bench.Open());
+    const sim::Job job = ThreeCards();
+    ASSERT_TRUE(bench.StartDocument());
+    bench.Offer(job.bytes.data(), job.bytes.size() / 2, {}, 500);
+    bench.DeleteJob();
+    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(1u, bench.Printer().View().commands.at("XC"));
+    EXPECT_EQ(1u, bench.Printer().View().jobsCancelled);
+    EXPECT_EQ("100", bench.Ask(L"CardCount").text) << "queries are answered at once again";
+    bench.Printer().KeepJob();
+    EXPECT_TRUE(bench.Print(job.bytes));
+    EXPECT_EQ(job.bytes, bench.Printer().JobBytes());
+}
+
+TEST(PrintJob, ReadsGoToTheLowerPort)
+{
+    SpoolerBench bench;
+    ASSERT_TRUE(bench.Open());
+    bench.Printer().SetReply("Nr", "hello");
+    DOC_INFO_2W channel{};
+    channel.dwMode = DI_CHANNEL;
+    ASSERT_TRUE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
+    std::vector<uint8_t> command{0x1B, 0, 2, 'N', 'r'};
+    EXPECT_EQ(5u, bench.Offer(command.data(), 5));
+    BYTE buffer[16];
+    DWORD read = 0;
+    EXPECT_TRUE(bench.table->pfnReadPort(bench.port, buffer, sizeof buffer, &read));
+    EXPECT_EQ("hello", std::string(buffer, buffer + read));
+    EXPECT_TRUE(bench.table->pfnEndDocPort(bench.port));
+    EXPECT_EQ(0u, bench.ports.View(bench.PortName()).misuses);
+}
+
+} // namespace
+} // namespace zrtmon

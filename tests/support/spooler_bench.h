@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/virtual_clock.h"
+#include "simulator/card_printer.h"
+#include "simulator/port_monitor.h"
+#include "tests/support/lower_port.h"
+
+namespace zrtmon::test {
+
+/// The spooler around the monitor: a virtual clock, a printer with its queue, the simulated printer on a port
+/// whose calls can be disturbed, and the monitor's entry points above it.
+class SpoolerBench {
+public:
+    static constexpr wchar_t kPrinter[] = L"Cards";
+
+    /// options: those of the simulated port's name, "cards=250,error=83".
+    explicit SpoolerBench(const std::string& options = "", DWORD startTick = 0);
+    ~SpoolerBench();
+
+    bool Open();
+    bool Close();
+
+    struct Answer {
+        bool ok = false;
+        DWORD error = 0;
+        std::string text;
+    };
+    /// A value name's answer. Any thread.
+    Answer Ask(const std::wstring& name) const;
+
+    /// The steps of a print job. StartDocument submits a job and answers StartDocPort's result.
+    bool StartDocument();
+    /// Offers the data, at most pieceSize bytes at a time, again and again until it is taken or giveUpMs have
+    /// passed without a byte being taken; answers the count taken.
+    size_t Offer(const uint8_t* data, size_t size, const std::function<size_t()>& pieceSize = {},
+                 uint64_t giveUpMs = 60000) const;
+    bool EndDocument();
+    void DeleteJob() const;
+
+    /// All of them in one; true when every byte was taken and every call succeeded.
+    bool Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize = {});
+
+    /// A published value without its NUL; "-" when there is none.
+    static std::string Published(const wchar_t* valueName);
+
+    sim::CCardPrinter& Printer();
+    const std::wstring& PortName() const { return m_portName; }
+
+    VirtualClock clock;
+    sim::CPortMonitor ports;
+    DisturbedPort lower;
+    MONITOR2* table;
+    HANDLE port = nullptr;
+
+private:
+    std::wstring m_portName;
+    DWORD m_jobId = 0;
+};
+
+} // namespace zrtmon::test
