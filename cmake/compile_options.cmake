@@ -9,6 +9,10 @@ if(ZRTMON_SANITIZE)
     add_link_options(-fsanitize=${ZRTMON_SANITIZE})
 endif()
 
+if(ZRTMON_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link) # coverage for the fuzzer that a target links
+endif()
+
 if(WIN32)
     # MONITOR2 ends with the bidi entry below Windows 7; the table must not grow with the SDK.
     target_compile_definitions(zrt_options INTERFACE _WIN32_WINNT=0x0600 NTDDI_VERSION=0x06000000)

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "link/exchange_hold.h"
 #include "link/print_job.h"
 #include "monitor/port_record.h"
 #include "queries/data_status.h"
@@ -17,7 +18,6 @@ namespace zrtmon {
 namespace {
 
 constexpr DWORD kChannelWaitMs = 5000;
-constexpr DWORD kExchangeWaitMs = 30000;
 constexpr DWORD kBusyRetryLimitMs = 5000;
 constexpr DWORD kBusyRetryPauseMs = 1;
 constexpr DWORD kQueuePollMs = 100;
@@ -25,17 +25,6 @@ constexpr DWORD kQueuePollOverlappedMs = 1000;
 constexpr DWORD kIdleWaitMs = 30000;
 constexpr DWORD kFlushLimitMs = 5000; // without any byte getting through
 constexpr int kJobEndErrorValue = 1;
-
-/// Holds the exchange mutex, or stands for it when there is none.
-class ExchangeHold {
-public:
-    explicit ExchangeHold(HANDLE mutex) : m_guarded(mutex != nullptr), m_hold(mutex, kExchangeWaitMs) {}
-    explicit operator bool() const { return !m_guarded || m_hold.IsHeld(); }
-
-private:
-    bool m_guarded;
-    CMutexHold m_hold;
-};
 
 size_t ChainTextLength(const CData* request)
 {
@@ -85,7 +74,13 @@ CMonitor::CMonitor(std::unique_ptr<CPrintMonitor> printMonitor)
 {
 }
 
-CMonitor::~CMonitor() { m_printMonitor.reset(); }
+CMonitor::~CMonitor()
+{
+    m_printMonitor.reset();
+    m_idleEvent.Reset();
+    m_exchangeMutex.Reset();
+    m_channelMutex.Reset();
+}
 
 // ---------------------------------------------------------------------------------------------
 // Queries
@@ -195,12 +190,10 @@ BOOL CMonitor::RunQuery(PortRecord* port, const Query& query)
     if (!RunRequest(port, request, FALSE)) {
         return FALSE;
     }
-    const size_t textLength = ChainTextLength(request);
-    if (textLength > 0) {
-        *query.returned = static_cast<DWORD>(textLength + 1);
-        if (*query.returned <= query.outputSize) {
-            CopyChainText(request, query.output);
-        }
+    const auto needed = static_cast<DWORD>(ChainTextLength(request) + 1);
+    *query.returned = needed > 1 ? needed : 0;
+    if (needed <= query.outputSize) {
+        CopyChainText(request, query.output);
     }
     return TRUE;
 }
@@ -280,7 +273,13 @@ BOOL CMonitor::TakeOver(PortRecord* port, const uint8_t* data, DWORD size, DWORD
     if (m_jobRequest) {
         return TRUE;
     }
-    return WriteLowerPort(port, data, size, written);
+    const ExchangeHold exchange(m_exchangeMutex.Get());
+    if (!exchange) {
+        return Fail(ERROR_DEVICE_NOT_AVAILABLE);
+    }
+    const BOOL sent = WriteLowerPort(port, data, size, written);
+    *written = std::min(*written, size);
+    return sent;
 }
 
 /// Between cards, while the printer says that it is not ready for more.
@@ -305,8 +304,7 @@ BOOL CMonitor::EndDoc(PortRecord* port)
     return TRUE;
 }
 
-/// Sends what is still held back, whether or not a buffer is in progress. The port may take it in parts, or
-/// nothing for a while; after 5000 ms without a byte getting through the rest is given up.
+/// Sends what is still held back, whether or not a buffer is in progress.
 void CMonitor::FlushHeldData(PortRecord* port)
 {
     CDataPrintJob* job = m_printMonitor->FindPrintJob();
@@ -314,16 +312,27 @@ void CMonitor::FlushHeldData(PortRecord* port)
         return;
     }
     job->UseBufferedData();
-    DWORD lastProgress = GetTickCount();
-    while (job->HasPending()) {
-        if (RunRequest(port, job, TRUE) && job->HasSentForBuffer()) {
+    if (job->HasPending()) {
+        SendAllPending(port, *job);
+    }
+    job->DropBuffer();
+    m_jobRequest = nullptr;
+}
+
+/// The port may take the bytes in parts, or nothing for a while; after 5000 ms without one getting through
+/// the rest is given up.
+void CMonitor::SendAllPending(PortRecord* port, CDataPrintJob& job)
+{
+    RunRequest(port, &job, TRUE);
+    DWORD lastProgress = GetTickCount(); // from here on: the wait for a query's exchange does not count
+    while (job.HasPending() && GetTickCount() - lastProgress < kFlushLimitMs) {
+        const uint32_t before = job.GetPendingLength();
+        RunRequest(port, &job, TRUE);
+        if (job.GetPendingLength() < before) {
             lastProgress = GetTickCount();
-            continue;
+        } else {
+            Sleep(PollIntervalMs());
         }
-        if (GetTickCount() - lastProgress >= kFlushLimitMs) {
-            return;
-        }
-        Sleep(PollIntervalMs());
     }
 }
 
@@ -336,6 +345,9 @@ void CMonitor::WatchJob(PortRecord* port)
                 m_printMonitor->ResetJob(); // the printer is in the middle of nothing any more
             }
             return;
+        }
+        if (!m_printMonitor->SentJobDataEndsAtBorder()) {
+            return; // a status command would land inside what was given up half sent
         }
         if (m_printMonitor->OverlapsJobs() && queue.HasQueuedJobs()) {
             return;

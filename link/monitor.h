@@ -87,6 +87,7 @@ private:
     BOOL TakeOver(PortRecord* port, const uint8_t* data, DWORD size, DWORD* written);
     bool MustHoldBack(PortRecord* port);
     void FlushHeldData(PortRecord* port);
+    void SendAllPending(PortRecord* port, CDataPrintJob& job);
     void WatchJob(PortRecord* port);
     void Publish(PortRecord* port, CDataStatus& status, BOOL* ready);
     DWORD PollIntervalMs();

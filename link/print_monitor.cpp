@@ -18,7 +18,13 @@ constexpr wchar_t kParameterSeparator = L'/';
 
 CPrintMonitor::CPrintMonitor() = default;
 
-CPrintMonitor::~CPrintMonitor() = default;
+CPrintMonitor::~CPrintMonitor()
+{
+    while (!m_requests.empty()) {
+        m_requests.erase(
+            m_requests.begin()); // in code order, which the map's own destructor does not promise
+    }
+}
 
 void CPrintMonitor::OnStatusRefreshed(PortRecord* /*port*/) {}
 

@@ -15,6 +15,10 @@
 #include "requests/data_print_job_zrt.h"
 #include "requests/data_send_command.h"
 #include "requests/data_station_status.h"
+#include "security/data_oem_enable.h"
+#include "security/data_password.h"
+#include "security/data_security.h"
+#include "security/data_security_token.h"
 #include "settings/data_settings_init.h"
 #include "settings/data_settings_zrt.h"
 
@@ -27,6 +31,22 @@ std::unique_ptr<CData> MakeStationStatus()
     auto bay1 = std::make_unique<CDataStationStatus>();
     bay1->SetNext(std::make_unique<CDataStationStatusBay2>(bay1.get()));
     return bay1;
+}
+
+std::unique_ptr<CData> MakeOemEnable()
+{
+    auto serialNumber = std::make_unique<CDataSerialNumber>(nullptr, CData::kReceiveDeviceId);
+    serialNumber->SetNext(std::make_unique<CDataOEMEnable>(serialNumber.get()));
+    return serialNumber;
+}
+
+/// A password command behind the challenge that it answers.
+template <typename Command>
+std::unique_ptr<CData> MakePasswordCommand()
+{
+    auto token = std::make_unique<CDataSecurityToken>();
+    token->SetNext(std::make_unique<Command>(token.get()));
+    return token;
 }
 
 } // namespace
@@ -54,8 +74,23 @@ std::unique_ptr<CData> CPrintMonitorZRT::CreateRequest(RequestCode code) const
         return std::make_unique<CDataDeviceInfo>();
     case RibbonInfo:
         return std::make_unique<CDataRibbon>(CDataRibbon::kRibbon);
+    case Password:
+        return MakePasswordCommand<CDataPassword>();
+    case DisablePassword:
+        return MakePasswordCommand<CDataPasswordDisable>();
+    case EnablePassword:
+        return MakePasswordCommand<CDataPasswordEnable>();
+    case SetAdminPassword:
+        return MakePasswordCommand<CDataPasswordSet>();
+    case SetUserPassword:
+        return MakePasswordCommand<CDataPasswordSetUser>();
     case PrinterError:
-        return std::make_unique<CDataStatusInfo>(std::make_unique<CDataStatus>(), CDataStatusInfo::kErrorCategory);
+        return std::make_unique<CDataStatusInfo>(std::make_unique<CDataStatus>(),
+                                                 CDataStatusInfo::kErrorCategory);
+    case SecurityInfo:
+        return std::make_unique<CDataSecurity>();
+    case EnableOemSupplies:
+        return MakeOemEnable();
     case SerialNumber:
         return std::make_unique<CDataSerialNumber>(nullptr, CData::kReceiveDeviceId);
     case CurrentSettings:

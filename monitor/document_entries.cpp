@@ -21,7 +21,9 @@ bool IsChannel(DWORD level, const BYTE* docInfo)
 /// Takes everything of a document start back that has been done so far; the reason stays the last error.
 BOOL UndoStart(PortRecord* port, DWORD error)
 {
-    JobRecordPtr(std::exchange(port->job, nullptr));
+    if (port->job) {
+        JobRecordPtr(std::exchange(port->job, nullptr));
+    }
     ReleaseDocument(port);
     return Fail(error);
 }
@@ -39,6 +41,7 @@ BOOL StartClaimedDocument(PortRecord* port, LPWSTR printerName, DWORD jobId, DWO
     const BOOL started = GuardEntry(FALSE, [port] { return port->deviceLink->StartDoc(port); });
     if (!started) {
         const DWORD error = GetLastError();
+        JobRecordPtr(std::exchange(port->job, nullptr));
         port->lowerMonitor.pfnEndDocPort(port->lowerPort);
         return UndoStart(port, error);
     }
@@ -72,8 +75,11 @@ BOOL WINAPI WritePort(HANDLE handle, LPBYTE data, DWORD size, LPDWORD written)
         return Fail(ERROR_INVALID_PARAMETER);
     }
     *written = 0;
-    if (!IsValidPort(port) || !port->deviceLink || !data) {
+    if (!IsValidPort(port) || !port->deviceLink) {
         return Fail(ERROR_INVALID_PARAMETER);
+    }
+    if (!data) {
+        return TRUE;
     }
     // A failure reaches the spooler as a count of 0, and it offers the same bytes again.
     return GuardEntry(TRUE, [&] {
@@ -101,7 +107,7 @@ BOOL WINAPI EndDocPort(HANDLE handle)
         if (port->deviceLink) {
             GuardEntry(FALSE, [port] { return port->deviceLink->EndDoc(port); });
         }
-        if (port->flags & PORT_DOC_OPEN) {
+        if (IsDocumentOpen(port)) {
             SetJobW(port->job->printer, port->job->jobId, 0, nullptr, JOB_CONTROL_SENT_TO_PRINTER);
         }
         JobRecordPtr(std::exchange(port->job, nullptr));

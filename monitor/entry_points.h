@@ -20,7 +20,8 @@ void WINAPI Shutdown(HANDLE monitor);
 /// Begins a document (level 1, or 2), or a channel (level 2, dwMode DI_CHANNEL). FALSE with last error 87,
 /// 170 (one is open, after 5000 ms or 100 ms), or as the failed step left it; the port is idle again.
 BOOL WINAPI StartDocPort(HANDLE port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo);
-/// TRUE for every open port. *written tells how much is done; the rest is to be offered again.
+/// TRUE for every open port (FALSE with last error 87 for any other, and without a count to fill in).
+/// *written tells how much is done; the rest is to be offered again.
 BOOL WINAPI WritePort(HANDLE port, LPBYTE data, DWORD size, LPDWORD written);
 BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
 /// FALSE with last error 87, or as the lower EndDocPort left it: the port then stays marked open.

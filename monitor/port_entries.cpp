@@ -8,6 +8,7 @@
 #include "monitor/entry_points.h"
 #include "monitor/port_list.h"
 #include "monitor/port_record.h"
+#include "security/monitor_security.h"
 
 namespace zrtmon {
 
@@ -25,7 +26,7 @@ bool HasRequiredEntries(const MONITOR2& table)
 std::unique_ptr<CMonitor> MakeDeviceLink()
 {
     try {
-        return std::make_unique<CMonitor>(std::make_unique<CPrintMonitorZRT>());
+        return std::make_unique<CMonitorSecurity>(std::make_unique<CPrintMonitorZRT>());
     } catch (const std::bad_alloc&) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
@@ -82,8 +83,9 @@ BOOL WINAPI ClosePort(HANDLE handle)
     if (!IsValidPort(port)) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    const std::unique_ptr<CMonitor> deviceLink(GetDeviceLink(port));
+    std::unique_ptr<CMonitor> deviceLink(GetDeviceLink(port));
     SetDeviceLink(port, nullptr);
+    deviceLink.reset();
     return GuardEntry(FALSE, [&]() -> BOOL {
         if (!port->lowerMonitor.pfnClosePort(port->lowerPort)) {
             return FALSE;
@@ -91,9 +93,9 @@ BOOL WINAPI ClosePort(HANDLE handle)
         if (!UnlistPort(port)) {
             return Fail(ERROR_INVALID_PARAMETER);
         }
-        // With a document still open its thread may come back to the record: then it is left as it is.
-        if (port->flags & PORT_DOC_OPEN) {
-            CloseHandle(std::exchange(port->docEvent, nullptr));
+        // With a document still open its thread may come back: the record stays, and is no longer valid.
+        if (IsDocumentOpen(port)) {
+            AbandonPort(port);
         } else {
             PortRecordDeleter{}(port);
         }

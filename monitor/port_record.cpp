@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 #include <new>
+#include <utility>
 
 #include "platform/sync.h"
 
@@ -175,11 +176,22 @@ void ReleaseDocument(PortRecord* port)
     }
 }
 
+bool IsDocumentOpen(PortRecord* port) { return (std::atomic_ref(port->flags).load() & PORT_DOC_OPEN) != 0; }
+
+void AbandonPort(PortRecord* port)
+{
+    if (port->docEvent) {
+        CloseHandle(std::exchange(port->docEvent, nullptr));
+    }
+    std::memset(port->signature, 0, sizeof port->signature);
+}
+
 BOOL StartLowerChannel(PortRecord* port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
 {
     if (!ClaimDocument(port, kChannelWaitMs)) {
         return FALSE;
     }
+    SetLastError(ERROR_SUCCESS); // an old 170 would be read as "a document is open"
     if (!port->lowerMonitor.pfnStartDocPort(port->lowerPort, printerName, jobId, level, docInfo)) {
         const DWORD error = GetLastError();
         ReleaseDocument(port);

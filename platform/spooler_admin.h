@@ -9,10 +9,6 @@
 
 #include "platform/win32.h"
 
-#ifndef ZRT_PLATFORM_API
-#define ZRT_PLATFORM_API
-#endif
-
 namespace zrtmon::spooler {
 
 /// Makes a printer that OpenPrinterW finds under this name, in any letter case; access is what the

@@ -26,8 +26,9 @@
 #undef GetPrinterData
 #undef StartDoc
 
-// What the library exports is told by its module definition file.
+// What the library exports is told by its module definition file; the platform layer is linked into it.
 #define ZRT_LIBRARY_EXPORT
+#define ZRT_PLATFORM_API
 
 #else
 

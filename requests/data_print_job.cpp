@@ -17,7 +17,6 @@ BOOL CDataPrintJob::Prepare(const wchar_t* requestText)
 {
     m_pending = nullptr;
     m_pendingLength = 0;
-    m_offered = nullptr;
     m_heldStart = 0;
     m_bufferedLength = 0;
     m_accepted = 0;
@@ -44,7 +43,6 @@ BOOL CDataPrintJob::SetReply(const char* data, uint32_t length)
     }
     m_sentLength = 0;
     const auto* bytes = reinterpret_cast<const uint8_t*>(data);
-    m_offered = bytes;
     if (m_bufferedLength == 0) {
         TakeFromCaller(bytes, length);
     } else {
@@ -105,14 +103,20 @@ bool CDataPrintJob::IsPendingHeldHere() const
 
 void CDataPrintJob::Reoffer(const uint8_t* data, uint32_t length)
 {
-    if (m_pendingLength == 0 || data == m_offered || IsPendingHeldHere()) {
+    if (m_pendingLength == 0 || IsPendingHeldHere()) {
         return;
     }
     const uint32_t sent = m_accepted - m_pendingLength;
-    m_offered = data;
     m_accepted = std::min(m_accepted, std::max(length, sent));
     m_pending = data + sent;
     m_pendingLength = m_accepted - sent;
+}
+
+void CDataPrintJob::DropBuffer()
+{
+    m_pending = nullptr;
+    m_pendingLength = 0;
+    m_accepted = 0;
 }
 
 uint32_t CDataPrintJob::TakeAcceptedCount()

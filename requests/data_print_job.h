@@ -54,7 +54,12 @@ public:
     /// pending range moves with it, and shrinks to it when it is shorter: the old address may be gone.
     void Reoffer(const uint8_t* data, uint32_t length);
 
+    /// Forgets a buffer of which not all has gone: its caller will not offer it again. What has been scanned
+    /// stays scanned, and a piece that is half sent leaves the printer inside it.
+    void DropBuffer();
+
     bool HasPending() const { return m_pendingLength > 0; }
+    uint32_t GetPendingLength() const { return m_pendingLength; }
     bool HasSentForBuffer() const { return m_sentLength > 0; }
     bool IsCardSeen() const { return m_cardSeen; }
 
@@ -79,7 +84,6 @@ private:
 
     const uint8_t* m_pending = nullptr;
     uint32_t m_pendingLength = 0;
-    const uint8_t* m_offered = nullptr; ///< start of the caller's buffer that was taken over
     uint8_t m_buffer[kBufferSize] = {};
     uint32_t m_heldStart = 0;      ///< where in m_buffer the held bytes begin; behind pending ones, else 0
     uint32_t m_bufferedLength = 0; ///< held bytes: reported written, and not pending

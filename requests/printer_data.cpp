@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <exception>
 #include <iterator>
-#include <new>
 
 #include "monitor/port_record.h"
 #include "platform/sync.h"
 #include "requests/data.h"
+#include "security/wipe.h"
 
 namespace zrtmon {
 
@@ -25,12 +26,13 @@ constexpr size_t kVendorHeaderSize = 3;
 // A device that never stops sending must not hold the port for ever: the longest answer of the printer
 // family takes two chunks.
 constexpr unsigned kMaxReplyChunks = 64;
+constexpr DWORD kMaxValueSize = 16 << 20;
 
 bool Resize(std::vector<uint8_t>& buffer, size_t size)
 {
     try {
         buffer.resize(size);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) { // no memory, or more than an address space holds
         return false;
     }
     return true;
@@ -45,7 +47,11 @@ wchar_t* Mutable(const wchar_t* text)
 
 BOOL CPrinterData::Exchange(PortRecord* port, CData* request)
 {
-    return Send(port, request) && Receive(port, request);
+    if (!Send(port, request)) {
+        return FALSE;
+    }
+    SetLastError(ERROR_SUCCESS); // what a send that succeeded has left is no reason for a reply that fails
+    return Receive(port, request);
 }
 
 BOOL CPrinterData::Send(PortRecord* port, CData* request)
@@ -88,7 +94,7 @@ BOOL CPrinterData::SendToPort(PortRecord* port, CData* request, const uint8_t* c
         return sent;
     }
     const DWORD start = GetTickCount();
-    while (sent && *length > 0 && *length < offered) {
+    while (sent && *length < offered) {
         sent = WriteLowerPort(port, command + *length, offered - *length, &written);
         *length += std::min<uint32_t>(written, offered - *length);
         if (sent && written == 0) {
@@ -190,7 +196,7 @@ const char* CPrinterData::ReadValue(const wchar_t* printerName, const wchar_t* v
     const CPrinterHandle printer(opened);
     DWORD size = 0;
     GetPrinterDataW(printer.Get(), Mutable(valueName), nullptr, nullptr, 0, &size);
-    if (!Resize(m_buffer, size_t{size} + 1)) {
+    if (size > kMaxValueSize || !Resize(m_buffer, size_t{size} + 1)) {
         return nullptr;
     }
     DWORD read = 0;
@@ -202,6 +208,8 @@ const char* CPrinterData::ReadValue(const wchar_t* printerName, const wchar_t* v
     m_buffer[m_valueSize] = 0;
     return reinterpret_cast<const char*>(m_buffer.data());
 }
+
+void CPrinterData::WipeValue() { Wipe(m_buffer); }
 
 BOOL WriteNumberValue(HANDLE printer, const wchar_t* valueName, int value)
 {

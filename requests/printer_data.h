@@ -26,8 +26,9 @@ public:
 
     /// Sends the request's command by its send method, tells it the count sent, and sleeps its send delay
     /// (also when there was nothing to send). FALSE, without the delay, for a failed send or an unknown
-    /// method. When the port takes only a part of a command, the rest follows at once: half a command would
-    /// garble what comes next. Requests that may be sent in parts are left with what went in one write.
+    /// method. When the port takes only a part of a command, or nothing yet, the rest follows for up to 3000
+    /// ms: half a command would garble what comes next. Requests that may be sent in parts are left with what
+    /// went in one write.
     virtual BOOL Send(PortRecord* port, CData* request);
 
     /// Reads the reply by the request's receive method, in chunks of at most 2048 bytes, and hands each to
@@ -42,6 +43,8 @@ public:
     /// operation on this object; GetValueSize tells the count without the NUL, which the bytes may hold, too.
     const char* ReadValue(const wchar_t* printerName, const wchar_t* valueName);
     size_t GetValueSize() const { return m_valueSize; }
+    /// Overwrites a value that held a secret.
+    void WipeValue();
 
 private:
     BOOL SendToPort(PortRecord* port, CData* request, const uint8_t* command, uint32_t* length);

@@ -56,8 +56,11 @@ BOOL CDataSettings::AppendRange(const SettingRow& row)
     if (end == std::string::npos) {
         return FALSE;
     }
-    m_text.insert(end, "," + DecimalText(row.minimum) + "," + DecimalText(row.maximum) + "," +
-                           DecimalText(row.flag));
+    std::string range;
+    for (const int32_t number : {row.minimum, row.maximum, row.flag}) {
+        range.append(1, ',').append(DecimalText(number));
+    }
+    m_text.insert(end, range);
     return TRUE;
 }
 

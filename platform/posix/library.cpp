@@ -6,13 +6,12 @@
 #include <string>
 
 #include "platform/never_destroyed.h"
+#include "platform/posix/utf8.h"
 #include "platform/sync.h"
 
 namespace {
 
 using DllMainFunction = BOOL(WINAPI*)(HINSTANCE, DWORD, LPVOID);
-
-constexpr uint32_t kLastCodePoint = 0x10FFFF;
 
 /// How often each module is loaded. The lock is held while a DllMain runs, as the platform's loader does it;
 /// it is recursive, so that a DllMain may load modules.
@@ -22,42 +21,6 @@ struct LoadedModules {
 };
 
 LoadedModules& Modules() { return zrtmon::NeverDestroyed<LoadedModules>(); }
-
-bool IsCodePoint(uint32_t code) { return code <= kLastCodePoint && (code < 0xD800 || code > 0xDFFF); }
-
-void AppendUtf8(std::string& text, uint32_t code)
-{
-    const auto append = [&text](uint32_t byte) { text.push_back(static_cast<char>(byte)); };
-    if (code < 0x80) {
-        append(code);
-        return;
-    }
-    if (code < 0x800) {
-        append(0xC0 | code >> 6);
-    } else if (code < 0x10000) {
-        append(0xE0 | code >> 12);
-        append(0x80 | (code >> 6 & 0x3F));
-    } else {
-        append(0xF0 | code >> 18);
-        append(0x80 | (code >> 12 & 0x3F));
-        append(0x80 | (code >> 6 & 0x3F));
-    }
-    append(0x80 | (code & 0x3F));
-}
-
-/// Nothing for text that is not made of characters.
-std::optional<std::string> WideToUtf8(LPCWSTR wide)
-{
-    std::string text;
-    for (; *wide != L'\0'; ++wide) {
-        const auto code = static_cast<uint32_t>(*wide);
-        if (!IsCodePoint(code)) {
-            return std::nullopt;
-        }
-        AppendUtf8(text, code);
-    }
-    return text;
-}
 
 BOOL CallDllMain(HMODULE module, DWORD reason)
 {
@@ -80,7 +43,7 @@ HMODULE Attach(HMODULE module)
 
 HMODULE Load(LPCWSTR path)
 {
-    const std::optional<std::string> file = path ? WideToUtf8(path) : std::nullopt;
+    const std::optional<std::string> file = path ? zrtmon::WideToUtf8(path) : std::nullopt;
     HMODULE const module = file ? dlopen(file->c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
     if (!module) {
         SetLastError(ERROR_MOD_NOT_FOUND);

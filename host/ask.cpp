@@ -1,0 +1,67 @@
+#include "host/ask.h"
+
+#include <vector>
+
+#include "host/text.h"
+#include "host/value_names.h"
+
+namespace zrtmon::host {
+namespace {
+
+// Large enough for every answer of the family, so that nothing is asked twice.
+constexpr size_t kFirstBufferBytes = 8192;
+
+bool MayBeSilent(const std::string& requestText)
+{
+    const CValueName* name = FindValueName(requestText);
+    return name && name->kind == ValueKind::Action;
+}
+
+} // namespace
+
+CAnswer Ask(const MONITOR2& table, HANDLE port, const std::string& requestText)
+{
+    std::wstring name = WideFromUtf8(requestText);
+    std::vector<wchar_t> buffer(kFirstBufferBytes / sizeof(wchar_t));
+    for (;;) {
+        const auto sizeBytes = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
+        DWORD returned = 0;
+        SetLastError(ERROR_SUCCESS);
+        const BOOL succeeded = table.pfnGetPrinterDataFromPort(port, 0, name.data(), nullptr, 0,
+                                                               buffer.data(), sizeBytes, &returned);
+        if (!succeeded) {
+            // A request that leaves no text is answered with FALSE too, and no error of its own.
+            const DWORD error = GetLastError();
+            return {error == ERROR_SUCCESS && MayBeSilent(requestText), {}, error};
+        }
+        if (returned <= sizeBytes) {
+            const auto text = reinterpret_cast<const char*>(buffer.data());
+            return {true, std::string(text, returned > 0 ? returned - 1 : 0), ERROR_SUCCESS};
+        }
+        buffer.resize(returned / sizeof(wchar_t) + 1);
+    }
+}
+
+CNumber AskNumber(const MONITOR2& table, HANDLE port, const std::string& requestText)
+{
+    const CAnswer answer = Ask(table, port, requestText);
+    if (!answer.answered) {
+        return {std::nullopt, answer.error};
+    }
+    return {LeadingNumber(answer.text), ERROR_INVALID_PARAMETER};
+}
+
+ExitStatus QueryStatus(DWORD error)
+{
+    switch (error) {
+    case ERROR_BUSY:
+        return ExitStatus::Busy;
+    case ERROR_DEVICE_NOT_AVAILABLE:
+    case ERROR_NOT_SUPPORTED:
+        return ExitStatus::NoDevice;
+    default:
+        return ExitStatus::PrinterError;
+    }
+}
+
+} // namespace zrtmon::host

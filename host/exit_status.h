@@ -1,0 +1,34 @@
+/// How the command line ends; the numbers are those of sysexits(3) where it has one.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace zrtmon::host {
+
+enum class ExitStatus {
+    Done = 0,
+    PrinterError = 1,
+    Usage = 64,
+    BadData = 65,
+    NoInput = 66,
+    NoDevice = 69,
+    CannotCreate = 73,
+    Busy = 75,
+    Interrupted = 130,
+};
+
+/// Ends a command: the message is the one line that the user reads, without the program's name.
+class CHostError : public std::runtime_error {
+public:
+    CHostError(ExitStatus status, const std::string& message) : std::runtime_error(message), m_status(status)
+    {
+    }
+
+    ExitStatus Status() const { return m_status; }
+
+private:
+    ExitStatus m_status;
+};
+
+} // namespace zrtmon::host

@@ -1,0 +1,39 @@
+#include <iostream>
+
+#include "host/command_line.h"
+#include "platform/terminal.h"
+#include "platform/thread.h"
+
+namespace {
+
+using namespace zrtmon;
+
+class CSystemThread final : public host::IRunningThread {
+public:
+    explicit CSystemThread(std::function<void()> body) : m_thread(std::move(body)) {}
+
+private:
+    CThread m_thread;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const terminal::CInterruptKey interruptKey;
+    const bool isTerminal = terminal::IsTerminal(terminal::Stream::Error);
+    host::CHostEnvironment environment{
+        .out = std::cout,
+        .err = std::cerr,
+        .rewritesLine = isTerminal,
+        .colors = isTerminal && terminal::Environment("NO_COLOR").value_or("").empty(),
+        .columns = [] { return terminal::Columns(terminal::Stream::Error); },
+        .wasInterrupted = terminal::CInterruptKey::WasPressed,
+        .startThread = [](std::function<void()> body) -> std::unique_ptr<host::IRunningThread> {
+            return std::make_unique<CSystemThread>(std::move(body));
+        },
+        .programFolder = terminal::ProgramFolder(),
+        .libraryFile = terminal::SharedLibraryName("zrtmon"),
+    };
+    return host::Main(argc, argv, environment);
+}

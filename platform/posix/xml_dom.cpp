@@ -1,0 +1,339 @@
+#include "platform/xml_dom.h"
+
+#include <fcntl.h>
+#include <libxml/parser.h>
+#include <libxml/xpath.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/posix/utf8.h"
+
+namespace zrtmon {
+
+namespace {
+
+constexpr size_t kMaxDocumentBytes = 1 << 20;
+
+struct XmlDeleter {
+    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+    void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
+    void operator()(xmlXPathObject* object) const { xmlXPathFreeObject(object); }
+    void operator()(xmlChar* text) const { xmlFree(text); }
+};
+template <typename Type>
+using XmlPtr = std::unique_ptr<Type, XmlDeleter>;
+using SharedDocument = std::shared_ptr<xmlDoc>; // every node keeps its document
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(const char* path) : m_descriptor(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    ~FileDescriptor()
+    {
+        if (m_descriptor >= 0) {
+            close(m_descriptor);
+        }
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    int Get() const { return m_descriptor; }
+
+private:
+    int m_descriptor;
+};
+
+/// Opened, so that nobody can put another in its place between the look and the reading.
+bool IsRegularUpTo(int descriptor, uint64_t maxBytes)
+{
+    struct stat status {};
+    return descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+           static_cast<uint64_t>(status.st_size) <= maxBytes;
+}
+
+std::optional<std::vector<char>> ReadFile(const std::string& path)
+{
+    const FileDescriptor file(path.c_str());
+    if (!IsRegularUpTo(file.Get(), kMaxDocumentBytes)) {
+        return std::nullopt;
+    }
+    std::vector<char> bytes(kMaxDocumentBytes + 1);
+    size_t size = 0;
+    while (size < bytes.size()) {
+        const ssize_t count = read(file.Get(), bytes.data() + size, bytes.size() - size);
+        if (count < 0) {
+            return std::nullopt;
+        }
+        if (count == 0) {
+            bytes.resize(size);
+            return bytes;
+        }
+        size += static_cast<size_t>(count);
+    }
+    return std::nullopt; // it has grown since
+}
+
+const xmlChar* AsXml(const std::string& text) { return reinterpret_cast<const xmlChar*>(text.c_str()); }
+
+/// Counting and asking for interfaces, for an object that serves one interface besides IUnknown.
+template <typename Interface>
+class Counted : public Interface {
+public:
+    HRESULT QueryInterface(const IID& iid, void** object) noexcept override
+    {
+        *object = nullptr;
+        if (iid != IID_IUnknown && iid != kXmlDocumentInterface) {
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        *object = static_cast<Interface*>(this);
+        return S_OK;
+    }
+    ULONG AddRef() noexcept override { return ++m_count; }
+    ULONG Release() noexcept override
+    {
+        const ULONG left = --m_count;
+        if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
+
+protected:
+    virtual ~Counted() = default;
+
+private:
+    std::atomic<ULONG> m_count{1};
+};
+
+/// A new object into *slot; S_FALSE and null when there is nothing to make one of.
+template <typename Object, typename Interface, typename... Arguments>
+HRESULT MakeObject(Interface** slot, bool exists, Arguments&&... arguments)
+{
+    *slot = exists ? new (std::nothrow) Object(std::forward<Arguments>(arguments)...) : nullptr;
+    return !exists ? S_FALSE : *slot ? S_OK : E_OUTOFMEMORY;
+}
+
+class AttributeMap;
+
+class Node final : public Counted<IXMLDOMNode> {
+public:
+    Node(SharedDocument document, xmlNode* node) : m_document(std::move(document)), m_node(node) {}
+    HRESULT get_attributes(IXMLDOMNamedNodeMap** attributes) noexcept override;
+    HRESULT get_nodeValue(VARIANT* value) noexcept override;
+
+private:
+    SharedDocument m_document;
+    xmlNode* m_node;
+};
+
+class AttributeMap final : public Counted<IXMLDOMNamedNodeMap> {
+public:
+    AttributeMap(SharedDocument document, xmlNode* element)
+        : m_document(std::move(document)), m_element(element)
+    {
+    }
+    HRESULT getNamedItem(BSTR name, IXMLDOMNode** item) noexcept override;
+
+private:
+    SharedDocument m_document;
+    xmlNode* m_element;
+};
+
+class DocumentType final : public Counted<IXMLDOMDocumentType> {};
+
+class Document final : public Counted<IXMLDOMDocument> {
+public:
+    HRESULT put_preserveWhiteSpace(VARIANT_BOOL) noexcept override { return S_OK; }
+    HRESULT put_async(VARIANT_BOOL) noexcept override { return S_OK; }
+    HRESULT put_validateOnParse(VARIANT_BOOL) noexcept override { return S_OK; }
+    HRESULT put_resolveExternals(VARIANT_BOOL) noexcept override { return S_OK; }
+    HRESULT load(VARIANT path, VARIANT_BOOL* loaded) noexcept override;
+    HRESULT get_doctype(IXMLDOMDocumentType** type) noexcept override;
+    HRESULT selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept override;
+
+private:
+    SharedDocument m_document;
+};
+
+/// Runs a body that may exhaust memory.
+template <typename Body>
+HRESULT Guard(Body&& body) noexcept
+{
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+HRESULT Node::get_attributes(IXMLDOMNamedNodeMap** attributes) noexcept
+{
+    return MakeObject<AttributeMap>(attributes, m_node->type == XML_ELEMENT_NODE, m_document, m_node);
+}
+
+HRESULT Node::get_nodeValue(VARIANT* value) noexcept
+{
+    return Guard([&]() -> HRESULT {
+        VariantInit(value);
+        if (m_node->type != XML_ATTRIBUTE_NODE) {
+            return S_FALSE;
+        }
+        const XmlPtr<xmlChar> text(xmlNodeListGetString(m_document.get(), m_node->children, 1));
+        const char* bytes = text ? reinterpret_cast<const char*>(text.get()) : "";
+        value->bstrVal = SysAllocString(Utf8ToWide(bytes).c_str());
+        value->vt = value->bstrVal ? VT_BSTR : VT_EMPTY;
+        return value->bstrVal ? S_OK : E_OUTOFMEMORY;
+    });
+}
+
+HRESULT AttributeMap::getNamedItem(BSTR name, IXMLDOMNode** item) noexcept
+{
+    return Guard([&]() -> HRESULT {
+        *item = nullptr;
+        const std::optional<std::string> key = WideToUtf8(name);
+        xmlAttr* attribute = key ? xmlHasProp(m_element, AsXml(*key)) : nullptr;
+        return MakeObject<Node>(item, attribute != nullptr, m_document,
+                                reinterpret_cast<xmlNode*>(attribute));
+    });
+}
+
+HRESULT Document::load(VARIANT path, VARIANT_BOOL* loaded) noexcept
+{
+    *loaded = VARIANT_FALSE;
+    m_document.reset();
+    return Guard([&]() -> HRESULT {
+        if (path.vt != VT_BSTR || !path.bstrVal) {
+            return E_INVALIDARG;
+        }
+        const std::optional<std::string> file = WideToUtf8(path.bstrVal);
+        const std::optional<std::vector<char>> bytes = file ? ReadFile(*file) : std::nullopt;
+        if (!bytes || bytes->empty()) {
+            return S_FALSE;
+        }
+        // Without XML_PARSE_HUGE the parser's own limits on depth and expansion hold; without
+        // XML_PARSE_DTDLOAD and XML_PARSE_NOENT no external subset or entity is looked at.
+        constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+        XmlPtr<xmlDoc> parsed(
+            xmlReadMemory(bytes->data(), static_cast<int>(bytes->size()), nullptr, nullptr, kOptions));
+        if (!parsed) {
+            return S_FALSE;
+        }
+        m_document = std::move(parsed);
+        *loaded = VARIANT_TRUE;
+        return S_OK;
+    });
+}
+
+HRESULT Document::get_doctype(IXMLDOMDocumentType** type) noexcept
+{
+    return MakeObject<DocumentType>(type, m_document && m_document->intSubset);
+}
+
+HRESULT Document::selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept
+{
+    return Guard([&]() -> HRESULT {
+        *node = nullptr;
+        const std::optional<std::string> xpath = expression ? WideToUtf8(expression) : std::nullopt;
+        if (!m_document || !xpath) {
+            return xpath ? S_FALSE : E_INVALIDARG;
+        }
+        const XmlPtr<xmlXPathContext> context(xmlXPathNewContext(m_document.get()));
+        if (!context) {
+            return E_OUTOFMEMORY;
+        }
+        const XmlPtr<xmlXPathObject> found(xmlXPathEvalExpression(AsXml(*xpath), context.get()));
+        if (!found) {
+            return E_INVALIDARG;
+        }
+        const bool any = !xmlXPathNodeSetIsEmpty(found->nodesetval);
+        return MakeObject<Node>(node, any, m_document, any ? found->nodesetval->nodeTab[0] : nullptr);
+    });
+}
+
+} // namespace
+
+bool IsLocalFile(const wchar_t* path, uint64_t maxBytes) noexcept
+{
+    try {
+        const std::optional<std::string> file = WideToUtf8(path);
+        return file && IsRegularUpTo(FileDescriptor(file->c_str()).Get(), maxBytes);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+} // namespace zrtmon
+
+HRESULT CoInitialize(void* /*reserved*/) noexcept { return S_OK; }
+
+void CoUninitialize() noexcept {}
+
+HRESULT CoCreateInstance(const CLSID& classId, IUnknown* outer, DWORD /*context*/, const IID& iid,
+                         void** object) noexcept
+{
+    *object = nullptr;
+    if (classId != zrtmon::kXmlDocumentClass || outer) {
+        return REGDB_E_CLASSNOTREG;
+    }
+    auto* document = new (std::nothrow) zrtmon::Document;
+    if (!document) {
+        return E_OUTOFMEMORY;
+    }
+    const HRESULT result = document->QueryInterface(iid, object);
+    document->Release();
+    return result;
+}
+
+HRESULT OleRun(IUnknown* /*object*/) noexcept { return S_OK; }
+
+BSTR SysAllocString(const wchar_t* text) noexcept
+{
+    if (!text) {
+        return nullptr;
+    }
+    const size_t length = std::wcslen(text) + 1;
+    auto* copy = new (std::nothrow) wchar_t[length];
+    if (copy) {
+        std::wmemcpy(copy, text, length);
+    }
+    return copy;
+}
+
+void SysFreeString(BSTR text) noexcept { delete[] text; }
+
+void VariantInit(VARIANT* variant) noexcept { *variant = VARIANT{VT_EMPTY, nullptr}; }
+
+HRESULT VariantClear(VARIANT* variant) noexcept
+{
+    SysFreeString(variant->bstrVal);
+    VariantInit(variant);
+    return S_OK;
+}
+
+HRESULT VariantChangeType(VARIANT* destination, const VARIANT* source, uint16_t /*flags*/,
+                          VARTYPE type) noexcept
+{
+    if (type != VT_BSTR || source->vt != VT_BSTR) {
+        return DISP_E_TYPEMISMATCH;
+    }
+    if (destination == source) {
+        return S_OK;
+    }
+    BSTR copy = SysAllocString(source->bstrVal);
+    if (!copy) {
+        return E_OUTOFMEMORY;
+    }
+    VariantClear(destination);
+    *destination = VARIANT{VT_BSTR, copy};
+    return S_OK;
+}

@@ -1,0 +1,97 @@
+#include "security/data_password.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "link/command_prefix.h"
+#include "security/data_security.h"
+#include "security/data_security_token.h"
+#include "security/wipe.h"
+
+namespace zrtmon {
+
+namespace {
+
+constexpr CDataPassword::CommandCode kPresent = MakeCommand("4");
+constexpr CDataPassword::CommandCode kChange = MakeCommand("5");
+constexpr size_t kNewPasswordFieldSize = 16; // with the NUL
+constexpr uint8_t kFiller = '0';
+constexpr size_t kLongestCommand = 34;
+
+} // namespace
+
+CDataPassword::~CDataPassword() { Wipe(m_command); }
+
+const uint8_t* CDataPassword::GetCommand(uint32_t* length)
+{
+    m_command.clear();
+    const char* current = m_password.GetCurrent();
+    if (!current) {
+        return Lend({}, length);
+    }
+    m_command.reserve(kLongestCommand); // at once: a vector that grows leaves copies behind
+    const CommandCode& code = GetCommandCode();
+    uint32_t responseLength = 0;
+    const uint8_t* response = m_token->ComputeResponse(current, &responseLength);
+    m_command.insert(m_command.end(), CDataSecurity::kCommand.begin(), CDataSecurity::kCommand.end());
+    m_command.insert(m_command.end(), code.begin(), code.end());
+    m_command.insert(m_command.end(), response, response + responseLength);
+    return Lend(m_command, length);
+}
+
+BOOL CDataPassword::Prepare(const wchar_t* requestText) { return m_password.SetText(requestText); }
+
+void CDataPassword::SetSentLength(uint32_t count)
+{
+    CData::SetSentLength(count);
+    Wipe(m_command);
+}
+
+const char* CDataPassword::GetFieldName(uint32_t /*index*/)
+{
+    ClearText();
+    m_token->ClearText();
+    return nullptr;
+}
+
+const CDataPassword::CommandCode& CDataPassword::GetCommandCode() const { return kPresent; }
+
+const uint8_t* CDataPasswordDisable::GetCommand(uint32_t* length)
+{
+    if (!CDataPassword::GetCommand(length)) {
+        return nullptr;
+    }
+    m_command.push_back(GetModeByte());
+    return Lend(m_command, length);
+}
+
+const CDataPassword::CommandCode& CDataPasswordDisable::GetCommandCode() const { return kChange; }
+
+BOOL CDataPasswordSet::Prepare(const wchar_t* requestText)
+{
+    CPassword given;
+    if (!given.SetText(requestText)) {
+        return FALSE;
+    }
+    const char* newPassword = given.GetNew();
+    if (newPassword && std::strlen(newPassword) >= kNewPasswordFieldSize) {
+        return FALSE;
+    }
+    return CDataPassword::Prepare(requestText);
+}
+
+const uint8_t* CDataPasswordSet::GetCommand(uint32_t* length)
+{
+    if (!CDataPasswordDisable::GetCommand(length)) {
+        return nullptr;
+    }
+    const size_t field = m_command.size();
+    m_command.resize(field + kNewPasswordFieldSize, kFiller);
+    if (const char* newPassword = m_password.GetNew()) {
+        std::copy_n(newPassword, std::strlen(newPassword) + 1,
+                    m_command.begin() + static_cast<std::ptrdiff_t>(field));
+    }
+    return Lend(m_command, length);
+}
+
+} // namespace zrtmon

@@ -1,0 +1,61 @@
+#include "security/xml_document.h"
+
+#include <cwchar>
+
+namespace zrtmon {
+
+bool CVariant::IsText(const wchar_t* expected)
+{
+    if (m_variant.vt != VT_BSTR && FAILED(VariantChangeType(&m_variant, &m_variant, 0, VT_BSTR))) {
+        return false;
+    }
+    return m_variant.bstrVal && std::wcscmp(m_variant.bstrVal, expected) == 0;
+}
+
+CXmlDocument::~CXmlDocument()
+{
+    if (m_document) {
+        m_document->Release();
+    }
+    if (m_isComInitialised) {
+        CoUninitialize();
+    }
+}
+
+BOOL CXmlDocument::Create()
+{
+    if (!m_isComInitialised) {
+        if (FAILED(CoInitialize(nullptr))) {
+            return FALSE;
+        }
+        m_isComInitialised = true;
+    }
+    if (m_document) {
+        return TRUE;
+    }
+    CComReference<IUnknown> object;
+    if (FAILED(CoCreateInstance(kXmlDocumentClass, nullptr, CLSCTX_ALL, IID_IUnknown,
+                                reinterpret_cast<void**>(object.Receive())))) {
+        return FALSE;
+    }
+    if (FAILED(OleRun(object.Get()))) {
+        return FALSE;
+    }
+    return SUCCEEDED(object->QueryInterface(kXmlDocumentInterface, reinterpret_cast<void**>(&m_document)));
+}
+
+BOOL CXmlDocument::ReadAttribute(const wchar_t* name, IXMLDOMNode* node, VARIANT* value)
+{
+    const CBStr key(name);
+    CComReference<IXMLDOMNamedNodeMap> attributes;
+    if (!key || FAILED(node->get_attributes(attributes.Receive())) || !attributes) {
+        return FALSE;
+    }
+    CComReference<IXMLDOMNode> attribute;
+    if (FAILED(attributes->getNamedItem(key.Get(), attribute.Receive())) || !attribute) {
+        return FALSE;
+    }
+    return SUCCEEDED(attribute->get_nodeValue(value));
+}
+
+} // namespace zrtmon

@@ -1,0 +1,95 @@
+#include "tests/host/host_bench.h"
+
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+
+#include "host/command_line.h"
+
+namespace zrtmon::test {
+namespace {
+
+class CClockThread final : public host::IRunningThread {
+public:
+    explicit CClockThread(std::function<void()> body) : m_thread(std::move(body)) {}
+
+private:
+    VirtualClock::Thread m_thread;
+};
+
+std::filesystem::path MakeFolder()
+{
+    std::random_device random;
+    std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("zrtctl-test-" + std::to_string(random()));
+    std::filesystem::create_directories(folder);
+    return folder;
+}
+
+} // namespace
+
+HostBench::HostBench()
+    : programFolder(std::filesystem::path(ZRTMON_LIBRARY).parent_path()), m_folder(MakeFolder())
+{
+}
+
+HostBench::~HostBench() { std::filesystem::remove_all(m_folder); }
+
+CommandResult HostBench::Run(const std::vector<std::string>& arguments)
+{
+    std::ostringstream out;
+    std::ostringstream err;
+    host::CHostEnvironment environment{
+        .out = out,
+        .err = err,
+        .rewritesLine = terminal,
+        .colors = colors,
+        .columns = [this] { return columns; },
+        .wasInterrupted = [this] { return interruptAtMs && clock.Elapsed() >= *interruptAtMs; },
+        .startThread = [](std::function<void()> body) -> std::unique_ptr<host::IRunningThread> {
+            return std::make_unique<CClockThread>(std::move(body));
+        },
+        .programFolder = programFolder,
+        .libraryFile = std::filesystem::path(ZRTMON_LIBRARY).filename().string(),
+        .initialize = monitor,
+    };
+    std::vector<std::string> words{"zrtctl"};
+    for (std::string word : arguments) {
+        const size_t at = word.find('@');
+        if (at != std::string::npos) {
+            word.replace(at, 1, (m_folder / "").string());
+        }
+        words.push_back(word);
+    }
+    std::vector<const char*> pointers;
+    pointers.reserve(words.size());
+    for (const std::string& word : words) {
+        pointers.push_back(word.c_str());
+    }
+    const int status = host::Main(static_cast<int>(pointers.size()), pointers.data(), environment);
+    return {status, out.str(), err.str()};
+}
+
+void HostBench::WriteFile(const std::string& name, const std::string& bytes) const
+{
+    std::ofstream(m_folder / name, std::ios::binary) << bytes;
+}
+
+std::string HostBench::ReadFile(const std::string& name) const
+{
+    std::ifstream file(m_folder / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+} // namespace zrtmon::test

@@ -1,0 +1,49 @@
+/// The command line as a test runs it: in this process, on a virtual clock, with its streams in strings.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/environment.h"
+#include "platform/virtual_clock.h"
+
+namespace zrtmon::test {
+
+struct CommandResult {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+class HostBench {
+public:
+    HostBench();
+    ~HostBench();
+
+    /// Runs "zrtctl ARGUMENTS". A word "@NAME" stands for the path of that file in Folder, also behind an
+    /// option's "=" or "file:".
+    CommandResult Run(const std::vector<std::string>& arguments);
+
+    const std::filesystem::path& Folder() const { return m_folder; }
+    void WriteFile(const std::string& name, const std::string& bytes) const;
+    std::string ReadFile(const std::string& name) const;
+
+    VirtualClock clock;
+    bool terminal = false;
+    bool colors = false;
+    unsigned columns = 80;
+    std::optional<uint64_t> interruptAtMs;     ///< on the clock
+    host::InitializeMonitor monitor = nullptr; ///< in place of the real library
+    std::filesystem::path programFolder;       ///< where the real library is looked for; set to its place
+
+private:
+    std::filesystem::path m_folder;
+};
+
+/// Lines of a text, without their ends.
+std::vector<std::string> Lines(const std::string& text);
+
+} // namespace zrtmon::test

@@ -1,0 +1,170 @@
+// The trace of the lower port: its words, what it hides, and its two formats.
+#include <set>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "host/wire_words.h"
+#include "simulator/job_builder.h"
+#include "tests/host/host_bench.h"
+
+namespace zrtmon::test {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kPrefix = "\x1B\0\2"s;
+const std::string kSecurityQuery = kPrefix + "NP";
+const std::string kStatusQuery = kPrefix + "Nr";
+
+struct Wire {
+    std::string bytes;
+    const char* words;
+};
+
+TEST(WireWords, SayWhatIsWritten)
+{
+    const Wire cases[] = {
+        {kStatusQuery, "Nr ask the status"},
+        {kPrefix + "PPL" + kPrefix + "i", "PPL move the card: PPL; i move the card: i"},
+        {kPrefix + "TE0,5T\r" + kPrefix + "TE1,-3T\r", "TE write a setting, 2 times"},
+        {std::string(512, '\0') + kPrefix + "XC", "XC cancel the print"},
+        {kSecurityQuery + kPrefix + "4secret", "NP ask the security state; 4 present a password"},
+        {kPrefix + "?", "unknown command 3f"},
+        {"\x1B_\0\0\0\0\x20\0"s + kPrefix + "C0", "job data: packet with 8 KiB, first C card side of a job"},
+        {"\x1B_\0\0"s, "job data: part of a packet's header"},
+        {kPrefix + "J" + kStatusQuery, "job data"},
+        {"picture" + kStatusQuery, "job data"},
+    };
+    for (const Wire& wire : cases) {
+        EXPECT_EQ(wire.words, host::WrittenWords(wire.bytes));
+    }
+}
+
+TEST(WireWords, SayWhatIsRead)
+{
+    const Wire cases[] = {
+        {"", "no reply yet"},
+        {"noise ERR:0,83,1,11,0,251,",
+         "status: busy 0, error 83, status 1, print state 11, secure 0, card count 251"},
+        {"ERR:1,8", "status: busy 1, error 8"},
+        {"Flipper EE Settings:1,2,", "flipper's settings"},
+        {"EEprom Settings:1,2,", "settings"},
+        {"what?", "reply of another kind"},
+    };
+    for (const Wire& wire : cases) {
+        EXPECT_EQ(wire.words, host::ReplyWords(wire.bytes));
+    }
+}
+
+/// Commands with what of them is to be hidden marked by '#' in a text of the same length.
+struct Secret {
+    std::string bytes;
+    std::string marks;
+};
+
+const std::vector<Secret>& Secrets()
+{
+    static const std::vector<Secret> secrets = {
+        {kSecurityQuery + kPrefix + "4" + "RESPONSE" + kStatusQuery, "         ########     "},
+        {kPrefix + "5" + "RESPONSE" + "\xFD" + kStatusQuery, "    #########     "},
+        {kPrefix + "5" + "RESPONSE" + "\x73" + "clear", "    #########     "},
+        {kPrefix + "5" + "RESPONSE" + "\x01" + "newpassword00000" + kStatusQuery,
+         "    #########################     "},
+        {kPrefix + "5" + "\x1B\0\2\x34\x1B\0\2\x35"s + "\0"s + "newpassword00000" + "4",
+         "    ######################### "},
+        {"\x1B" + kPrefix + "4" + "RESPONSE" + kPrefix + "5" + "RESPONSE", "     ########    ########"},
+        {kStatusQuery + kPrefix + "C45", "           "},
+    };
+    return secrets;
+}
+
+TEST(PasswordMask, HidesTheSameBytesWhereverTheWriteIsCut)
+{
+    for (const Secret& secret : Secrets()) {
+        ASSERT_EQ(secret.bytes.size(), secret.marks.size());
+        for (size_t cut = 0; cut <= secret.bytes.size(); ++cut) {
+            host::CPasswordMask mask;
+            std::string marks;
+            for (const std::string& part : {secret.bytes.substr(0, cut), secret.bytes.substr(cut)}) {
+                for (const bool hidden : mask.Hidden(part)) {
+                    marks += hidden ? '#' : ' ';
+                }
+                mask.Pass(part);
+            }
+            EXPECT_EQ(secret.marks, marks) << "cut at " << cut;
+        }
+    }
+}
+
+/// Prints a job of two cards with a query beside it and a trace of that name; the file's text.
+std::string TraceOfAJob(const std::string& name)
+{
+    HostBench bench;
+    sim::JobShape shape;
+    shape.cards = 2;
+    const std::vector<uint8_t> bytes = sim::BuildJob(shape).bytes;
+    bench.WriteFile("job", {bytes.begin(), bytes.end()});
+    const CommandResult result =
+        bench.Run({"print", "@job", "--ask", "CardCount", "--trace", "@" + name, "--port", "sim:cards=5"});
+    EXPECT_EQ(0, result.status) << result.err;
+    return bench.ReadFile(name);
+}
+
+TEST(Trace, HasALineOfJsonForEveryCall)
+{
+    size_t jobBytes = 0;
+    unsigned long last = 0;
+    std::set<std::string> threads;
+    std::map<std::string, int> calls;
+    std::map<std::string, int> meanings;
+    for (const std::string& line : Lines(TraceOfAJob("trace.jsonl"))) {
+        const auto record = nlohmann::json::parse(line);
+        threads.insert(record["thread"]);
+        ++calls[record["call"]];
+        ++meanings[record["meaning"]];
+        EXPECT_GE(record["ms"], 0);
+        last = std::max(last, record["ms"].get<unsigned long>());
+        if (record["call"] == "WritePort") {
+            EXPECT_EQ("to printer", record["direction"]);
+            EXPECT_LE(record["sent"].get<std::string>().size(), 64u * 3 + 4);
+            jobBytes += record["meaning"].get<std::string>().find("ask ") == std::string::npos
+                            ? record["taken"].get<size_t>()
+                            : 0;
+        }
+    }
+    sim::JobShape shape;
+    shape.cards = 2;
+    EXPECT_EQ(sim::BuildJob(shape).bytes.size(), jobBytes)
+        << "every byte of the job is in a write of its own";
+    EXPECT_EQ((std::set<std::string>{"job", "queries 1"}), threads);
+    EXPECT_EQ(1, calls["OpenPort"]);
+    EXPECT_EQ(1, calls["ClosePort"]);
+    EXPECT_EQ(1, calls["StartDocPort"]);
+    EXPECT_GT(meanings["Nr ask the status"], 2);
+    EXPECT_GT(meanings["status: busy 0, error 0, status 0, print state 0, secure 0, card count 7"], 0);
+    EXPECT_GT(last, 500u);
+}
+
+TEST(Trace, NamedJsonOpensInATraceViewer)
+{
+    const auto trace = nlohmann::json::parse(TraceOfAJob("trace.json"));
+    std::map<int, std::string> rows;
+    size_t spans = 0;
+    for (const auto& event : trace["traceEvents"]) {
+        if (event["ph"] == "M") {
+            EXPECT_EQ("thread_name", event["name"]);
+            rows[event["tid"]] = event["args"]["name"];
+            continue;
+        }
+        ++spans;
+        ASSERT_EQ("X", event["ph"]);
+        EXPECT_TRUE(event["ts"].is_number_unsigned() && event["dur"].is_number_unsigned());
+        EXPECT_EQ(1u, rows.count(event["tid"])) << "a row without a name";
+    }
+    EXPECT_EQ((std::map<int, std::string>{{1, "job"}, {2, "queries 1"}}), rows);
+    EXPECT_GT(spans, 20u);
+}
+
+} // namespace
+} // namespace zrtmon::test

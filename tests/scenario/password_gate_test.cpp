@@ -1,0 +1,292 @@
+// The password gate of print jobs, and the password requests, through the entry-point table.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include "platform/spooler_admin.h"
+#include "simulator/job_builder.h"
+#include "tests/support/spooler_bench.h"
+
+namespace zrtmon {
+namespace {
+
+using test::SpoolerBench;
+
+constexpr const char* kLocked = "protected=1,admin-password=boss,user-password=clerk,card-ms=100";
+constexpr uint64_t kLookMs = 5000; ///< long enough for the gate to ask some times
+
+struct GateBench : SpoolerBench {
+    explicit GateBench(const std::string& options = kLocked)
+        : SpoolerBench(options), job(sim::BuildJob({}).bytes)
+    {
+        EXPECT_TRUE(Open());
+    }
+
+    static void StorePassword(const std::string& password)
+    {
+        spooler::StoreValue(kPrinter, L"Password", REG_BINARY, password);
+    }
+    /// Begins a document and offers the job until it is taken or the gate has held its end for a while.
+    bool Goes()
+    {
+        EXPECT_TRUE(StartDocument());
+        m_taken = 0;
+        return GoesOn();
+    }
+    bool GoesOn()
+    {
+        m_taken += Offer(job.data() + m_taken, job.size() - m_taken, {}, kLookMs);
+        return m_taken == job.size();
+    }
+    /// Offers the rest of the job once; answers whether any of it was taken.
+    bool OfferOnce()
+    {
+        DWORD written = 0;
+        EXPECT_TRUE(table->pfnWritePort(port, job.data() + m_taken, static_cast<DWORD>(job.size() - m_taken),
+                                        &written));
+        m_taken += written;
+        return written > 0;
+    }
+    uint64_t Asked() { return Printer().View().commands["NP"]; }
+
+    std::vector<uint8_t> job;
+
+private:
+    size_t m_taken = 0;
+};
+
+/// A policy that asks again after an hour, and the printer value that names it.
+class Policy {
+public:
+    Policy() : m_path(testing::TempDir() + "password_gate_policy.xml")
+    {
+        std::ofstream(m_path) << "<Configurations><Configuration ModuleName='Password Protection'>"
+                                 "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='1 hour'/>"
+                                 "</PassWordAfterDelay></Configuration></Configurations>";
+    }
+    ~Policy() { Remove(); }
+    Policy(const Policy&) = delete;
+    Policy& operator=(const Policy&) = delete;
+
+    void Remove() const { std::remove(m_path.c_str()); }
+    /// Names it with these bytes behind the text.
+    void Name(const std::string& behind) const
+    {
+        std::string bytes;
+        for (const char c : m_path) {
+            const auto wide = static_cast<wchar_t>(c);
+            bytes.append(reinterpret_cast<const char*>(&wide), sizeof wide);
+        }
+        spooler::StoreValue(SpoolerBench::kPrinter, L"ConfigurationFile", REG_SZ, bytes + behind);
+    }
+
+private:
+    std::string m_path;
+};
+
+TEST(PasswordGate, ProtectionOffHoldsNothing)
+{
+    GateBench bench("admin-password=boss,card-ms=100");
+    GateBench::StorePassword("boss");
+    for (int document = 0; document < 2; ++document) {
+        const uint64_t start = bench.clock.Elapsed();
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_LT(bench.clock.Elapsed() - start, 1000u);
+        EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_TRUE(bench.EndDocument());
+    }
+    EXPECT_EQ(2u, bench.Printer().View().cardsPrinted);
+    EXPECT_EQ("boss", SpoolerBench::Published(L"Password")) << "it was nobody's to take";
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
+{
+    for (const char* password : {"boss", "clerk", "clerk/other"}) {
+        SCOPED_TRACE(password);
+        GateBench bench;
+        EXPECT_FALSE(bench.Goes());
+        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+        GateBench::StorePassword("wrong");
+        EXPECT_FALSE(bench.OfferOnce());
+        EXPECT_EQ("1", SpoolerBench::Published(L"PrinterError")) << "presented, whatever came of it";
+        EXPECT_EQ("-", SpoolerBench::Published(L"Password"));
+        EXPECT_FALSE(bench.GoesOn());
+        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+        GateBench::StorePassword(password);
+        EXPECT_FALSE(bench.OfferOnce());
+        EXPECT_EQ("1", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_EQ("-", SpoolerBench::Published(L"Password"));
+        EXPECT_TRUE(bench.GoesOn());
+        EXPECT_TRUE(bench.EndDocument());
+        const sim::PrinterView view = bench.Printer().View();
+        EXPECT_EQ(1u, view.cardsPrinted);
+        EXPECT_EQ(1u, view.passwordsAccepted);
+        EXPECT_EQ(1u, view.passwordsRefused);
+        EXPECT_EQ(0u, view.violationCount);
+    }
+}
+
+TEST(PasswordGate, LetsOneJobThroughForAValidation)
+{
+    GateBench bench;
+    bench.Printer().SetValidated(true);
+    EXPECT_TRUE(bench.Goes());
+    EXPECT_TRUE(bench.EndDocument());
+    bench.Printer().SetValidated(true); // as if it had not been dropped
+    const uint64_t asked = bench.Asked();
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_GE(bench.Asked() - asked, 3u);
+    EXPECT_LE(bench.Asked() - asked, 6u) << "once a second";
+    EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
+    bench.Printer().SetValidated(false);
+    EXPECT_FALSE(bench.OfferOnce());
+    bench.Printer().SetValidated(true);
+    EXPECT_TRUE(bench.GoesOn());
+    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(2u, bench.Printer().View().cardsPrinted);
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+TEST(PasswordGate, AJobWithoutProtectionUsesUpNoValidation)
+{
+    GateBench bench;
+    for (const bool on : {true, false, false, true}) {
+        bench.Printer().SetProtection(on);
+        bench.Printer().SetValidated(on);
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_TRUE(bench.EndDocument());
+    }
+    EXPECT_EQ(4u, bench.Printer().View().cardsPrinted);
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
+{
+    GateBench bench;
+    EXPECT_FALSE(bench.Goes());
+    bench.Printer().SetProtection(false);
+    EXPECT_TRUE(bench.GoesOn());
+    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
+{
+    const std::string end(sizeof(wchar_t), '\0');
+    for (const std::string& behind : {end, std::string(), std::string("x"), end + "x", end + "more"}) {
+        SCOPED_TRACE(testing::PrintToString(behind));
+        GateBench bench;
+        const Policy policy;
+        policy.Name(behind);
+        GateBench::StorePassword("clerk");
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_TRUE(bench.Goes()) << "within the hour";
+        EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_EQ(2u, bench.Printer().View().passwordsAccepted);
+        Sleep(3600 * 1000);
+        EXPECT_FALSE(bench.Goes());
+        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_EQ(2u, bench.Printer().View().passwordsAccepted);
+        EXPECT_TRUE(bench.EndDocument());
+    }
+}
+
+TEST(PasswordGate, WithoutItsFileThePolicyIsGone)
+{
+    GateBench bench;
+    const Policy policy;
+    policy.Name({});
+    GateBench::StorePassword("clerk");
+    EXPECT_TRUE(bench.Goes());
+    EXPECT_TRUE(bench.EndDocument());
+    policy.Remove();
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+    EXPECT_TRUE(bench.EndDocument());
+}
+
+TEST(PasswordGate, AQueryThatPresentsAPasswordGetsItsTurn)
+{
+    GateBench bench;
+    bool ok = true;
+    VirtualClock::Thread person([&] {
+        while (SpoolerBench::Published(L"PrinterError") != "100") {
+            Sleep(100);
+        }
+        ok = bench.Ask(L"Password/clerk").ok; // leaves no text
+    });
+    EXPECT_TRUE(bench.Print(bench.job));
+    person.Join();
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
+    EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+    EXPECT_LT(bench.clock.Elapsed(), 20000u);
+}
+
+TEST(PasswordGate, DecidesOnceForAPieceThatThePortTakesInParts)
+{
+    constexpr DWORD kAll = 0xFFFFFFFF;
+    uint64_t whole = 0;
+    for (const DWORD limit : {kAll, DWORD{1}, DWORD{5}, DWORD{12}}) {
+        SCOPED_TRACE(limit);
+        GateBench bench;
+        bench.Printer().SetValidated(true);
+        const size_t tail = bench.job.size() - sim::BuildJob({}).cardEnds[0];
+        int cuts = 0;
+        bench.lower.limitWrite = [&](DWORD size) { return size == tail && ++cuts ? limit : kAll; };
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_EQ(1, cuts);
+        whole = whole ? whole : bench.Asked();
+        EXPECT_EQ(whole, bench.Asked());
+        EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+        EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    }
+}
+
+TEST(PasswordRequests, ChangeWhatSecurityInfoTells)
+{
+    struct Step {
+        const wchar_t* name;
+        DWORD error; ///< 0: carried out, which leaves no text
+        const char* state;
+    };
+    constexpr const char* kOff = "Validation=1;OemSupplies=0;Password=0;";
+    constexpr const char* kOn = "Validation=0;OemSupplies=1;Password=1;";
+    const Step kSteps[] = {
+        {L"EnablePassword/wrong", 0, kOff},
+        {L"EnableOemSupplies", 0, "Validation=1;OemSupplies=1;Password=0;"},
+        {L"enablepassword/boss", 0, kOn},
+        {L"Password/wrong", 0, kOn},
+        {L"Password", ERROR_INVALID_PARAMETER, kOn},
+        {L"SetUserPassword/boss/sixteen letters!", ERROR_INVALID_PARAMETER, kOn},
+        {L"SetAdminPassword/boss/chief", 0, kOn},
+        {L"SetUserPassword/chief/fifteen letters", 0, kOn},
+        {L"DisablePassword/boss", 0, kOn},
+        {L"Password/fifteen letters", 0, "Validation=1;OemSupplies=1;Password=1;"},
+        {L"DisablePassword/chief", 0, "Validation=1;OemSupplies=1;Password=0;"},
+    };
+    GateBench bench("admin-password=boss,user-password=clerk,serial=AB123456789");
+    for (const Step& step : kSteps) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(step.name)));
+        const uint64_t changes = bench.Printer().View().commands["NT"];
+        const SpoolerBench::Answer answer = bench.Ask(step.name);
+        EXPECT_FALSE(answer.ok);
+        EXPECT_EQ("", answer.text);
+        if (step.error) {
+            EXPECT_EQ(step.error, answer.error);
+            EXPECT_EQ(changes, bench.Printer().View().commands["NT"]) << "nothing is sent";
+        }
+        EXPECT_EQ(step.state, bench.Ask(L"SecurityInfo").text);
+    }
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+} // namespace
+} // namespace zrtmon

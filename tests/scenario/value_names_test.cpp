@@ -1,0 +1,425 @@
+// Every value name through GetPrinterDataFromPort, above the simulated printer.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "link/request_code.h"
+#include "platform/spooler_admin.h"
+#include "simulator/job_builder.h"
+#include "tests/support/case_name.h"
+#include "tests/support/spooler_bench.h"
+
+namespace zrtmon {
+namespace {
+
+using namespace std::string_literals;
+using test::SpoolerBench;
+
+constexpr DWORD kInvalid = ERROR_INVALID_PARAMETER;
+
+std::string Esc(const char* mnemonic) { return "\x1B\0\2"s + mnemonic; }
+
+/// The bench with its port open and the writes of the lower port kept.
+struct NameBench : SpoolerBench {
+    explicit NameBench(const std::string& options = "") : SpoolerBench(options)
+    {
+        EXPECT_TRUE(Open());
+        lower.beforeWrite = [this](const uint8_t* data, DWORD size) {
+            writes.emplace_back(data, data + size);
+        };
+    }
+    uint64_t Channels() { return ports.View(PortName()).channels; }
+    void StoreSettings(const std::string& text)
+    {
+        spooler::StoreValue(kPrinter, L"CurrentSettings", REG_BINARY, text);
+    }
+
+    std::vector<std::string> writes;
+};
+
+constexpr const char* kCurrentSettings =
+    "Image Darkness=5,-128,127,1;Print Top of Form=-3,-128,127,1;Print End of Form=2,-128,127,1;"
+    "Print Left of Form=-4,-75,15,1;Mag Hi-Co Voltage Offset=1,-55,55,1;"
+    "Mag Lo-Co Voltage Offset=-1,-55,55,1;Mag Top of Form=0,-128,127,1;Mag End of Form=0,-128,127,0;"
+    "BlueLED=92,-128,127,0;YellowLED=84,-128,127,0;RibbonOffset=3,-128,127,0;FeedPWM=60,-128,127,0;"
+    "Ribbon Tension=12,-128,127,1;HeadLiftPWM=70,-128,127,0;ReWinderPWM=55,-128,127,0;"
+    "StepperPWM=80,-128,127,0;LCD Contrast=40,-128,127,1;RibYellowOnly=0,-128,127,0;"
+    "Resin Heat Adjust=4,-128,127,1;TransitionDeltaOverlayYellow=14,0,127,1;"
+    "TransitionDeltaYellowMagenta=16,0,127,1;"
+    "Flipper Home Offset=-2,-5,5,1;Flipper Center Offset=7,-128,127,1;Flipper Smart Angle Offset=1,-5,5,1;"
+    "Flipper Prox Offset=20,-128,127,1;Flipper Prox Angle Offset=-15,-128,127,1;";
+constexpr const char* kDefaultSettings =
+    "Image Darkness=0,-128,127,1;Print Top of Form=0,-128,127,1;Print End of Form=0,-128,127,1;"
+    "Print Left of Form=0,-75,15,1;Mag Hi-Co Voltage Offset=0,-55,55,1;"
+    "Mag Lo-Co Voltage Offset=0,-55,55,1;Mag Top of Form=0,-128,127,1;Mag End of Form=0,-128,127,0;"
+    "BlueLED=90,-128,127,0;YellowLED=85,-128,127,0;RibbonOffset=0,-128,127,0;FeedPWM=60,-128,127,0;"
+    "Ribbon Tension=10,-128,127,1;HeadLiftPWM=70,-128,127,0;ReWinderPWM=55,-128,127,0;"
+    "StepperPWM=80,-128,127,0;LCD Contrast=32,-128,127,1;RibYellowOnly=0,-128,127,0;"
+    "Resin Heat Adjust=0,-128,127,1;TransitionDeltaOverlayYellow=12,0,127,1;"
+    "TransitionDeltaYellowMagenta=16,0,127,1;"
+    "Flipper Home Offset=0,-5,5,1;Flipper Center Offset=0,-128,127,1;Flipper Smart Angle Offset=0,-5,5,1;"
+    "Flipper Prox Offset=0,-128,127,1;Flipper Prox Angle Offset=0,-128,127,1;";
+
+/// A text that opens a channel: what goes out, how long it takes, and what comes of it. A command that has
+/// no answer fails and leaves no error.
+struct NameCase {
+    const char* name;
+    const wchar_t* text;
+    std::vector<std::string> writes;
+    uint64_t elapsedMs;
+    bool ok = false;
+    DWORD error = 0;
+    std::string answer = "";
+};
+class ValueName : public testing::TestWithParam<NameCase> {};
+
+TEST_P(ValueName, SendsItsBytesTakesItsTimeAndAnswers)
+{
+    NameBench bench("cards=250,serial=SN77,firmware=3.1,ribbon=42,track2=22,bay1-station=4,bay1-state=7");
+    bench.StoreSettings("Image Darkness=-9,-128,127,1;Flipper Home Offset=3,-5,5,1;");
+    const SpoolerBench::Answer answer = bench.Ask(GetParam().text);
+    EXPECT_EQ(GetParam().ok, answer.ok);
+    EXPECT_EQ(GetParam().error, answer.error);
+    EXPECT_EQ(GetParam().answer, answer.text);
+    EXPECT_EQ(GetParam().writes, bench.writes);
+    EXPECT_EQ(GetParam().elapsedMs, bench.clock.Elapsed());
+    const sim::PortView view = bench.ports.View(bench.PortName());
+    EXPECT_EQ(1u, view.channels);
+    EXPECT_FALSE(view.documentOpen);
+    EXPECT_EQ(0u, view.misuses);
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+const NameCase kOpened[] = {
+    {"CancelPrint", L"CancelPrint", {std::string(512, '\0') + Esc("XC")}, 250},
+    {"CardCount", L"CARDCOUNT", {Esc("Nr")}, 250, true, 0, "250"},
+    {"ConfigInfo", L"configinfo", {Esc("NM")}, 250, true, 0, "MagModule=1;FlipperModule=1"},
+    {"RibbonInfo",
+     L"RibbonInfo",
+     {Esc("NR")},
+     250,
+     true,
+     0,
+     "PartNumber=R5210;OEMPartNumber=OEM5210;Grade=1;Type=YMCKO;Material=DYE;PercentRemaining=42"},
+    {"CurrentSettings", L"CurrentSettings", {Esc("NE"), Esc("NF")}, 500, true, 0, kCurrentSettings},
+    {"DefaultSettings", L"DefaultSettings", {Esc("Ne"), Esc("Nf")}, 500, true, 0, kDefaultSettings},
+    {"InitializeSettings",
+     L"InitializeSettings/Cards",
+     {Esc("TE0,-9T\r"), Esc("TF2,3T\r")},
+     0,
+     true,
+     0,
+     "Image Darkness=-9,-128,127,1;Flipper Home Offset=3,-5,5,1;"},
+    {"SerialNumber", L"SerialNumber", {}, 250, true, 0, "SN77"},
+    {"PrinterError", L"PrinterError", {Esc("Nr")}, 250, true, 0, "1"},
+    {"MoveTo", L"MoveTo/2", {Esc("i") + Esc("S1")}, 250},
+    {"MoveToEmpty", L"MoveTo/", {Esc("e")}, 250},
+    {"MoveToUnknown", L"MoveTo/7", {}, 250},
+    {"StationStatus", L"StationStatus/2", {Esc("NB"), Esc("NC")}, 500, true, 0, "5"},
+    {"StationStatus5InBay2", L"StationStatus/5", {Esc("NB"), Esc("NC")}, 500, true, 0, "0"},
+    {"StationStatus3NotThere", L"StationStatus/3", {Esc("NB"), Esc("NC")}, 500, true, 0, "-1"},
+    {"StationStatus6", L"StationStatus/6", {Esc("NB")}, 250, false, kInvalid},
+    {"LCDInfo", L"LCDInfo", {Esc("NL")}, 250, true, 0, "READY\r\nCARDS 250"},
+    {"SimulateButtonPress", L"SimulateButtonPress/2", {Esc("B2")}, 250},
+    {"SimulateButtonPress1", L"SimulateButtonPress/1", {}, 250},
+    {"MagData",
+     L"MagData/ignored",
+     {Esc("N0")},
+     250,
+     true,
+     0,
+     "Track1=ZRT SIMULATED CARD;Track2=22;Track3=0987654321;"},
+    {"UtilityCommand", L"UtilityCommand/1", {Esc("TRT")}, 250},
+    {"UtilityCommand9", L"UtilityCommand/9", {Esc("TLT")}, 10000},
+    {"UtilityCommandUnknown", L"UtilityCommand/", {}, 250},
+    {"VersionInfo", L"VersionInfo", {Esc("NV")}, 250, true, 0, "Firmware=3.1"},
+};
+INSTANTIATE_TEST_SUITE_P(Texts, ValueName, testing::ValuesIn(kOpened), test::CaseName{});
+
+/// Names that are not served, and texts that their request refuses.
+const wchar_t* const kRefused[] = {
+    L"DeviceError",
+    L"FilmInfo",
+    L"LaminateInfo_0",
+    L"LaminateInfo_1",
+    L"PassthroughOut",
+    L"CurrentActivity",
+    L"HopperSelect",
+    L"ReadMagStrip",
+    L"ReadMagStripEx",
+    L"SensorStatus",
+    L"MoveToEx",
+    L"MoveToEx/1",
+    L"MoveTo",
+    L"StationStatus",
+    L"SimulateButtonPress",
+    L"UtilityCommand",
+    L"Status",
+    L"PrintJob",
+    L"",
+    L"/",
+    L"CardCount2",
+    L" CardCount",
+    L"InitializeSettings",
+    L"InitializeSettings/",
+    L"InitializeSettings/Nobody",
+    L"InitializeSettings/Cards",
+};
+
+TEST(ValueNames, RefusedOnesOpenNoChannel)
+{
+    NameBench bench;
+    const uint64_t calls = bench.lower.CallCount();
+    for (const wchar_t* text : kRefused) {
+        const SpoolerBench::Answer answer = bench.Ask(text);
+        SCOPED_TRACE(std::string(text, text + std::char_traits<wchar_t>::length(text)));
+        EXPECT_FALSE(answer.ok);
+        EXPECT_EQ(kInvalid, answer.error);
+        EXPECT_EQ(calls, bench.lower.CallCount());
+    }
+    EXPECT_EQ(0u, bench.Channels());
+    EXPECT_EQ(0u, bench.clock.Elapsed());
+}
+
+/// The names of the security function, which have tests of their own.
+const wchar_t* const kSecurity[] = {L"SecurityInfo",   L"EnableOemSupplies", L"Password",
+                                    L"EnablePassword", L"SetAdminPassword",  L"SetUserPassword",
+                                    L"DisablePassword"};
+
+TEST(ValueNames, AreAllInATable)
+{
+    std::vector<std::wstring> tested(std::begin(kRefused), std::end(kRefused));
+    tested.insert(tested.end(), std::begin(kSecurity), std::end(kSecurity));
+    for (const NameCase& c : kOpened) {
+        tested.emplace_back(c.name, c.name + std::strlen(c.name));
+    }
+    for (const RequestName& row : RequestNameTable()) {
+        EXPECT_LE(1, std::count(tested.begin(), tested.end(), row.valueName)) << "code " << row.code;
+    }
+}
+
+TEST(ValueNames, SettingsReadAreWrittenBack)
+{
+    NameBench bench;
+    const std::string defaults = bench.Ask(L"DefaultSettings").text;
+    ASSERT_NE(defaults, bench.Ask(L"CurrentSettings").text);
+    bench.StoreSettings(defaults);
+    EXPECT_EQ(defaults, bench.Ask(L"InitializeSettings/Cards").text);
+    EXPECT_EQ(defaults, bench.Ask(L"CurrentSettings").text);
+    bench.StoreSettings(kCurrentSettings);
+    bench.writes.clear();
+    ASSERT_TRUE(bench.Ask(L"initializesettings/CARDS").ok);
+    ASSERT_EQ(2u, bench.writes.size()) << "each memory is one write";
+    EXPECT_EQ(21, std::count(bench.writes[0].begin(), bench.writes[0].end(), '\r'));
+    EXPECT_EQ(5, std::count(bench.writes[1].begin(), bench.writes[1].end(), '\r'));
+    EXPECT_EQ(kCurrentSettings, bench.Ask(L"CurrentSettings").text);
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+TEST(ValueNames, AnAnswerNeedsRoomForItsNul)
+{
+    NameBench bench("cards=250");
+    wchar_t name[] = L"CardCount";
+    for (const DWORD size : {0u, 3u, 4u}) {
+        char text[8] = "same";
+        DWORD returned = 0;
+        EXPECT_TRUE(bench.table->pfnGetPrinterDataFromPort(bench.port, 0, name, nullptr, 0,
+                                                           reinterpret_cast<LPWSTR>(text), size, &returned));
+        EXPECT_EQ(4u, returned);
+        EXPECT_STREQ(size < 4 ? "same" : "250", text);
+    }
+}
+
+TEST(ValueNames, TheLongUtilityCommandKeepsOthersAway)
+{
+    NameBench bench;
+    VirtualClock::Thread utility([&bench] { bench.Ask(L"UtilityCommand/9"); });
+    Sleep(1);
+    EXPECT_EQ(DWORD{ERROR_BUSY}, bench.Ask(L"CardCount").error);
+    EXPECT_EQ(5001u, bench.clock.Elapsed());
+    EXPECT_TRUE(bench.Ask(L"CardCount").ok);
+    EXPECT_EQ(10250u, bench.clock.Elapsed());
+    utility.Join();
+}
+
+TEST(ValueNames, CommandsChangeThePrinter)
+{
+    NameBench bench("bay2-station=1");
+    bench.Ask(L"MoveTo/1");
+    EXPECT_EQ("0", bench.Ask(L"StationStatus/2").text);
+    bench.Ask(L"MoveTo/6");
+    EXPECT_EQ("3", bench.Ask(L"StationStatus/5").text);
+    bench.Printer().SetError(83);
+    EXPECT_EQ("ERROR 83\r\nCARDS 100", bench.Ask(L"LCDInfo").text);
+    bench.Ask(L"SimulateButtonPress/0");
+    EXPECT_EQ("READY\r\nCARDS 100", bench.Ask(L"LCDInfo").text);
+    EXPECT_EQ(std::vector<std::string>{"1"}, bench.Printer().View().buttons);
+}
+
+TEST(ValueNames, ADeletedJobIsCancelledOnceAtThePrinter)
+{
+    NameBench bench("card-ms=60000");
+    ASSERT_TRUE(bench.StartDocument());
+    const sim::Job job = sim::BuildJob({});
+    bench.Offer(job.bytes.data(), job.bytes.size(), {}, 500);
+    bench.DeleteJob();
+    const std::string cancel = std::string(512, '\0') + Esc("XC");
+    EXPECT_EQ(0, std::count(bench.writes.begin(), bench.writes.end(), cancel));
+    const uint64_t start = bench.clock.Elapsed();
+    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(1, std::count(bench.writes.begin(), bench.writes.end(), cancel));
+    EXPECT_EQ(start + 250, bench.clock.Elapsed());
+    EXPECT_EQ(1u, bench.Printer().View().jobsCancelled);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Bad replies
+
+/// The names that read a reply from the port, and a good reply to their last command.
+struct ReplyRow {
+    const wchar_t* text;
+    const char* mnemonic;
+    std::string good;
+    std::string answer; ///< what the caller's answer ends with
+};
+const ReplyRow kReplies[] = {
+    {L"CardCount", "Nr", "ERR:0,0,0,0,0,7,", "7"},
+    {L"PrinterError", "Nr", "ERR:0,83,0,0,0,7,", "21"},
+    {L"ConfigInfo", "NM", "Module Status:0,1", "FlipperModule=1"},
+    {L"RibbonInfo", "NR", "Ribbon Info:a,b,c,d,e,f", "PercentRemaining=f"},
+    {L"CurrentSettings", "NE", "EEprom Settings:1,", "Flipper Prox Angle Offset=-15,-128,127,1;"},
+    {L"CurrentSettings", "NF", "Flipper EE Settings:1,", "Flipper Home Offset=1,-5,5,1;"},
+    {L"DefaultSettings", "Nf", "Flipper EE Defaults:1,", "Flipper Home Offset=1,-5,5,1;"},
+    {L"StationStatus/2", "NB", "Bay1:4,9", "9"},
+    {L"StationStatus/5", "NC", "Bay2:2,9", "9"},
+    {L"LCDInfo", "NL", "LCD:hello", "hello"},
+    {L"MagData", "N0", "MAG:1,2,3", "Track1=1;Track2=2;Track3=3"},
+    {L"VersionInfo", "NV", "Ver:9", "Firmware=9"},
+};
+
+/// Takes what the printer still has to say, as a caller with a channel of its own may.
+void DrainReplies(SpoolerBench& bench)
+{
+    DOC_INFO_2W channel{};
+    channel.dwMode = DI_CHANNEL;
+    ASSERT_TRUE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
+    BYTE buffer[4096];
+    DWORD read = 1;
+    while (read > 0 && bench.table->pfnReadPort(bench.port, buffer, sizeof buffer, &read)) {
+    }
+    EXPECT_TRUE(bench.table->pfnEndDocPort(bench.port));
+}
+
+/// Makes a bad reply of a good one.
+struct BadReply {
+    const char* name;
+    std::string (*make)(const std::string& good);
+    bool ok = false;    ///< nevertheless answered as the good one
+    bool waits = false; ///< the end of the reply is waited for, 3000 ms
+};
+class BadReplies : public testing::TestWithParam<BadReply> {};
+
+std::string Filled(std::string front, size_t size, const std::string& back = "")
+{
+    front.append(size - front.size() - back.size(), '.');
+    return front + back;
+}
+
+TEST_P(BadReplies, FailTheQueryAndNothingElse)
+{
+    for (const ReplyRow& row : kReplies) {
+        SCOPED_TRACE(std::string(row.mnemonic) + " " + row.good);
+        NameBench bench;
+        bench.Printer().SetReply(row.mnemonic, GetParam().make(row.good));
+        const uint64_t start = bench.clock.Elapsed();
+        const SpoolerBench::Answer answer = bench.Ask(row.text);
+        EXPECT_EQ(GetParam().ok, answer.ok);
+        EXPECT_EQ(GetParam().ok ? DWORD{0} : kInvalid, answer.error);
+        EXPECT_TRUE(!answer.ok || answer.text.ends_with(row.answer)) << answer.text;
+        EXPECT_EQ(GetParam().waits, bench.clock.Elapsed() - start > 3000);
+        DrainReplies(bench);
+        bench.Printer().SetReply(row.mnemonic, row.good);
+        const SpoolerBench::Answer again = bench.Ask(row.text);
+        EXPECT_TRUE(again.ok && again.text.ends_with(row.answer)) << again.text;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, BadReplies,
+    testing::Values(
+        BadReply{"NoneComes", [](const std::string&) { return ""s; }, false, true},
+        BadReply{"NoMarker", [](const std::string&) { return "nothing of the kind"s; }},
+        BadReply{"NulInFront", [](const std::string& good) { return "\0"s + good; }},
+        BadReply{"NulInTheMarker",
+                 [](const std::string& good) { return good.substr(0, 2) + "\0"s + good.substr(2); }},
+        BadReply{"NulBehind", [](const std::string& good) { return good + "\0,garbage;"s; }, true},
+        BadReply{"JustBelowAChunk",
+                 [](const std::string& good) { return good + Filled("\0"s, 2047 - good.size()); }, true},
+        BadReply{"ExactlyAChunk",
+                 [](const std::string& good) { return good + Filled("\0"s, 2048 - good.size()); }, false,
+                 true},
+        BadReply{"LongerWithoutAMarker",
+                 [](const std::string& good) { return good + Filled("\0"s, 3000 - good.size()); }},
+        BadReply{"ChunkAndTheAnswerAgain",
+                 [](const std::string& good) { return good + Filled("\0"s, 2048 - good.size()) + good; },
+                 true},
+        BadReply{"SixtyFourKibOfNoise", [](const std::string&) { return Filled("?"s, 65536, "?"); }},
+        BadReply{"SixtyFourKibInAnswers",
+                 [](const std::string& good) {
+                     std::string all;
+                     for (size_t chunk = 0; chunk < 65536 / 2048; ++chunk) {
+                         all += good + Filled("\0"s, 2048 - good.size());
+                     }
+                     return all + good;
+                 },
+                 true}),
+    test::CaseName{});
+
+struct MissingCase {
+    const char* name;
+    const wchar_t* text;
+    const char* mnemonic;
+    const char* reply;
+};
+class MissingFields : public testing::TestWithParam<MissingCase> {};
+
+TEST_P(MissingFields, FailTheQuery)
+{
+    NameBench bench;
+    bench.Printer().SetReply(GetParam().mnemonic, GetParam().reply);
+    const SpoolerBench::Answer answer = bench.Ask(GetParam().text);
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(kInvalid, answer.error);
+    EXPECT_EQ("", answer.text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Replies, MissingFields,
+    testing::Values(MissingCase{"Config", L"ConfigInfo", "NM", "Module Status:1"},
+                    MissingCase{"Tracks", L"MagData", "N0", "MAG:P,Q,"},
+                    MissingCase{"StatusInfo", L"PrinterError", "Nr", "0,0,0"},
+                    MissingCase{"Settings", L"CurrentSettings", "NE", "EEprom Settings:1,2"},
+                    MissingCase{"FlipperSettings", L"CurrentSettings", "NF", "Flipper EE Settings:1"},
+                    MissingCase{"NoFlipper", L"DefaultSettings", "Nf", "Flipper not fitted;"},
+                    MissingCase{"Bay1", L"StationStatus/2", "NB", "Bay1:4"},
+                    MissingCase{"Bay2", L"StationStatus/2", "NC", "Bay2:"}),
+    test::CaseName{});
+
+TEST(ValueNames, ADeviceIdWithoutASerialNumberFails)
+{
+    NameBench bench;
+    for (const char* id : {"MFG:X;MDL:Y;", "sn:1;"}) {
+        bench.Printer().SetDeviceId(id);
+        EXPECT_EQ(kInvalid, bench.Ask(L"SerialNumber").error) << id;
+    }
+    bench.Printer().SetDeviceId("SN:" + std::string(5000, '7'));
+    EXPECT_EQ(kInvalid, bench.Ask(L"SerialNumber").error) << "no room for it below";
+    bench.Printer().SetDeviceId("SN:1");
+    EXPECT_EQ("1", bench.Ask(L"SerialNumber").text);
+}
+
+} // namespace
+} // namespace zrtmon

@@ -1,0 +1,274 @@
+// The security function's requests: what they send and what they make of replies.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+
+#include "link/print_monitor_zrt.h"
+#include "security/data_security_token.h"
+#include "security/password.h"
+#include "security/xtea.h"
+#include "simulator/xtea.h"
+#include "tests/support/case_name.h"
+#include "tests/support/request_steps.h"
+
+namespace zrtmon {
+namespace {
+
+using namespace std::string_literals;
+using test::CommandOf;
+using test::Take;
+
+const std::string kQuery = "\x1B\0\2NP"s;
+
+TEST(SecurityXtea, AgreesWithPublishedVectors)
+{
+    struct Vector {
+        XteaKey key;
+        XteaBlock plain;
+        XteaBlock cipher;
+    };
+    constexpr XteaKey kCounting = {0x00010203, 0x04050607, 0x08090A0B, 0x0C0D0E0F};
+    const Vector kVectors[] = {
+        {kCounting, {0x41424344, 0x45464748}, {0x497DF3D0, 0x72612CB5}},
+        {kCounting, {0x41414141, 0x41414141}, {0xE78F2D13, 0x744341D8}},
+        {kCounting, {0x5A5B6E27, 0x8948D77F}, {0x41414141, 0x41414141}},
+        {{}, {0x41424344, 0x45464748}, {0xA0390589, 0xF8B8EFA5}},
+        {{}, {0x41414141, 0x41414141}, {0xED23375A, 0x821A8C2D}},
+        {{}, {0x70E1225D, 0x6E4E7655}, {0x41414141, 0x41414141}},
+    };
+    for (const Vector& vector : kVectors) {
+        EXPECT_EQ(vector.cipher, EncipherXtea(vector.plain, vector.key)) << std::hex << vector.cipher[0];
+    }
+}
+
+struct PasswordCase {
+    const char* name;
+    std::wstring text;
+    bool isTaken;
+    std::optional<std::string> current;
+    std::optional<std::string> next;
+};
+class PasswordText : public testing::TestWithParam<PasswordCase> {};
+
+TEST_P(PasswordText, GivesPaddedPasswords)
+{
+    const auto read = [](const char* field) {
+        return field ? std::optional<std::string>(field) : std::nullopt;
+    };
+    CPassword password;
+    ASSERT_TRUE(password.SetText(L"Password/before"));
+    EXPECT_EQ(GetParam().isTaken, password.SetText(GetParam().text.c_str()));
+    EXPECT_EQ(GetParam().current, read(password.GetCurrent()));
+    EXPECT_EQ(GetParam().next, read(password.GetNew()));
+}
+
+std::string Zeros(size_t count) { return std::string(count, '0'); }
+const std::string kBefore = "before" + Zeros(9);
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, PasswordText,
+    testing::Values(
+        PasswordCase{"NoSlash", L"Password", false, kBefore, {}},
+        PasswordCase{"Empty", L"Password/", true, Zeros(15), {}},
+        PasswordCase{"One", L"/x", true, "x" + Zeros(14), {}},
+        PasswordCase{"Fifteen", L"/abcdefghijklmno", true, "abcdefghijklmno", {}},
+        PasswordCase{"Sixteen", L"/abcdefghijklmnop", true, "abcdefghijklmnop", {}},
+        PasswordCase{"Length254", L"/" + std::wstring(254, L'y'), true, std::string(254, 'y'), {}},
+        PasswordCase{"Length255", L"/" + std::wstring(255, L'y'), true, std::string(255, 'y'), {}},
+        PasswordCase{"Length300", L"/" + std::wstring(300, L'y') + L"/n", true, std::string(255, 'y'),
+                     "n" + Zeros(14)},
+        PasswordCase{"Two", L"Set/ab/cd", true, "ab" + Zeros(13), "cd" + Zeros(13)},
+        PasswordCase{"Three", L"Set/ab/cd/ef", true, "ab" + Zeros(13), "cd" + Zeros(13)},
+        PasswordCase{"EmptyNew", L"Set/ab/", true, "ab" + Zeros(13), Zeros(15)},
+        PasswordCase{"EmptyCurrent", L"Set//cd", true, Zeros(15), "cd" + Zeros(13)},
+        PasswordCase{"LastByte", L"/\u00E9\u00FF", true, "\xE9\xFF" + Zeros(13), {}},
+        PasswordCase{"BeyondAByte", L"/ab\u0100", false, kBefore, {}},
+        PasswordCase{"BeyondAByteInNew", L"/ab/\u20AC", false, kBefore, {}},
+        PasswordCase{"BeyondAByteInName", L"\u20AC/ab", true, "ab" + Zeros(13), {}}),
+    test::CaseName{});
+
+struct ChallengeCase {
+    const char* name;
+    std::string reply;
+    BOOL ok;
+    std::string bytes;
+};
+class Challenge : public testing::TestWithParam<ChallengeCase> {};
+
+TEST_P(Challenge, IsReadOrRefused)
+{
+    CDataSecurityToken token;
+    EXPECT_EQ("\x1B\0\2NT"s, CommandOf(token));
+    ASSERT_EQ(GetParam().ok, Take(token, GetParam().reply));
+    if (GetParam().ok) {
+        uint8_t bytes[10];
+        ASSERT_EQ(10u, token.GetChallenge(bytes, 10));
+        EXPECT_EQ(GetParam().bytes + "\0\0"s, std::string(bytes, bytes + 10));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Replies, Challenge,
+    testing::Values(ChallengeCase{"Plain", "Corbel:0102030405060708;", TRUE, "\1\2\3\4\5\6\7\x08"},
+                    ChallengeCase{"BothCases", "Corbel:aBCdef00FF1E0102", TRUE,
+                                  "\xAB\xCD\xEF\0\xFF\x1E\1\2"s},
+                    ChallengeCase{"NoiseAround", "??Corbel:1122334455667788;9900", TRUE,
+                                  "\x11\x22\x33\x44\x55\x66\x77\x88"},
+                    ChallengeCase{"Short", "Corbel:AABBC;", TRUE, "\xAA\xBB\0\0\0\0\0\0"s},
+                    ChallengeCase{"Empty", "Corbel:", TRUE, std::string(8, '\0')},
+                    ChallengeCase{"NoDigits", "Corbel:zz1g0102;", TRUE, "\0\1\1\2\0\0\0\0"s},
+                    ChallengeCase{"NoMarker", "corbel:0102030405060708;", FALSE, ""},
+                    ChallengeCase{"Nothing", "", FALSE, ""}),
+    test::CaseName{});
+
+/// What the printer expects for the challenge 01 02 .. 08, by its own cipher.
+std::string Response(const std::string& password)
+{
+    sim::CipherKey key;
+    key.fill('0');
+    std::copy_n(password.begin(), std::min(password.size(), key.size()), key.begin());
+    const sim::CipherBlock block = sim::Encipher({1, 2, 3, 4, 5, 6, 7, 8}, key);
+    return {block.begin(), block.end()};
+}
+
+struct CommandCase {
+    const char* name;
+    std::wstring text;
+    std::string command; ///< behind the security query; empty: the text is refused
+};
+class PasswordCommand : public testing::TestWithParam<CommandCase> {};
+
+TEST_P(PasswordCommand, AnswersTheChallengeOrIsRefused)
+{
+    CPrintMonitorZRT model;
+    CData* token = model.GetRequestByName(GetParam().text.c_str());
+    ASSERT_EQ(!GetParam().command.empty(), token != nullptr);
+    if (!token) {
+        return;
+    }
+    ASSERT_TRUE(Take(*token, "Corbel:0102030405060708;"));
+    CData& command = *token->GetNext();
+    EXPECT_EQ(kQuery + GetParam().command, CommandOf(command));
+    command.SetSentLength(34);
+    EXPECT_TRUE(Take(command, "anything"));
+    EXPECT_EQ(0u, token->GetTextLength() + command.GetTextLength()) << "the challenge is no answer";
+    ASSERT_TRUE(Take(*token, "Corbel:0102030405060708;"));
+    EXPECT_EQ(kQuery + GetParam().command, CommandOf(command)) << "run again as it was prepared";
+}
+
+const std::string kPresent = "\x1B\0\2"
+                             "4"s;
+const std::string kChange = "\x1B\0\2"
+                            "5"s;
+const std::string kAbc = Response("abc");
+const std::string kXyzField = "xyz" + Zeros(12) + "\0"s;
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, PasswordCommand,
+    testing::Values(CommandCase{"Password", L"Password/abc", kPresent + kAbc},
+                    CommandCase{"PasswordEmpty", L"password/", kPresent + Response("")},
+                    CommandCase{"PasswordSixteen", L"Password/abcdefghijklmnop",
+                                kPresent + Response("abcdefghijklmnop")},
+                    CommandCase{"PasswordSeventeen", L"Password/abcdefghijklmnopq",
+                                kPresent + Response("abcdefghijklmnop")},
+                    CommandCase{"PasswordLatin1", L"Password/\u00FC", kPresent + Response("\xFC")},
+                    CommandCase{"Disable", L"DisablePassword/abc", kChange + kAbc + "\xFD"},
+                    CommandCase{"Enable", L"EnablePassword/abc", kChange + kAbc + "\x73"},
+                    CommandCase{"SetAdmin", L"SetAdminPassword/abc/xyz", kChange + kAbc + "\1" + kXyzField},
+                    CommandCase{"SetUser", L"SetUserPassword/abc/xyz", kChange + kAbc + "\0"s + kXyzField},
+                    CommandCase{"SetWithoutNew", L"SetUserPassword/abc", kChange + kAbc + "\0"s + Zeros(16)},
+                    CommandCase{"SetFifteen", L"SetAdminPassword/abc/ABCDEFGHIJKLMNO",
+                                kChange + kAbc + "\1" + "ABCDEFGHIJKLMNO\0"s},
+                    CommandCase{"SetAdminSixteen", L"SetAdminPassword/abc/ABCDEFGHIJKLMNOP", ""},
+                    CommandCase{"SetUserSixteen", L"SetUserPassword/abc/ABCDEFGHIJKLMNOP", ""},
+                    CommandCase{"PasswordNoSlash", L"Password", ""},
+                    CommandCase{"DisableNoSlash", L"DisablePassword", ""},
+                    CommandCase{"EnableNoSlash", L"EnablePassword", ""},
+                    CommandCase{"SetNoSlash", L"SetAdminPassword", ""},
+                    CommandCase{"PasswordEuro", L"Password/\u20AC", ""},
+                    CommandCase{"SetEuro", L"SetUserPassword/a/\u20AC", ""}),
+    test::CaseName{});
+
+TEST(PasswordCommands, ARefusedNewPasswordLeavesTheOnesBefore)
+{
+    CPrintMonitorZRT model;
+    CData* token = model.GetRequestByName(L"SetAdminPassword/abc/xyz");
+    ASSERT_TRUE(token);
+    EXPECT_FALSE(model.GetRequestByName(L"SetAdminPassword/other/ABCDEFGHIJKLMNOP"));
+    ASSERT_TRUE(Take(*token, "Corbel:0102030405060708;"));
+    EXPECT_EQ(kQuery + kChange + kAbc + "\1" + kXyzField, CommandOf(*token->GetNext()));
+}
+
+TEST(PasswordCommands, AnUnpreparedOnePresentsTheEmptyPassword)
+{
+    CPrintMonitorZRT model;
+    CData* token = model.GetRequest(Password);
+    ASSERT_TRUE(Take(*token, "Corbel:0102030405060708;"));
+    EXPECT_EQ(kQuery + kPresent + Response(""), CommandOf(*token->GetNext()));
+}
+
+struct StateCase {
+    const char* name;
+    const char* reply;
+    BOOL ok;
+    const char* text;
+};
+class SecurityReply : public testing::TestWithParam<StateCase> {};
+
+TEST_P(SecurityReply, IsNamedOrRefused)
+{
+    CPrintMonitorZRT model;
+    CData* request = model.GetRequestByName(L"SecurityInfo");
+    ASSERT_TRUE(request);
+    EXPECT_EQ(kQuery, CommandOf(*request));
+    EXPECT_EQ(GetParam().ok, Take(*request, GetParam().reply));
+    EXPECT_STREQ(GetParam().text, request->GetText());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Replies, SecurityReply,
+    testing::Values(
+        StateCase{"Words", "Plinth:VALID,DISABLED,ENABLED;", TRUE, "Validation=1;OemSupplies=0;Password=1;"},
+        StateCase{"Keys", "Plinth:PLINTH=INVALID,CORBEL=ENABLED,PASSWORD=DISABLED,", TRUE,
+                  "Validation=0;OemSupplies=1;Password=0;"},
+        StateCase{"Noise", "<>Plinth:INVALID,ENABLED,ENABLED,", TRUE,
+                  "Validation=<>0;OemSupplies=1;Password=1;"},
+        StateCase{"KeysAnywhere", "Plinth:CORBEL=VALIDPASSWORD=,PLINTH=ENABLED,PASSWORD=PLINTH=ENABLED;",
+                  TRUE, "Validation=1;OemSupplies=1;Password=1;"},
+        StateCase{"MadeByAReplacement", "Plinth:INPASSWORD=VALID,DISPLINTH=ABLED,CORCORBEL=BEL=ENABLED;",
+                  TRUE, "Validation=0;OemSupplies=0;Password=1;"},
+        StateCase{"MarkerTwice", "Plinth:Plinth:VALID,VALID,VALID;", TRUE,
+                  "Validation=Plinth:1;OemSupplies=1;Password=1;"},
+        StateCase{"TwoFields", "Plinth:VALID,ENABLED;", FALSE, "Validation=1;OemSupplies=1;"},
+        StateCase{"NoFields", "Plinth:", FALSE, "Validation="},
+        StateCase{"NoMarker", "PLINTH:VALID,DISABLED,ENABLED;", FALSE, "PLINTH:VALID,DISABLED,ENABLED;"}),
+    test::CaseName{});
+
+TEST(OemSupplies, CarriesEightCharactersOfTheSerialNumber)
+{
+    struct Case {
+        const char* deviceId;
+        std::string serial;
+    };
+    for (const Case& c : {Case{"MFG:X;SN:AB123456789;", "AB123456"}, Case{"SN:12345678;", "12345678"},
+                          Case{"SN:AB1;", "AB1\0\0\0\0\0"s}, Case{"SN:;", std::string(8, '\0')}}) {
+        SCOPED_TRACE(c.deviceId);
+        CPrintMonitorZRT model;
+        CData* serial = model.GetRequestByName(L"EnableOemSupplies");
+        ASSERT_TRUE(serial);
+        EXPECT_EQ(CData::kReceiveDeviceId, serial->GetReceiveMethod());
+        ASSERT_TRUE(Take(*serial, c.deviceId));
+        CData& enable = *serial->GetNext();
+        const std::string block = "\x1B\0\2TU"s + c.serial + "S\1T";
+        EXPECT_EQ(block + kQuery, CommandOf(enable));
+        EXPECT_EQ(block + kQuery, CommandOf(enable)) << "built anew";
+        EXPECT_FALSE(Take(enable, "no state"));
+        EXPECT_TRUE(Take(enable, "Plinth:VALID,ENABLED,DISABLED,"));
+        EXPECT_EQ(0u, serial->GetTextLength() + enable.GetTextLength());
+    }
+}
+
+} // namespace
+} // namespace zrtmon
