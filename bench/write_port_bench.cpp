@@ -60,7 +60,7 @@ void CopyAlone(benchmark::State& state)
     const auto piece = static_cast<DWORD>(state.range(0));
     std::vector<uint8_t> job = LongCard();
     size_t offset = 0;
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         DWORD written = 0;
         Write(nullptr, job.data() + offset, piece, &written);
         offset = (offset + piece) % (job.size() - piece);
@@ -85,7 +85,7 @@ void ThroughTheMonitor(benchmark::State& state)
     table.pfnStartDocPort(port, printerName, 1, 1, document);
     size_t offset = 0;
     int64_t bytes = 0;
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         DWORD written = 0;
         while (written == 0) {
             const size_t size = std::min(piece, job.size() - offset);

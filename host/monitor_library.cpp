@@ -70,7 +70,8 @@ InitializeMonitor CMonitorLibrary::CModule::Load(const std::filesystem::path& fi
         throw CHostError(ExitStatus::NoDevice,
                          DisplayPath(file) + ": is no print monitor, it exports no " + kInitializeName);
     }
-    return reinterpret_cast<InitializeMonitor>(entry);
+    // Through the one function type that may be cast to any: systems differ in what an entry is.
+    return reinterpret_cast<InitializeMonitor>(reinterpret_cast<void (*)()>(entry));
 }
 
 } // namespace zrtmon::host

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
-#include <ranges>
+#include <span>
 
 #include "queries/data_status.h"
 #include "requests/data.h"
@@ -89,12 +89,11 @@ RequestCode CPrintMonitor::GetRequestCode(const wchar_t* valueName)
     }
     *std::find(std::begin(name), std::find(std::begin(name), std::end(name) - 1, L'\0'),
                kParameterSeparator) = L'\0';
-    for (const RequestName& row : std::views::reverse(RequestNameTable())) {
-        if (lstrcmpiW(name, row.valueName) == 0) {
-            return row.code;
-        }
-    }
-    return UnknownRequest;
+    const std::span<const RequestName> rows = RequestNameTable();
+    const auto found = std::find_if(rows.rbegin(), rows.rend(), [&name](const RequestName& row) {
+        return lstrcmpiW(name, row.valueName) == 0;
+    });
+    return found != rows.rend() ? found->code : UnknownRequest;
 }
 
 std::unique_ptr<CData> CPrintMonitor::CreateRequest(RequestCode /*code*/) const { return nullptr; }

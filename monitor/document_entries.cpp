@@ -18,12 +18,13 @@ bool IsChannel(DWORD level, const BYTE* docInfo)
            reinterpret_cast<const DOC_INFO_2W*>(docInfo)->dwMode == DI_CHANNEL;
 }
 
+/// Closes the document's printer and frees its record, if there is one.
+void ReleaseJob(PortRecord* port) { const JobRecordPtr job(std::exchange(port->job, nullptr)); }
+
 /// Takes everything of a document start back that has been done so far; the reason stays the last error.
 BOOL UndoStart(PortRecord* port, DWORD error)
 {
-    if (port->job) {
-        JobRecordPtr(std::exchange(port->job, nullptr));
-    }
+    ReleaseJob(port);
     ReleaseDocument(port);
     return Fail(error);
 }
@@ -41,7 +42,7 @@ BOOL StartClaimedDocument(PortRecord* port, LPWSTR printerName, DWORD jobId, DWO
     const BOOL started = GuardEntry(FALSE, [port] { return port->deviceLink->StartDoc(port); });
     if (!started) {
         const DWORD error = GetLastError();
-        JobRecordPtr(std::exchange(port->job, nullptr));
+        ReleaseJob(port);
         port->lowerMonitor.pfnEndDocPort(port->lowerPort);
         return UndoStart(port, error);
     }
@@ -110,7 +111,7 @@ BOOL WINAPI EndDocPort(HANDLE handle)
         if (IsDocumentOpen(port)) {
             SetJobW(port->job->printer, port->job->jobId, 0, nullptr, JOB_CONTROL_SENT_TO_PRINTER);
         }
-        JobRecordPtr(std::exchange(port->job, nullptr));
+        ReleaseJob(port);
     }
     return EndLowerDocument(port);
 }

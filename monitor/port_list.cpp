@@ -1,12 +1,16 @@
 #include "monitor/port_list.h"
 
+#include <cstring>
+#include <utility>
+
 #include "platform/sync.h"
 
 namespace zrtmon {
 
 namespace {
 
-PortRecord* PortList = nullptr; // newest first; it and every next link are guarded by PortListLock
+PortRecord* PortList = nullptr;       // newest first; it and every next link are guarded by PortListLock
+PortRecord* AbandonedPorts = nullptr; // likewise
 CRITICAL_SECTION PortListLock;
 
 bool IsListed(const wchar_t* portName)
@@ -59,6 +63,16 @@ bool UnlistPort(PortRecord* port)
         }
     }
     return false;
+}
+
+void AbandonPort(PortRecord* port)
+{
+    if (port->docEvent) {
+        CloseHandle(std::exchange(port->docEvent, nullptr));
+    }
+    std::memset(port->signature, 0, sizeof port->signature);
+    const CSectionHold hold(&PortListLock);
+    port->next = std::exchange(AbandonedPorts, port);
 }
 
 } // namespace zrtmon

@@ -16,4 +16,8 @@ PortRecord* OpenAndListPort(HANDLE lowerMonitor, const wchar_t* portName, const 
 /// Takes a record off the list; its memory is then the caller's. False when it is not listed.
 bool UnlistPort(PortRecord* port);
 
+/// Keeps the memory of an unlisted record for good: a document was open when its port was closed, and its
+/// thread may still come back with the handle. The record is invalid for every operation from now on.
+void AbandonPort(PortRecord* port);
+
 } // namespace zrtmon

@@ -178,14 +178,6 @@ void ReleaseDocument(PortRecord* port)
 
 bool IsDocumentOpen(PortRecord* port) { return (std::atomic_ref(port->flags).load() & PORT_DOC_OPEN) != 0; }
 
-void AbandonPort(PortRecord* port)
-{
-    if (port->docEvent) {
-        CloseHandle(std::exchange(port->docEvent, nullptr));
-    }
-    std::memset(port->signature, 0, sizeof port->signature);
-}
-
 BOOL StartLowerChannel(PortRecord* port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
 {
     if (!ClaimDocument(port, kChannelWaitMs)) {

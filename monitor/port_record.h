@@ -78,8 +78,6 @@ void ReleaseDocument(PortRecord* port);
 
 /// A document or a channel is open on the port.
 bool IsDocumentOpen(PortRecord* port);
-/// Makes a record that is left behind invalid for every operation, and closes its event.
-void AbandonPort(PortRecord* port);
 
 /// Opens a channel at the lower monitor with these arguments, after up to 100 ms for what is open to end.
 /// FALSE with last error 170 (a document or channel is open), or the lower monitor's, the port idle again.

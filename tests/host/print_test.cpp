@@ -131,7 +131,6 @@ TEST_P(PrintEnds, WithItsStatus)
     EXPECT_EQ(bench.script.Count("StartDocPort") * (bench.script.startError ? 0 : 1),
               bench.script.Count("EndDocPort"));
     EXPECT_EQ(bench.script.openError ? 0u : 1u, bench.script.Count("ClosePort"));
-    EXPECT_FALSE(spooler::JobStatus(L"Card Printer", bench.script.jobId)) << "the job stays in the queue";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -208,6 +207,22 @@ TEST(PrintStops, AfterBeingHeldForTheTimeGiven)
         EXPECT_EQ(1u, CountOf(result.err, "held back: ")) << result.err;
         EXPECT_TRUE(InOrder(result.err, {reason, "held for too long"}));
     }
+}
+
+TEST(PrintOnASlowPrinter, TellsOfItsPausesOnce)
+{
+    ScriptedBench bench;
+    bench.WriteFile("job", "data");
+    bench.script.take = [&, last = uint64_t{0}](DWORD) mutable {
+        const bool isDue = bench.clock.Elapsed() >= last + 3000;
+        last = isDue ? bench.clock.Elapsed() : last;
+        return isDue ? 1u : 0u;
+    };
+    const CommandResult result = bench.Run({"print", "@job"});
+    EXPECT_EQ(0, result.status);
+    EXPECT_GE(bench.clock.Elapsed(), 12000u);
+    EXPECT_EQ(1u, CountOf(result.err, "held back: ")) << result.err;
+    EXPECT_EQ(0u, CountOf(result.err, "going on")) << "no error has cleared";
 }
 
 TEST(PrintOnTheSimulatedPrinter, TellsTheErrorThatHoldsTheJobAndTheAnswersMeanwhile)

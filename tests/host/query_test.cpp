@@ -128,6 +128,18 @@ TEST(Status, WatchesAndShowsOnlyWhatChanges)
     EXPECT_LT(bench.clock.Elapsed(), 13000u);
 }
 
+TEST(Status, LeavesNoJobInTheQueue)
+{
+    HostBench bench;
+    ScriptedMonitor script;
+    bench.monitor = ScriptedMonitor::Initialize;
+    script.answer = [](const std::string&) { return Answer{"1"}; };
+    bench.interruptAtMs = 5000;
+    bench.Run({"status", "--watch"});
+    EXPECT_GE(script.Count("StartDocPort"), 4u);
+    EXPECT_EQ(0u, script.staleJobs);
+}
+
 TEST(Names, ListsTheServedOnesWithExamplesThatCanBeAsked)
 {
     HostBench bench;

@@ -37,6 +37,7 @@ struct ScriptedMonitor::Entries {
     static BOOL WINAPI StartDocPort(HANDLE, LPWSTR, DWORD jobId, DWORD, LPBYTE)
     {
         g_script->Note("StartDocPort");
+        g_script->staleJobs += spooler::JobStatus(g_script->printerName, g_script->jobId) ? 1 : 0;
         g_script->jobId = jobId;
         return Result(g_script->startError);
     }

@@ -46,6 +46,7 @@ public:
     std::vector<DWORD> offers;     ///< sizes offered to WritePort
     std::optional<DWORD> jobAtEnd; ///< status of the job when EndDocPort came
     DWORD jobId = 0;
+    size_t staleJobs = 0; ///< documents that were started with the job of an earlier one still in the queue
 
 private:
     struct Entries;

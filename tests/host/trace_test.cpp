@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "host/lower_tap.h"
+#include "host/trace.h"
 #include "host/wire_words.h"
 #include "simulator/job_builder.h"
 #include "tests/host/host_bench.h"
@@ -95,6 +97,59 @@ TEST(PasswordMask, HidesTheSameBytesWhereverTheWriteIsCut)
             EXPECT_EQ(secret.marks, marks) << "cut at " << cut;
         }
     }
+}
+
+/// A port monitor that takes at most twelve bytes of a write and serves nothing else.
+MONITOR2 NarrowMonitor()
+{
+    MONITOR2 table{};
+    table.cbSize = sizeof table;
+    table.pfnOpenPort = [](HANDLE monitor, LPWSTR, PHANDLE port) -> BOOL {
+        *port = monitor;
+        return TRUE;
+    };
+    table.pfnClosePort = [](HANDLE) -> BOOL { return TRUE; };
+    table.pfnWritePort = [](HANDLE, LPBYTE, DWORD size, LPDWORD written) -> BOOL {
+        *written = std::min<DWORD>(size, 12);
+        SetLastError(ERROR_WRITE_FAULT);
+        return size == 0 ? FALSE : TRUE;
+    };
+    return table;
+}
+
+TEST(Trace, HidesAPasswordThatThePortTakesInParts)
+{
+    const HostBench bench;
+    const MONITOR2 narrow = NarrowMonitor();
+    uint64_t moved = 0;
+    {
+        host::CTrace trace(bench.Folder() / "trace");
+        int lower = 0;
+        host::CLowerTap tap(&lower, narrow, &trace);
+        EXPECT_EQ(nullptr, tap.Table()->pfnGetPrinterDataFromPort) << "an entry that the port lacks";
+        wchar_t name[] = L"narrow";
+        HANDLE port = nullptr;
+        ASSERT_TRUE(tap.Table()->pfnOpenPort(tap.Monitor(), name, &port));
+        std::string bytes =
+            kSecurityQuery + kPrefix + "5" + "SSSSSSSS" + "\x01" + "SSSSSSSSSSSSSSSS" + kStatusQuery;
+        for (size_t offset = 0; offset < bytes.size();) {
+            DWORD written = 0;
+            ASSERT_TRUE(tap.Table()->pfnWritePort(port, reinterpret_cast<LPBYTE>(bytes.data() + offset),
+                                                  static_cast<DWORD>(bytes.size() - offset), &written));
+            offset += written;
+        }
+        DWORD written = 0;
+        EXPECT_FALSE(tap.Table()->pfnWritePort(port, nullptr, 0, &written));
+        EXPECT_EQ(ERROR_WRITE_FAULT, GetLastError()) << "the caller sees the port's own last error";
+        EXPECT_TRUE(tap.Table()->pfnClosePort(port));
+        moved = tap.MovedBytes();
+    }
+    EXPECT_EQ(39u, moved);
+    const std::string text = bench.ReadFile("trace");
+    EXPECT_EQ(std::string::npos, text.find("53")) << "an S of the secret: " << text;
+    EXPECT_NE(std::string::npos, text.find("\"offered\":27,\"taken\":12,")) << text;
+    EXPECT_NE(std::string::npos, text.find("1b 00 02 4e 72")) << "the command behind it is to be seen";
+    EXPECT_NE(std::string::npos, text.find("\"error 29\""));
 }
 
 /// Prints a job of two cards with a query beside it and a trace of that name; the file's text.

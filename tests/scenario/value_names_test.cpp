@@ -72,7 +72,7 @@ struct NameCase {
     uint64_t elapsedMs;
     bool ok = false;
     DWORD error = 0;
-    std::string answer = "";
+    const char* answer = "";
 };
 class ValueName : public testing::TestWithParam<NameCase> {};
 
