@@ -18,3 +18,11 @@ if(WIN32)
     target_compile_definitions(zrt_options INTERFACE _WIN32_WINNT=0x0600 NTDDI_VERSION=0x06000000)
     add_link_options(-static -Wl,--dynamicbase -Wl,--nxcompat)
 endif()
+
+# zrt_precompile(TARGET headers...): the large headers of others, compiled once per target where ZRTMON_PRECOMPILE
+# is on. The other builds find the include that a source forgot.
+function(zrt_precompile target)
+    if(ZRTMON_PRECOMPILE)
+        target_precompile_headers(${target} PRIVATE ${ARGN})
+    endif()
+endfunction()

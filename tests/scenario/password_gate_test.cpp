@@ -57,10 +57,12 @@ private:
     size_t m_taken = 0;
 };
 
-/// A policy that asks again after an hour, and the printer value that names it.
+/// A policy that asks again after an hour, and the printer value that names it. The file is the test's own:
+/// others run beside it.
 class Policy {
 public:
-    Policy() : m_path(testing::TempDir() + "password_gate_policy.xml")
+    Policy()
+        : m_path(testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() + ".xml")
     {
         std::ofstream(m_path) << "<Configurations><Configuration ModuleName='Password Protection'>"
                                  "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='1 hour'/>"
