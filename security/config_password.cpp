@@ -25,9 +25,7 @@ BOOL CConfigPassword::Load(const wchar_t* path)
         return FALSE;
     }
     BOOL onFirstCard = FALSE;
-    if (!file.ReadOnFirstCard(&onFirstCard)) {
-        onFirstCard = FALSE;
-    }
+    file.ReadOnFirstCard(&onFirstCard); // stays off when it cannot be read
     uint32_t delay = 0;
     BOOL afterDelay = FALSE;
     if (file.ReadAfterDelay(&afterDelay) && afterDelay) {

@@ -50,7 +50,6 @@ BOOL CMonitorSecurity::StartDoc(PortRecord* port)
     if (!CMonitor::StartDoc(port)) {
         return FALSE;
     }
-    m_isDecided = false;
     CPrinterData reader;
     const char* value = reader.ReadValue(GetJobPrinterName(port), kConfigurationValue);
     if (!value) {

@@ -22,6 +22,9 @@
 #include "requests/data_cancel.h"
 #include "requests/data_move_to.h"
 #include "requests/data_station_status.h"
+#include "security/data_oem_enable.h"
+#include "security/data_password.h"
+#include "security/data_security_token.h"
 #include "settings/data_settings_init.h"
 #include "settings/data_settings_zrt.h"
 #include "tests/fuzz/fuzz_target.h"
@@ -50,11 +53,18 @@ std::unique_ptr<CData> MakeStatusInfo()
     return std::make_unique<CDataStatusInfo>(std::make_unique<CDataStatus>(), selector);
 }
 
+/// A head and the second request, which is given the head.
+template <typename Head, typename Second, typename... HeadArguments>
+std::unique_ptr<CData> MakeChain(HeadArguments... arguments)
+{
+    auto head = std::make_unique<Head>(arguments...);
+    head->SetNext(std::make_unique<Second>(head.get()));
+    return head;
+}
+
 std::unique_ptr<CData> MakeStations(const wchar_t* text)
 {
-    auto bay1 = std::make_unique<CDataStationStatus>();
-    bay1->SetNext(std::make_unique<CDataStationStatusBay2>(bay1.get()));
-    return Prepared(std::move(bay1), text);
+    return Prepared(MakeChain<CDataStationStatus, CDataStationStatusBay2>(), text);
 }
 
 /// The first input byte, modulo their number, chooses one. New ones go to the end: the corpus counts on it.
@@ -84,6 +94,13 @@ constexpr Maker kRequests[] = {
     [] { return Prepared(Make<CDataButtonPress>(), L"SimulateButtonPress/0"); },
     [] { return Prepared(Make<CDataMoveTo>(), L"MoveTo/3"); },
     Make<CDataCancel>,
+    Make<CDataSecurity>,
+    [] { return MakeChain<CDataSerialNumber, CDataOEMEnable>(nullptr, CData::kReceiveDeviceId); },
+    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPassword>(), L"Password/abc"); },
+    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordDisable>(), L"DisablePassword/abc"); },
+    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordEnable>(), L"EnablePassword/abc"); },
+    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordSet>(), L"SetAdminPassword/abc/xyz"); },
+    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordSetUser>(), L"SetUserPassword/abc"); },
 };
 
 constexpr uint8_t kChunkEnd = 0xFE;

@@ -1,7 +1,9 @@
 // The password gate of print jobs, and the password requests, through the entry-point table.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
+#include <deque>
 #include <fstream>
 #include <string>
 
@@ -57,22 +59,39 @@ private:
     size_t m_taken = 0;
 };
 
-/// A policy that asks again after an hour, and the printer value that names it. The file is the test's own:
+constexpr const char* kAfterAnHour =
+    "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='1 hour'/></PassWordAfterDelay>";
+constexpr const char* kOnFirstCard = "<PassWordOnfirstCard Enabled='True'/>";
+
+/// A policy, and the printer value that names it. The file is the test's own:
 /// others run beside it.
 class Policy {
 public:
-    Policy()
+    explicit Policy(const std::string& rules = kAfterAnHour)
         : m_path(testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() + ".xml")
     {
-        std::ofstream(m_path) << "<Configurations><Configuration ModuleName='Password Protection'>"
-                                 "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='1 hour'/>"
-                                 "</PassWordAfterDelay></Configuration></Configurations>";
+        Write(rules);
     }
     ~Policy() { Remove(); }
     Policy(const Policy&) = delete;
     Policy& operator=(const Policy&) = delete;
 
+    void Write(const std::string& rules) const
+    {
+        std::ofstream(m_path) << "<Configurations><Configuration ModuleName='Password Protection'>" << rules
+                              << "</Configuration></Configurations>";
+    }
     void Remove() const { std::remove(m_path.c_str()); }
+    static void Forget()
+    {
+        std::wstring printer = SpoolerBench::kPrinter;
+        std::wstring value = L"ConfigurationFile";
+        HANDLE handle = nullptr;
+        PRINTER_DEFAULTSW access{nullptr, nullptr, PRINTER_ACCESS_ADMINISTER};
+        ASSERT_TRUE(OpenPrinterW(printer.data(), &handle, &access));
+        EXPECT_EQ(0u, DeletePrinterDataW(handle, value.data()));
+        ClosePrinter(handle);
+    }
     /// Names it with these bytes behind the text.
     void Name(const std::string& behind) const
     {
@@ -199,7 +218,50 @@ TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
     }
 }
 
-TEST(PasswordGate, WithoutItsFileThePolicyIsGone)
+TEST(PasswordGate, WithoutItsFileOrItsNameThePolicyIsGone)
+{
+    for (const bool isFileThere : {false, true}) {
+        SCOPED_TRACE(isFileThere);
+        GateBench bench;
+        const Policy policy;
+        policy.Name({});
+        GateBench::StorePassword("clerk");
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_TRUE(bench.EndDocument());
+        isFileThere ? Policy::Forget() : policy.Remove();
+        EXPECT_FALSE(bench.Goes());
+        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_TRUE(bench.EndDocument());
+    }
+}
+
+TEST(PasswordGate, TheFirstCardOfADayWantsAFreshPassword)
+{
+    struct Day {
+        SYSTEMTIME time;
+        const char* stored; ///< by the person at the printer; empty: nobody is there
+        bool goes;
+    };
+    const auto at = [](WORD month, WORD day, WORD hour) {
+        return SYSTEMTIME{2026, month, 0, day, hour, 0, 0, 0};
+    };
+    GateBench bench;
+    const Policy policy(kOnFirstCard);
+    policy.Name({});
+    for (const Day& day :
+         {Day{at(3, 5, 9), "", false}, Day{at(3, 5, 9), "clerk", true}, Day{at(3, 5, 23), "", true},
+          Day{at(3, 6, 0), "", false}, Day{at(3, 6, 8), "boss", true}, Day{at(4, 6, 8), "", true}}) {
+        SCOPED_TRACE(testing::Message() << day.time.wMonth << '/' << day.time.wDay << ' ' << day.time.wHour);
+        bench.clock.SetLocalTime(day.time);
+        if (*day.stored) {
+            GateBench::StorePassword(day.stored);
+        }
+        EXPECT_EQ(day.goes, bench.Goes());
+        EXPECT_TRUE(bench.EndDocument());
+    }
+}
+
+TEST(PasswordGate, AChangedPolicyWantsAFreshPassword)
 {
     GateBench bench;
     const Policy policy;
@@ -207,10 +269,107 @@ TEST(PasswordGate, WithoutItsFileThePolicyIsGone)
     GateBench::StorePassword("clerk");
     EXPECT_TRUE(bench.Goes());
     EXPECT_TRUE(bench.EndDocument());
-    policy.Remove();
+    policy.Write(std::string(kAfterAnHour) + kOnFirstCard);
     EXPECT_FALSE(bench.Goes());
     EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+}
+
+TEST(PasswordGate, AWrongPasswordIsPresentedAgainOnceAndThenAskedFor)
+{
+    GateBench bench;
+    const Policy policy;
+    policy.Name({});
+    GateBench::StorePassword("wrong");
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+    EXPECT_GE(bench.Printer().View().passwordsRefused, 2u);
+    GateBench::StorePassword("clerk");
+    EXPECT_TRUE(bench.GoesOn());
     EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+}
+
+TEST(PasswordGate, TakesStoredPasswordsOfAnyLengthAndByte)
+{
+    const std::string longest = "b\xFC\xFF"
+                                "4567890ABCDE";
+    for (const std::string& stored : {longest, longest + "0", longest + "0" + std::string(300, 'x')}) {
+        SCOPED_TRACE(stored);
+        GateBench bench;
+        bench.Printer().SetPasswords(longest, "clerk");
+        GateBench::StorePassword(stored);
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
+    }
+}
+
+TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
+{
+    GateBench bench("admin-password=boss,card-ms=100");
+    bench.job = sim::BuildJob({.cards = 3}).bytes;
+    int writes = 0;
+    bench.lower.beforeWrite = [&](const uint8_t*, DWORD size) {
+        if (size > 100 && ++writes == 2) {
+            bench.Printer().SetProtection(true);
+        }
+    };
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+    EXPECT_EQ(0u, bench.Printer().View().jobsEnded);
+    GateBench::StorePassword("boss");
+    EXPECT_TRUE(bench.GoesOn());
+    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(3u, bench.Printer().View().cardsPrinted);
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+}
+
+TEST(PasswordGate, AsksBetweenPacketsOnly)
+{
+    for (const size_t piece : {1, 3, 64}) {
+        GateBench bench;
+        bench.Printer().SetValidated(true);
+        EXPECT_TRUE(bench.Print(bench.job, [piece] { return piece; }));
+        EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+        EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    }
+}
+
+TEST(PasswordGate, ABusyPrinterIsWaitedForBehindTheGate)
+{
+    GateBench bench;
+    EXPECT_FALSE(bench.Goes());
+    bench.Printer().SetBusy(true);
+    GateBench::StorePassword("clerk");
+    EXPECT_FALSE(bench.GoesOn());
+    EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
+    bench.Printer().SetBusy({});
+    EXPECT_TRUE(bench.GoesOn());
+    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+}
+
+TEST(PasswordGate, APasswordThatCannotBePresentedStays)
+{
+    GateBench bench;
+    bench.Printer().SetReply("NT", "none today");
+    GateBench::StorePassword("clerk");
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+    EXPECT_EQ("clerk", SpoolerBench::Published(L"Password"));
+    bench.Printer().ClearReply("NT");
+    EXPECT_TRUE(bench.GoesOn());
+}
+
+TEST(PasswordGate, APrinterThatDoesNotTellItsStateIsNotHeld)
+{
+    for (const char* reply : {"", "Plinth:VALID;", "Plinth:INVALID,ENABLED,nonsense;", "noise"}) {
+        SCOPED_TRACE(reply);
+        GateBench bench;
+        bench.Printer().SetReply("NP", reply);
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
+    }
 }
 
 TEST(PasswordGate, AQueryThatPresentsAPasswordGetsItsTurn)
@@ -223,11 +382,22 @@ TEST(PasswordGate, AQueryThatPresentsAPasswordGetsItsTurn)
         }
         ok = bench.Ask(L"Password/clerk").ok; // leaves no text
     });
+    std::atomic<bool> done = false;
+    std::deque<VirtualClock::Thread> others; // whose questions use the gate's own request objects
+    for (const wchar_t* name : {L"SecurityInfo", L"SetUserPassword/boss/clerk", L"EnablePassword/boss"}) {
+        others.emplace_back([&bench, &done, name] {
+            for (; !done; Sleep(30)) {
+                bench.Ask(name);
+            }
+        });
+    }
     EXPECT_TRUE(bench.Print(bench.job));
+    done = true;
     person.Join();
+    others.clear();
     EXPECT_FALSE(ok);
-    EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
     EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+    EXPECT_EQ(0u, bench.Printer().View().violationCount);
     EXPECT_LT(bench.clock.Elapsed(), 20000u);
 }
 
@@ -235,16 +405,16 @@ TEST(PasswordGate, DecidesOnceForAPieceThatThePortTakesInParts)
 {
     constexpr DWORD kAll = 0xFFFFFFFF;
     uint64_t whole = 0;
-    for (const DWORD limit : {kAll, DWORD{1}, DWORD{5}, DWORD{12}}) {
+    for (const DWORD limit : {kAll, DWORD{0}, DWORD{1}, DWORD{5}, DWORD{12}}) {
         SCOPED_TRACE(limit);
         GateBench bench;
         bench.Printer().SetValidated(true);
         const size_t tail = bench.job.size() - sim::BuildJob({}).cardEnds[0];
-        int cuts = 0;
-        bench.lower.limitWrite = [&](DWORD size) { return size == tail && ++cuts ? limit : kAll; };
+        int ends = 0;
+        bench.lower.limitWrite = [&](DWORD size) { return size == tail && ends++ == 0 ? limit : kAll; };
         EXPECT_TRUE(bench.Goes());
         EXPECT_TRUE(bench.EndDocument());
-        EXPECT_EQ(1, cuts);
+        EXPECT_EQ(limit == 0 ? 2 : 1, ends);
         whole = whole ? whole : bench.Asked();
         EXPECT_EQ(whole, bench.Asked());
         EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
