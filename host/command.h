@@ -24,6 +24,8 @@ void AddStatusCommand(CLI::App& line, RunCommand* chosen);
 void AddSettingsCommand(CLI::App& line, RunCommand* chosen);
 void AddNamesCommand(CLI::App& line, RunCommand* chosen);
 void AddMakeJobCommand(CLI::App& line, RunCommand* chosen);
+void AddDoctorCommand(CLI::App& line, RunCommand* chosen);
+void AddInstallCommands(CLI::App& line, RunCommand* chosen); ///< "install" and "uninstall"
 
 /// The options of every command that opens a port.
 void AddSessionOptions(CLI::App& command, CSessionOptions& options);

@@ -14,8 +14,8 @@ constexpr char kProgram[] = "zrtctl";
 constexpr size_t kStatusColumns = 5;
 constexpr size_t kFormColumns = 23;
 
-constexpr AddCommand kCommands[] = {AddPrintCommand,    AddGetCommand,   AddStatusCommand,
-                                    AddSettingsCommand, AddNamesCommand, AddMakeJobCommand};
+constexpr AddCommand kCommands[] = {AddPrintCommand, AddGetCommand,     AddStatusCommand, AddSettingsCommand,
+                                    AddNamesCommand, AddMakeJobCommand, AddDoctorCommand, AddInstallCommands};
 
 struct CStatusMeaning {
     ExitStatus status;
@@ -32,6 +32,7 @@ constexpr CStatusMeaning kStatuses[] = {
     {ExitStatus::NoDevice, "the port or the monitor's library cannot be opened"},
     {ExitStatus::CannotCreate, "a file cannot be written"},
     {ExitStatus::Busy, "the port or the printer is busy"},
+    {ExitStatus::NoPermission, "the system does not permit it"},
     {ExitStatus::Interrupted, "interrupted"},
 };
 

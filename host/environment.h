@@ -6,6 +6,7 @@
 #include <memory>
 #include <ostream>
 
+#include "platform/print_system.h"
 #include "platform/win32.h"
 
 namespace zrtmon::host {
@@ -34,6 +35,7 @@ struct CHostEnvironment {
     std::string libraryFile; ///< its file name
     /// In place of the library's export, when set: nothing is loaded then.
     InitializeMonitor initialize = nullptr;
+    IPrintSystem* printSystem = nullptr; ///< the machine's own; never null
 };
 
 } // namespace zrtmon::host

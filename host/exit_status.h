@@ -15,6 +15,7 @@ enum class ExitStatus {
     NoDevice = 69,
     CannotCreate = 73,
     Busy = 75,
+    NoPermission = 77,
     Interrupted = 130,
 };
 

@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "host/command_line.h"
+#include "platform/print_system.h"
 #include "platform/terminal.h"
 #include "platform/thread.h"
 
@@ -34,6 +35,7 @@ int main(int argc, char** argv)
         },
         .programFolder = terminal::ProgramFolder(),
         .libraryFile = terminal::SharedLibraryName("zrtmon"),
+        .printSystem = &MachinePrintSystem(),
     };
     return host::Main(argc, argv, environment);
 }

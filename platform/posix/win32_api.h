@@ -71,14 +71,20 @@ inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 inline constexpr DWORD ERROR_BUSY = 170;
+inline constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
+inline constexpr DWORD ERROR_EXE_MACHINE_TYPE_MISMATCH = 216;
 inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NOT_OWNER = 288;
 inline constexpr DWORD ERROR_TOO_MANY_POSTS = 298;
 inline constexpr DWORD ERROR_DLL_INIT_FAILED = 1114;
 inline constexpr DWORD ERROR_OLD_WIN_VERSION = 1150;
+inline constexpr DWORD RPC_S_SERVER_UNAVAILABLE = 1722;
 inline constexpr DWORD ERROR_UNKNOWN_PORT = 1796;
 inline constexpr DWORD ERROR_INVALID_PRINTER_NAME = 1801;
 inline constexpr DWORD ERROR_INVALID_LEVEL = 124;
+inline constexpr DWORD ERROR_UNKNOWN_PRINT_MONITOR = 3000;
+inline constexpr DWORD ERROR_PRINT_MONITOR_ALREADY_INSTALLED = 3006;
+inline constexpr DWORD ERROR_PRINT_MONITOR_IN_USE = 3008;
 inline constexpr DWORD ERROR_DEVICE_NOT_AVAILABLE = 4319;
 
 /// The calling thread's last error; 0 in a new thread.

@@ -53,6 +53,7 @@ CommandResult HostBench::Run(const std::vector<std::string>& arguments)
         .programFolder = programFolder,
         .libraryFile = std::filesystem::path(ZRTMON_LIBRARY).filename().string(),
         .initialize = monitor,
+        .printSystem = printSystem,
     };
     std::vector<std::string> words{"zrtctl"};
     for (std::string word : arguments) {

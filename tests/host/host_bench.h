@@ -37,6 +37,7 @@ public:
     unsigned columns = 80;
     std::optional<uint64_t> interruptAtMs;     ///< on the clock
     host::InitializeMonitor monitor = nullptr; ///< in place of the real library
+    IPrintSystem* printSystem = nullptr;       ///< of the machine
     std::filesystem::path programFolder;       ///< where the real library is looked for; set to its place
 
 private:
