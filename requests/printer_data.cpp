@@ -8,8 +8,8 @@
 
 #include "monitor/port_record.h"
 #include "platform/sync.h"
+#include "platform/wipe.h"
 #include "requests/data.h"
-#include "security/wipe.h"
 
 namespace zrtmon {
 

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "link/command_prefix.h"
+#include "platform/wipe.h"
 #include "security/data_security.h"
 #include "security/data_security_token.h"
-#include "security/wipe.h"
 
 namespace zrtmon {
 

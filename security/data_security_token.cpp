@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "link/command_prefix.h"
-#include "security/wipe.h"
+#include "platform/wipe.h"
 #include "security/xtea.h"
 
 namespace zrtmon {

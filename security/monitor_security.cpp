@@ -7,9 +7,9 @@
 
 #include "link/exchange_hold.h"
 #include "monitor/port_record.h"
+#include "platform/wipe.h"
 #include "requests/data.h"
 #include "requests/printer_data.h"
-#include "security/wipe.h"
 
 namespace zrtmon {
 

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "security/wipe.h"
+#include "platform/wipe.h"
 
 namespace zrtmon {
 
