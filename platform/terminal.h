@@ -3,8 +3,11 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+
+#include "platform/secret.h"
 
 namespace zrtmon::terminal {
 
@@ -15,6 +18,21 @@ bool IsTerminal(Stream stream);
 
 /// Character columns of the terminal behind the stream; 80 when it has none or does not tell.
 unsigned Columns(Stream stream);
+
+/// Whether standard input is a terminal, at which a person types.
+bool IsInputTyped();
+
+enum class SecretEnd {
+    Line,       ///< a line has been read, the last one perhaps without its end
+    EndOfInput, ///< there is none any more
+    TooLong,    ///< the line did not fit, and is passed over
+    Stopped,    ///< stop answered true; what had come of the line is dropped
+};
+
+/// Reads one line of standard input, UTF-8 without its end, and nothing of the lines behind it. A terminal
+/// does not show what is typed. stop is called at least every 100 ms while it waits. The line is empty unless
+/// the result is Line. One thread at a time.
+SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop);
 
 /// A variable of the environment, nothing when it is not set.
 std::optional<std::string> Environment(const std::string& name);

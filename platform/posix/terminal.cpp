@@ -4,13 +4,16 @@
 #include <csignal>
 #include <cstdlib>
 
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace zrtmon::terminal {
 namespace {
 
 constexpr unsigned kDefaultColumns = 80;
+constexpr int kInputStepMs = 50;
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // Lock-free, so that the handler may set it.
@@ -28,7 +31,78 @@ bool IsIgnored(int signal)
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
+/// While one exists, a terminal at standard input does not show what is typed. What was typed ahead, and the
+/// part of a line that is left when the reading was stopped, are dropped: a shell would show it.
+class CEchoOff {
+public:
+    CEchoOff() : m_isTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0)
+    {
+        termios silent = m_before;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL);
+        Set(silent);
+    }
+    ~CEchoOff() { Set(m_before); }
+    CEchoOff(const CEchoOff&) = delete;
+    CEchoOff& operator=(const CEchoOff&) = delete;
+
+private:
+    void Set(const termios& settings) const
+    {
+        if (m_isTerminal) {
+            tcsetattr(STDIN_FILENO, TCSAFLUSH, &settings);
+        }
+    }
+
+    termios m_before{};
+    bool m_isTerminal;
+};
+
+bool HasInput()
+{
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    return poll(&input, 1, kInputStepMs) > 0;
+}
+
+/// The next byte, nothing at the end of the input.
+std::optional<char> ReadByte()
+{
+    char byte = 0;
+    // Single bytes: what stands behind the line is for the next reader.
+    return read(STDIN_FILENO, &byte, 1) == 1 ? std::optional<char>(byte) : std::nullopt;
+}
+
+SecretEnd Dropped(CSecret& line, SecretEnd end)
+{
+    line.Clear();
+    return end;
+}
+
 } // namespace
+
+bool IsInputTyped() { return isatty(STDIN_FILENO) != 0; }
+
+SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop)
+{
+    const CEchoOff echoOff;
+    line.Clear();
+    bool fits = true;
+    for (bool isEmpty = true; !stop();) {
+        if (!HasInput()) {
+            continue;
+        }
+        const std::optional<char> byte = ReadByte();
+        if (!byte && isEmpty) {
+            return SecretEnd::EndOfInput;
+        }
+        if (!byte || *byte == '\n') {
+            line.DropLast('\r');
+            return fits ? SecretEnd::Line : Dropped(line, SecretEnd::TooLong);
+        }
+        isEmpty = false;
+        fits = fits && line.Append(*byte);
+    }
+    return Dropped(line, SecretEnd::Stopped);
+}
 
 bool IsTerminal(Stream stream)
 {

@@ -1,0 +1,134 @@
+// Reading a password from standard input: a pipe, and a terminal that shows nothing of it.
+#include <gtest/gtest.h>
+
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "platform/terminal.h"
+#include "tests/support/case_name.h"
+
+namespace zrtmon::terminal {
+namespace {
+
+/// Stands in for standard input while it exists.
+class CInputFrom {
+public:
+    explicit CInputFrom(int descriptor) : m_before(dup(STDIN_FILENO))
+    {
+        dup2(descriptor, STDIN_FILENO);
+        close(descriptor);
+    }
+    ~CInputFrom()
+    {
+        dup2(m_before, STDIN_FILENO);
+        close(m_before);
+    }
+    CInputFrom(const CInputFrom&) = delete;
+    CInputFrom& operator=(const CInputFrom&) = delete;
+
+private:
+    int m_before;
+};
+
+struct Piped {
+    const char* name;
+    std::string input;
+    std::vector<std::pair<SecretEnd, std::string>> reads;
+};
+
+class SecretFromAPipe : public testing::TestWithParam<Piped> {};
+
+TEST_P(SecretFromAPipe, IsALineAtATime)
+{
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    const CInputFrom input(ends[0]);
+    ASSERT_EQ(static_cast<ssize_t>(GetParam().input.size()),
+              write(ends[1], GetParam().input.data(), GetParam().input.size()));
+    close(ends[1]);
+    EXPECT_FALSE(IsInputTyped());
+    CSecret line;
+    for (const auto& [end, text] : GetParam().reads) {
+        EXPECT_EQ(end, ReadSecret(line, [] { return false; }));
+        EXPECT_EQ(text, line.Text());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Inputs, SecretFromAPipe,
+    testing::Values(Piped{"Nothing", "", {{SecretEnd::EndOfInput, ""}, {SecretEnd::EndOfInput, ""}}},
+                    Piped{"Lines",
+                          "one\ntwo\r\n\nlast",
+                          {{SecretEnd::Line, "one"},
+                           {SecretEnd::Line, "two"},
+                           {SecretEnd::Line, ""},
+                           {SecretEnd::Line, "last"},
+                           {SecretEnd::EndOfInput, ""}}},
+                    Piped{"Longest",
+                          std::string(CSecret::kCapacity, 'x') + "\n",
+                          {{SecretEnd::Line, std::string(CSecret::kCapacity, 'x')}}},
+                    Piped{"TooLong",
+                          std::string(CSecret::kCapacity + 1, 'x') + "\nnext\n",
+                          {{SecretEnd::TooLong, ""}, {SecretEnd::Line, "next"}}}),
+    test::CaseName());
+
+struct TerminalBench {
+    TerminalBench() : input(Open()) {}
+    ~TerminalBench() { close(master); }
+
+    int Open()
+    {
+        int slave = -1;
+        EXPECT_EQ(0, openpty(&master, &slave, nullptr, nullptr, nullptr));
+        return slave;
+    }
+    void Type(const std::string& keys) const
+    {
+        EXPECT_EQ(static_cast<ssize_t>(keys.size()), write(master, keys.data(), keys.size()));
+    }
+    static bool Echoes()
+    {
+        termios settings{};
+        return tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
+    }
+
+    int master = -1;
+    CInputFrom input;
+};
+
+TEST(SecretFromATerminal, IsNotShownAndCanBeStoppedInTheMiddle)
+{
+    const TerminalBench bench;
+    EXPECT_TRUE(IsInputTyped());
+    CSecret line;
+    bool typed = false;
+    EXPECT_EQ(SecretEnd::Line, ReadSecret(line, [&] {
+                  EXPECT_FALSE(TerminalBench::Echoes());
+                  bench.Type(typed ? "" : "sekrez\x7Ft\n"); // corrected while typing
+                  typed = true;
+                  return false;
+              }));
+    EXPECT_EQ("sekret", line.Text());
+    EXPECT_TRUE(TerminalBench::Echoes());
+
+    int calls = 0;
+    EXPECT_EQ(SecretEnd::Stopped, ReadSecret(line, [&] {
+                  bench.Type(calls == 0 ? "half" : "");
+                  return ++calls == 3;
+              }));
+    EXPECT_EQ("", line.Text());
+    EXPECT_TRUE(TerminalBench::Echoes());
+
+    const std::string mark = "mark";
+    ASSERT_EQ(4,
+              write(STDIN_FILENO, mark.data(), mark.size())); // the terminal shows it behind what it echoed
+    std::string shown(64, '\0');
+    shown.resize(static_cast<size_t>(std::max<ssize_t>(0, read(bench.master, shown.data(), shown.size()))));
+    EXPECT_TRUE(shown.ends_with(mark)) << shown;
+    EXPECT_EQ(std::string::npos, shown.find("sekre")) << shown;
+    EXPECT_EQ(std::string::npos, shown.find("half")) << shown;
+}
+
+} // namespace
+} // namespace zrtmon::terminal
