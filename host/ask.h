@@ -1,8 +1,10 @@
 /// Questions to the printer by value name.
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/exit_status.h"
 #include "platform/win32.h"
@@ -18,6 +20,14 @@ struct CAnswer {
 /// Asks through the monitor's GetPrinterDataFromPort with control code 0. requestText is UTF-8, a value name
 /// and its parameters. An answer that is too long for the first buffer is asked for again. Any thread.
 CAnswer Ask(const MONITOR2& table, HANDLE port, const std::string& requestText);
+
+/// As Ask, for an answer that is needed. Throws CHostError.
+std::string AskOrThrow(const MONITOR2& table, HANDLE port, const std::string& requestText);
+
+/// Makes the printer do something that takes passwords, 8-bit text each, as parameters. What is made of them
+/// here is wiped. Any thread. Throws CHostError, which does not show them.
+void SendPasswords(const MONITOR2& table, HANDLE port, const std::string& name,
+                   std::initializer_list<std::string_view> passwords);
 
 struct CNumber {
     std::optional<int> value; ///< nothing when there was no answer, or one that is no number

@@ -22,6 +22,7 @@ void AddPrintCommand(CLI::App& line, RunCommand* chosen);
 void AddGetCommand(CLI::App& line, RunCommand* chosen);
 void AddStatusCommand(CLI::App& line, RunCommand* chosen);
 void AddSettingsCommand(CLI::App& line, RunCommand* chosen);
+void AddPasswordCommand(CLI::App& line, RunCommand* chosen);
 void AddNamesCommand(CLI::App& line, RunCommand* chosen);
 void AddMakeJobCommand(CLI::App& line, RunCommand* chosen);
 void AddDoctorCommand(CLI::App& line, RunCommand* chosen);

@@ -14,8 +14,9 @@ constexpr char kProgram[] = "zrtctl";
 constexpr size_t kStatusColumns = 5;
 constexpr size_t kFormColumns = 23;
 
-constexpr AddCommand kCommands[] = {AddPrintCommand, AddGetCommand,     AddStatusCommand, AddSettingsCommand,
-                                    AddNamesCommand, AddMakeJobCommand, AddDoctorCommand, AddInstallCommands};
+constexpr AddCommand kCommands[] = {AddPrintCommand,    AddGetCommand,      AddStatusCommand,
+                                    AddSettingsCommand, AddPasswordCommand, AddNamesCommand,
+                                    AddMakeJobCommand,  AddDoctorCommand,   AddInstallCommands};
 
 struct CStatusMeaning {
     ExitStatus status;
@@ -27,12 +28,14 @@ constexpr CStatusMeaning kStatuses[] = {
     {ExitStatus::PrinterError,
      "the printer reported an error, gave no fitting answer, or held the job for too long"},
     {ExitStatus::Usage, "the command line is wrong"},
-    {ExitStatus::BadData, "a file holds what it must not: an empty job, a setting out of range"},
+    {ExitStatus::BadData, "a file or a password holds what it must not: an empty job, a setting out of "
+                          "range, too many characters"},
     {ExitStatus::NoInput, "a file cannot be read"},
     {ExitStatus::NoDevice, "the port or the monitor's library cannot be opened"},
     {ExitStatus::CannotCreate, "a file cannot be written"},
     {ExitStatus::Busy, "the port or the printer is busy"},
-    {ExitStatus::NoPermission, "the system does not permit it"},
+    {ExitStatus::NoPermission, "not permitted: the printer refuses the password or none was given, or the "
+                               "system wants an administrator"},
     {ExitStatus::Interrupted, "interrupted"},
 };
 

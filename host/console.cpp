@@ -51,6 +51,15 @@ void CConsole::Progress(const std::string& text)
     Redraw();
 }
 
+void CConsole::Prompt(const std::string& text)
+{
+    if (m_environment.rewritesLine) {
+        Progress(text);
+    } else {
+        Message(text);
+    }
+}
+
 void CConsole::ClearProgress()
 {
     const CSectionHold hold(m_lock);

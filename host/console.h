@@ -30,6 +30,9 @@ public:
     /// Shows the progress in place of what it showed before; cut to the terminal's width. Does nothing where
     /// a line cannot be written over.
     void Progress(const std::string& text);
+    /// Asks a question in place of the progress, to be taken off with ClearProgress; a line of its own where
+    /// a line cannot be written over.
+    void Prompt(const std::string& text);
     void ClearProgress();
 
     bool RewritesLine() const { return m_environment.rewritesLine; }

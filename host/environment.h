@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "platform/print_system.h"
+#include "platform/terminal.h"
 #include "platform/win32.h"
 
 namespace zrtmon::host {
@@ -29,6 +30,10 @@ struct CHostEnvironment {
     std::function<unsigned()> columns; ///< of the terminal behind err
     /// Whether the interrupt key was pressed. Any thread.
     std::function<bool()> wasInterrupted;
+    /// A person types at standard input.
+    bool inputIsTyped = false;
+    /// As terminal::ReadSecret.
+    std::function<terminal::SecretEnd(CSecret& line, const std::function<bool()>& stop)> readSecret;
     std::function<std::unique_ptr<IRunningThread>(std::function<void()> body)> startThread;
     /// Where the monitor's library is looked for, nearest first.
     std::filesystem::path programFolder;

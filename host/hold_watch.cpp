@@ -18,19 +18,20 @@ void CHoldWatch::Update(DWORD now, const CPrintView& view)
         m_lastChange = now;
     }
     const int category = view.values.printerError.value_or(kNoErrorCategory);
-    if (m_isPrinterError && category == kNoErrorCategory) {
+    if (m_isPublished && category == kNoErrorCategory) {
         m_lastChange = now; // the printer goes on: the time that it stood does not count as a pause
     }
     const bool isStalled = !view.finishing && now - m_lastChange >= kStallMs;
     const bool wasHeld = !m_reason.empty();
-    m_isPrinterError = category != kNoErrorCategory;
-    if (m_isPrinterError) {
+    m_isPublished = category != kNoErrorCategory;
+    m_isPasswordWanted = category == kPasswordCategory;
+    if (m_isPublished) {
         m_reason = ErrorReason(category, view.values.deviceError.value_or(0));
     } else {
         m_reason = isStalled ? kStallReason : "";
     }
     if (!wasHeld) {
-        m_heldSince = m_isPrinterError ? now : m_lastChange;
+        m_heldSince = m_isPublished ? now : m_lastChange;
     }
 }
 

@@ -26,14 +26,17 @@ public:
 
     /// Empty while data goes through.
     const std::string& Reason() const { return m_reason; }
-    /// Whether the printer's error is the reason, and not just that it takes nothing.
-    bool IsPrinterError() const { return m_isPrinterError; }
+    /// Whether what the printer has published is the reason, and not just that it takes nothing.
+    bool IsPublished() const { return m_isPublished; }
+    /// Whether that is an error of the printer, and not the want of a password.
+    bool IsPrinterError() const { return m_isPublished && !m_isPasswordWanted; }
     /// Milliseconds for which the data has been held, 0 when it is not.
     DWORD HeldMs(DWORD now) const { return m_reason.empty() ? 0 : now - m_heldSince; }
 
 private:
     std::string m_reason;
-    bool m_isPrinterError = false;
+    bool m_isPublished = false;
+    bool m_isPasswordWanted = false;
     uint64_t m_takenBytes = 0;
     DWORD m_lastChange;    ///< tick at which data was last taken, or an error cleared
     DWORD m_heldSince = 0; ///< tick; has a meaning while there is a reason

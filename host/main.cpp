@@ -30,6 +30,8 @@ int main(int argc, char** argv)
         .colors = isTerminal && terminal::Environment("NO_COLOR").value_or("").empty(),
         .columns = [] { return terminal::Columns(terminal::Stream::Error); },
         .wasInterrupted = terminal::CInterruptKey::WasPressed,
+        .inputIsTyped = terminal::IsInputTyped(),
+        .readSecret = terminal::ReadSecret,
         .startThread = [](std::function<void()> body) -> std::unique_ptr<host::IRunningThread> {
             return std::make_unique<CSystemThread>(std::move(body));
         },

@@ -3,6 +3,7 @@
 #include "host/command.h"
 #include "host/file.h"
 #include "host/print_run.h"
+#include "host/status_words.h"
 #include "host/text.h"
 #include "host/value_names.h"
 
@@ -13,7 +14,8 @@ constexpr DWORD kLargestPiece = 16 * 1024 * 1024;
 constexpr DWORD kLongestHoldSeconds = 7 * 24 * 60 * 60;
 
 struct CPrintArguments {
-    std::string file;
+    std::vector<std::string> files;
+    std::string policy;
     CSessionOptions session;
     CPrintOptions print;
 };
@@ -32,28 +34,78 @@ void CheckAskNames(const std::vector<std::string>& names)
     }
 }
 
+struct CJobFile {
+    std::filesystem::path path;
+    std::string bytes;
+};
+
+/// All of them, so that none is printed when one cannot be.
+std::vector<CJobFile> ReadJobs(const std::vector<std::string>& files)
+{
+    std::vector<CJobFile> jobs;
+    for (const std::string& file : files) {
+        const std::filesystem::path path = PathFromUtf8(file);
+        jobs.push_back({path, ReadWholeFile(path)});
+        if (jobs.back().bytes.empty()) {
+            throw CHostError(ExitStatus::BadData,
+                             DisplayPath(path) + ": is empty, there is nothing to print");
+        }
+    }
+    return jobs;
+}
+
+/// Where the monitor finds the file, wherever it runs; nothing for no file.
+std::wstring PolicyPath(const std::string& file)
+{
+    if (file.empty()) {
+        return {};
+    }
+    const std::filesystem::path path = std::filesystem::absolute(PathFromUtf8(file));
+    ReadWholeFile(path); // the monitor says nothing of one that it cannot read
+    return WidePath(path);
+}
+
+void NamePolicy(CSpoolerSession& session, std::wstring path)
+{
+    wchar_t valueName[] = L"ConfigurationFile";
+    const auto size = static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t));
+    const DWORD error =
+        SetPrinterDataW(session.Printer(), valueName, REG_SZ, reinterpret_cast<LPBYTE>(path.data()), size);
+    if (error != ERROR_SUCCESS) {
+        throw CHostError(ExitStatus::NoDevice,
+                         "the spooler does not keep the policy: " + PortErrorWords(error));
+    }
+}
+
+/// The jobs one after the other, up to the first that is not printed well.
 ExitStatus Print(const CPrintArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
     CheckAskNames(arguments.print.askNames);
-    const std::filesystem::path path = PathFromUtf8(arguments.file);
-    std::string bytes = ReadWholeFile(path);
-    if (bytes.empty()) {
-        throw CHostError(ExitStatus::BadData, DisplayPath(path) + ": is empty, there is nothing to print");
-    }
+    std::vector<CJobFile> jobs = ReadJobs(arguments.files);
+    const std::wstring policy = PolicyPath(arguments.policy);
     CSpoolerSession session(arguments.session, environment);
-    console.Message("printing " + DisplayPath(path) + " (" + ByteCount(bytes.size()) + ") on " +
-                    Printable(arguments.session.port));
-    CPrintRun run(session, arguments.print, environment, console);
-    return run.Run(bytes, DisplayPath(path.filename()));
+    if (!policy.empty()) {
+        NamePolicy(session, policy);
+    }
+    for (CJobFile& job : jobs) {
+        console.Message("printing " + DisplayPath(job.path) + " (" + ByteCount(job.bytes.size()) + ") on " +
+                        ShownPort(arguments.session.port));
+        CPrintRun run(session, arguments.print, environment, console);
+        const ExitStatus status = run.Run(job.bytes, DisplayPath(job.path.filename()));
+        if (status != ExitStatus::Done) {
+            return status;
+        }
+    }
+    return ExitStatus::Done;
 }
 
 } // namespace
 
 void AddPrintCommand(CLI::App& line, RunCommand* chosen)
 {
-    CLI::App* command = line.add_subcommand("print", "Print a job file");
+    CLI::App* command = line.add_subcommand("print", "Print job files, one after the other");
     const auto arguments = std::make_shared<CPrintArguments>();
-    command->add_option("FILE", arguments->file, "The job, as the printer driver made it")->required();
+    command->add_option("FILE", arguments->files, "A job, as the printer driver made it")->required();
     AddSessionOptions(*command, arguments->session);
     command->add_option("--piece", arguments->print.pieceBytes, "Bytes offered to the monitor at a time")
         ->type_name("BYTES")
@@ -61,7 +113,11 @@ void AddPrintCommand(CLI::App& line, RunCommand* chosen)
         ->capture_default_str();
     command->add_option("--ask", arguments->print.askNames, "Ask these value names while the job prints")
         ->type_name("NAME,...")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    command
+        ->add_option("--policy", arguments->policy, "The file that says how often a password is to be given")
+        ->type_name("FILE");
     command
         ->add_option("--give-up", arguments->print.giveUpSeconds, "Delete the job once it was held so long")
         ->type_name("SECONDS")

@@ -116,31 +116,52 @@ void CPrintRun::Offer(std::string& bytes)
 void CPrintRun::Watch(CDocument& document, CProgress& progress)
 {
     CHoldWatch hold(m_startTick);
+    CPasswordReader reader(m_environment, m_console);
+    CPasswordSupply supply(m_session, reader, m_console);
     do {
-        const DWORD now = GetTickCount();
-        const CPrintView view = View();
-        hold.Update(now, view);
+        const CPrintView view = Look(document, hold);
         progress.Show(view, hold);
-        StopIfDue(document, hold, now);
+        SupplyPassword(document, hold, view, supply);
     } while (WaitForSingleObject(m_done.Get(), kWatchMs) == WAIT_TIMEOUT);
 }
 
-void CPrintRun::StopIfDue(CDocument& document, const CHoldWatch& hold, DWORD now)
+/// Notes how the job stands now, and stops it when there is a reason.
+CPrintView CPrintRun::Look(CDocument& document, CHoldWatch& hold)
+{
+    const DWORD now = GetTickCount();
+    CPrintView view = View();
+    hold.Update(now, view);
+    if (m_environment.wasInterrupted()) {
+        DeleteJob(document, Stop::Interrupted, "interrupted: the job is deleted");
+    } else if (m_options.giveUpSeconds > 0 && hold.HeldMs(now) >= m_options.giveUpSeconds * 1000) {
+        DeleteJob(document, Stop::GaveUp, "held for too long: the job is deleted");
+    }
+    return view;
+}
+
+/// Reads a password when the printer wants one; the job is looked after meanwhile.
+void CPrintRun::SupplyPassword(CDocument& document, CHoldWatch& hold, const CPrintView& view,
+                               CPasswordSupply& supply)
+{
+    const auto isNoLongerWanted = [&] {
+        const bool isWanted = Look(document, hold).values.printerError == kPasswordCategory;
+        return !isWanted || m_stop != Stop::No || WaitForSingleObject(m_done.Get(), 0) == WAIT_OBJECT_0;
+    };
+    if (m_stop == Stop::No && !supply.Look(view.values, isNoLongerWanted)) {
+        DeleteJob(document, Stop::NoPassword, "standard input has ended: the job is deleted");
+    }
+}
+
+/// Only once; the first reason counts.
+void CPrintRun::DeleteJob(CDocument& document, Stop reason, const char* message)
 {
     if (m_stop != Stop::No) {
         return;
     }
-    const bool isTimeUp = m_options.giveUpSeconds > 0 && hold.HeldMs(now) >= m_options.giveUpSeconds * 1000;
-    const bool isInterrupted = m_environment.wasInterrupted();
-    if (!isTimeUp && !isInterrupted) {
-        return;
-    }
-    m_console.Message(isInterrupted ? "interrupted: the job is deleted"
-                                    : "held for too long: the job is deleted",
-                      Tone::Warning);
+    m_console.Message(message, Tone::Warning);
     // The job first: the monitor looks at it as soon as the document ends.
     document.DeleteJob();
-    m_stop = isInterrupted ? Stop::Interrupted : Stop::GaveUp;
+    m_stop = reason;
 }
 
 CPrintView CPrintRun::View() const
@@ -173,8 +194,15 @@ void CPrintRun::TellValues(const std::optional<int>& category)
 
 ExitStatus CPrintRun::Conclude(bool ended, const CNumber& category)
 {
-    if (m_stop != Stop::No) {
-        return m_stop == Stop::Interrupted ? ExitStatus::Interrupted : ExitStatus::PrinterError;
+    switch (m_stop) {
+    case Stop::Interrupted:
+        return ExitStatus::Interrupted;
+    case Stop::GaveUp:
+        return ExitStatus::PrinterError;
+    case Stop::NoPassword:
+        return ExitStatus::NoPermission;
+    case Stop::No:
+        break;
     }
     if (!ended) {
         throw CHostError(ExitStatus::NoDevice, "the port does not end the document");

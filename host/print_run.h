@@ -11,6 +11,7 @@
 #include "host/console.h"
 #include "host/environment.h"
 #include "host/exit_status.h"
+#include "host/password_supply.h"
 #include "host/progress.h"
 #include "host/spooler_session.h"
 #include "platform/sync.h"
@@ -36,13 +37,16 @@ public:
     ExitStatus Run(std::string& bytes, const std::string& documentName);
 
 private:
-    enum class Stop { No, Interrupted, GaveUp };
+    enum class Stop { No, Interrupted, GaveUp, NoPassword };
 
     CNumber AskDevice(const std::string& name);
     bool Print(std::string& bytes, const std::string& documentName, CProgress& progress);
     void Offer(std::string& bytes);
     void Watch(CDocument& document, CProgress& progress);
-    void StopIfDue(CDocument& document, const CHoldWatch& hold, DWORD now);
+    CPrintView Look(CDocument& document, CHoldWatch& hold);
+    void SupplyPassword(CDocument& document, CHoldWatch& hold, const CPrintView& view,
+                        CPasswordSupply& supply);
+    void DeleteJob(CDocument& document, Stop reason, const char* message);
     CPrintView View() const;
     void TellEnd(const CProgress& progress);
     void TellValues(const std::optional<int>& category);

@@ -31,7 +31,7 @@ void CProgress::TellHold(const CHoldWatch& hold)
     if (hold.Reason() == m_toldReason) {
         return;
     }
-    const bool isNews = hold.IsPrinterError() || !m_toldPause;
+    const bool isNews = hold.IsPublished() || !m_toldPause;
     if (!hold.Reason().empty() && isNews) {
         m_console.Message("held back: " + hold.Reason(), Tone::Warning);
     } else if (m_toldError && !hold.IsPrinterError()) {
@@ -39,7 +39,7 @@ void CProgress::TellHold(const CHoldWatch& hold)
     }
     m_toldReason = hold.Reason();
     m_toldError = hold.IsPrinterError();
-    m_toldPause = m_toldPause || (!m_toldReason.empty() && !m_toldError);
+    m_toldPause = m_toldPause || (!m_toldReason.empty() && !hold.IsPublished());
 }
 
 void CProgress::TellCards(const CPrintView& view)

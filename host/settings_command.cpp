@@ -22,19 +22,9 @@ struct CSettingsArguments {
 using SettingsAction = ExitStatus (*)(const CSettingsArguments& arguments, CHostEnvironment& environment,
                                       CConsole& console);
 
-std::string AskOrThrow(CSpoolerSession& session, const std::string& requestText)
-{
-    const CAnswer answer = Ask(session.Table(), session.Port(), requestText);
-    if (!answer.answered) {
-        throw CHostError(QueryStatus(answer.error),
-                         Printable(requestText) + ": " + QueryErrorWords(answer.error));
-    }
-    return answer.text;
-}
-
 std::vector<CSetting> ReadSettings(CSpoolerSession& session)
 {
-    return ParseSettings(AskOrThrow(session, "CurrentSettings"));
+    return ParseSettings(AskOrThrow(session.Table(), session.Port(), "CurrentSettings"));
 }
 
 std::string SettingLine(const CSetting& setting, size_t nameWidth)
@@ -81,7 +71,7 @@ void WriteSettings(CSpoolerSession& session, const CSettingsArguments& arguments
         throw CHostError(ExitStatus::NoDevice,
                          "the spooler does not keep the settings: " + PortErrorWords(error));
     }
-    AskOrThrow(session, "InitializeSettings/" + arguments.session.printer);
+    AskOrThrow(session.Table(), session.Port(), "InitializeSettings/" + arguments.session.printer);
 }
 
 /// Reads the settings back and looks whether the printer holds the changes.

@@ -1,5 +1,7 @@
 #include "host/spooler_session.h"
 
+#include <algorithm>
+
 #include "host/exit_status.h"
 #include "host/file.h"
 #include "host/status_words.h"
@@ -17,7 +19,7 @@ sim::PortName CheckedPort(const std::string& port)
     std::string problem;
     const std::optional<sim::PortName> name = sim::ParsePortName(WideFromUtf8(port), &problem);
     if (!name) {
-        throw CHostError(ExitStatus::Usage, problem);
+        throw CHostError(ExitStatus::Usage, ShownPort(problem));
     }
     return *name;
 }
@@ -61,6 +63,18 @@ std::optional<int> ReadNumber(HANDLE printer, std::wstring valueName)
 
 } // namespace
 
+std::string ShownPort(const std::string& port)
+{
+    constexpr std::string_view kOption = "-password=";
+    std::string shown = Printable(port);
+    for (size_t at = shown.find(kOption); at != std::string::npos; at = shown.find(kOption, at)) {
+        at += kOption.size();
+        const size_t end = std::min(shown.find_first_of(",'", at), shown.size());
+        shown.replace(at, end - at, end > at ? "**" : "");
+    }
+    return shown;
+}
+
 CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvironment& environment)
     : m_printerName(CheckedPrinterName(options.printer)),
       m_hasDevice(CheckedPort(options.port).kind == sim::PortName::Kind::Printer),
@@ -74,7 +88,7 @@ CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvi
     if (!opened) {
         const DWORD error = GetLastError();
         throw CHostError(PortStatus(error),
-                         "port " + Printable(options.port) + ": cannot be opened, " + PortErrorWords(error));
+                         "port " + ShownPort(options.port) + ": cannot be opened, " + PortErrorWords(error));
     }
 }
 

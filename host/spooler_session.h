@@ -21,6 +21,9 @@ struct CSessionOptions {
     std::string trace;                    ///< path of the trace file; empty: none
 };
 
+/// A port's name fit to show: without the passwords that a simulated printer may be set up with.
+std::string ShownPort(const std::string& port);
+
 /// What the monitor has published of the printer's state.
 struct CPublished {
     std::optional<int> printerStatus;

@@ -16,6 +16,7 @@ constexpr CCategory kCategories[] = {
     {kNoErrorCategory, kNoErrorCategory, "no error"},
     {6, 6, "waiting for the printer"},
     {20, 26, "ribbon"},
+    {kPasswordCategory, kPasswordCategory, "waiting for a password"},
 };
 
 struct CErrorWords {
@@ -73,6 +74,9 @@ std::string PrinterStatusWords(int status)
 
 std::string ErrorReason(int category, int code)
 {
+    if (category == kPasswordCategory) {
+        return CategoryWords(category);
+    }
     return CategoryWords(category) + " (error " + std::to_string(code) + ", category " +
            std::to_string(category) + ')';
 }

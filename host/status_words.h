@@ -10,6 +10,9 @@ namespace zrtmon::host {
 /// Category that says that the printer has no error.
 inline constexpr int kNoErrorCategory = 1;
 
+/// Category that the monitor publishes while a job is held for want of a password.
+inline constexpr int kPasswordCategory = 100;
+
 /// "PrinterError": the category of the printer's error.
 std::string CategoryWords(int category);
 /// "DeviceError": the printer's own code.

@@ -129,6 +129,7 @@ std::string Escaped(std::string_view text, bool onlyUtf8)
 std::wstring WideFromUtf8(std::string_view text)
 {
     std::wstring wide;
+    wide.reserve(text.size()); // as much as it can become: whoever wipes it wipes all of it
     while (!text.empty()) {
         const CDecoded next = Decode(text);
         AppendWide(wide, next.code);

@@ -20,9 +20,11 @@ constexpr CValueName kValueNames[] = {
     {"DefaultSettings", Query, "", "the factory's settings, in the form of CurrentSettings",
      "DefaultSettings"},
     {"DeviceError", Unserved, "", "", ""},
-    {"DisablePassword", Action, "CURRENT", "turns the password protection off", "DisablePassword/secret"},
+    {"DisablePassword", ValueKind::Password, "CURRENT", "turns the password protection off",
+     "zrtctl password disable"},
     {"EnableOemSupplies", Action, "", "makes the printer take supplies of other makes", "EnableOemSupplies"},
-    {"EnablePassword", Action, "CURRENT", "turns the password protection on", "EnablePassword/secret"},
+    {"EnablePassword", ValueKind::Password, "CURRENT", "turns the password protection on",
+     "zrtctl password enable"},
     {"FilmInfo", Unserved, "", "", ""},
     {"HopperSelect", Unserved, "", "", ""},
     {"InitializeSettings", Action, "PRINTER", "writes the settings stored for that printer, and answers them",
@@ -34,7 +36,8 @@ constexpr CValueName kValueNames[] = {
     {"MoveTo", Action, "0 to 6", "moves the card by that number of the move table", "MoveTo/3"},
     {"MoveToEx", Unserved, "", "", ""},
     {"PassthroughOut", Unserved, "", "", ""},
-    {"Password", Action, "CURRENT", "presents the password, so that held jobs may print", "Password/secret"},
+    {"Password", ValueKind::Password, "CURRENT", "presents the password, so that held jobs may print",
+     "zrtctl password check"},
     {"PrinterError", Query, "", "category of the printer's error, 1 for none", "PrinterError"},
     {"ReadMagStrip", Unserved, "", "", ""},
     {"ReadMagStripEx", Unserved, "", "", ""},
@@ -43,9 +46,10 @@ constexpr CValueName kValueNames[] = {
     {"SecurityInfo", Query, "", "Validation, OemSupplies and Password, each 1 or 0", "SecurityInfo"},
     {"SensorStatus", Unserved, "", "", ""},
     {"SerialNumber", Query, "", "the printer's serial number", "SerialNumber"},
-    {"SetAdminPassword", Action, "CURRENT/NEW", "sets the administrator's password",
-     "SetAdminPassword/secret/changed"},
-    {"SetUserPassword", Action, "CURRENT/NEW", "sets the user's password", "SetUserPassword/secret/changed"},
+    {"SetAdminPassword", ValueKind::Password, "CURRENT/NEW", "sets the administrator's password",
+     "zrtctl password set-admin"},
+    {"SetUserPassword", ValueKind::Password, "CURRENT/NEW", "sets the user's password",
+     "zrtctl password set-user"},
     {"SimulateButtonPress", Action, "0 or 2", "presses a button of the front panel", "SimulateButtonPress/0"},
     {"StationStatus", Query, "0 to 5", "state of that station, -1 when no bay holds it", "StationStatus/2"},
     {"UtilityCommand", Action, "1, 2 or 9", "runs a utility of the printer; 9 takes ten seconds",
@@ -89,6 +93,9 @@ std::string RequestProblem(std::string_view requestText)
     }
     if (row->kind == Unserved) {
         return name + ": this printer family has no answer to it; \"zrtctl names\" lists the ones it has";
+    }
+    if (row->kind == ValueKind::Password) {
+        return name + ": passwords are not taken from the command line; see " + std::string(row->example);
     }
     if (!row->parameters.empty() && requestText.find('/') == std::string_view::npos) {
         return name + ": needs parameters (" + std::string(row->parameters) + "), for example " +

@@ -33,6 +33,7 @@ TEST_P(CommandLine, IsRefusedInOneLine)
     ASSERT_EQ(1u, lines.size()) << result.err;
     EXPECT_EQ(0u, lines[0].find("zrtctl: ")) << lines[0];
     EXPECT_NE(std::string::npos, lines[0].find(GetParam().message)) << lines[0];
+    EXPECT_EQ(std::string::npos, lines[0].find("s3cr3t")) << "a password is shown";
     EXPECT_EQ(0u, script.Count("OpenPortEx")) << "the port was opened all the same";
 }
 
@@ -43,7 +44,10 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"UnknownCommand", {"prnit", "@job"}, 64, "prnit: no such command; the nearest is print"},
         Refusal{"UnknownOption", {"get", "CardCount", "--jsn"}, 64, "--jsn"},
         Refusal{"OptionWithoutValue", {"print", "@job", "--port"}, 64, "--port"},
-        Refusal{"NoFile", {"print"}, 64, "FILE"}, Refusal{"SecondFile", {"print", "@job", "@job"}, 64, "job"},
+        Refusal{"NoFile", {"print"}, 64, "FILE"},
+        Refusal{"SecondFileMissing", {"print", "@job", "@none"}, 66, "none: "},
+        Refusal{"PolicyMissing", {"print", "@job", "--policy", "@none"}, 66, "none: "},
+        Refusal{"PolicyIsAFolder", {"print", "@job", "--policy", "@"}, 66, "is a folder"},
         Refusal{"MissingFile", {"print", "@none"}, 66, "none: "},
         Refusal{"FolderForFile", {"print", "@"}, 66, "is a folder"},
         Refusal{"EmptyJob", {"print", "@empty"}, 65, "empty: is empty"},
@@ -59,6 +63,10 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"NameOfControls", {"get", "\x1b[2J"}, 64, "\\x1b[2J: no such"},
         Refusal{"UnservedName", {"get", "filminfo"}, 64, "filminfo: this printer family"},
         Refusal{"NameWithoutParameters", {"get", "StationStatus"}, 64, "StationStatus/2"},
+        Refusal{"PasswordAsArgument", {"get", "Password/s3cr3t"}, 64, "Password: passwords are not taken"},
+        Refusal{"PasswordWithoutAction", {"password"}, 64, "required"},
+        Refusal{
+            "PasswordBehindItsCommand", {"password", "check", "s3cr3t"}, 64, "check takes no such argument"},
         Refusal{"SettingsWithoutAction", {"settings"}, 64, "required"},
         Refusal{"SettingWithoutValue", {"settings", "set", "FeedPWM"}, 64, "FeedPWM: is not NAME=VALUE"},
         Refusal{"SettingOfWords", {"settings", "set", "FeedPWM=much"}, 64, "FeedPWM=much"},
@@ -82,7 +90,7 @@ TEST(CommandLineHelp, ListsEveryExitStatusEverywhere)
         EXPECT_EQ(0, result.status);
         EXPECT_EQ("", result.err);
         for (const char* line : {"\n  0    ", "\n  1    ", "\n  64   ", "\n  65   ", "\n  66   ", "\n  69   ",
-                                 "\n  73   ", "\n  75   ", "\n  130  "}) {
+                                 "\n  73   ", "\n  75   ", "\n  77   ", "\n  130  "}) {
             EXPECT_NE(std::string::npos, result.out.find(line)) << arguments[0] << ": " << line;
         }
     }

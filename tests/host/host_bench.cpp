@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/command_line.h"
+#include "simulator/job_builder.h"
 
 namespace zrtmon::test {
 namespace {
@@ -47,6 +48,9 @@ CommandResult HostBench::Run(const std::vector<std::string>& arguments)
         .colors = colors,
         .columns = [this] { return columns; },
         .wasInterrupted = [this] { return interruptAtMs && clock.Elapsed() >= *interruptAtMs; },
+        .inputIsTyped = typed,
+        .readSecret = [this](CSecret& line,
+                             const std::function<bool()>& stop) { return ReadSecret(line, stop); },
         .startThread = [](std::function<void()> body) -> std::unique_ptr<host::IRunningThread> {
             return std::make_unique<CClockThread>(std::move(body));
         },
@@ -72,6 +76,28 @@ CommandResult HostBench::Run(const std::vector<std::string>& arguments)
     return {status, out.str(), err.str()};
 }
 
+terminal::SecretEnd HostBench::ReadSecret(CSecret& line, const std::function<bool()>& stop)
+{
+    constexpr DWORD kTypingMs = 1000;
+    constexpr DWORD kStepMs = 50;
+    line.Clear();
+    for (DWORD waited = 0; typed && (waited < kTypingMs || input.empty()); waited += kStepMs) {
+        if (stop()) {
+            return terminal::SecretEnd::Stopped;
+        }
+        Sleep(kStepMs);
+    }
+    if (input.empty()) {
+        return terminal::SecretEnd::EndOfInput;
+    }
+    const std::string next = input.front();
+    input.erase(input.begin());
+    for (const char byte : next) {
+        line.Append(byte);
+    }
+    return terminal::SecretEnd::Line;
+}
+
 void HostBench::WriteFile(const std::string& name, const std::string& bytes) const
 {
     std::ofstream(m_folder / name, std::ios::binary) << bytes;
@@ -91,6 +117,40 @@ std::vector<std::string> Lines(const std::string& text)
         lines.push_back(line);
     }
     return lines;
+}
+
+std::string JobBytes(uint32_t cards)
+{
+    sim::JobShape shape;
+    shape.cards = cards;
+    const std::vector<uint8_t> bytes = sim::BuildJob(shape).bytes;
+    return {bytes.begin(), bytes.end()};
+}
+
+bool Contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+size_t CountOf(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& parts)
+{
+    size_t at = 0;
+    for (const std::string& part : parts) {
+        at = text.find(part, at);
+        if (at == std::string::npos) {
+            return testing::AssertionFailure() << "'" << part << "' is missing or too early in\n" << text;
+        }
+    }
+    return testing::AssertionSuccess();
 }
 
 } // namespace zrtmon::test

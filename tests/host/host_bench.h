@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "host/environment.h"
 #include "platform/virtual_clock.h"
 
@@ -34,6 +36,8 @@ public:
     VirtualClock clock;
     bool terminal = false;
     bool colors = false;
+    std::vector<std::string> input; ///< lines of standard input that have not been read yet
+    bool typed = false;             ///< by a person, who takes a second for each and is away without any
     unsigned columns = 80;
     std::optional<uint64_t> interruptAtMs;     ///< on the clock
     host::InitializeMonitor monitor = nullptr; ///< in place of the real library
@@ -41,10 +45,20 @@ public:
     std::filesystem::path programFolder;       ///< where the real library is looked for; set to its place
 
 private:
+    terminal::SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop);
+
     std::filesystem::path m_folder;
 };
 
 /// Lines of a text, without their ends.
 std::vector<std::string> Lines(const std::string& text);
+
+/// A job of so many plain cards.
+std::string JobBytes(uint32_t cards);
+
+bool Contains(const std::string& text, const std::string& part);
+size_t CountOf(const std::string& text, const std::string& part);
+/// Whether the texts stand in the other one in this order.
+testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& parts);
 
 } // namespace zrtmon::test

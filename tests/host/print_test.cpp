@@ -5,50 +5,12 @@
 
 #include "host/hold_watch.h"
 #include "platform/spooler_admin.h"
-#include "simulator/job_builder.h"
 #include "tests/host/host_bench.h"
 #include "tests/host/scripted_monitor.h"
 #include "tests/support/case_name.h"
 
 namespace zrtmon::test {
 namespace {
-
-using Texts = std::vector<std::string>;
-
-std::string JobBytes(uint32_t cards)
-{
-    sim::JobShape shape;
-    shape.cards = cards;
-    const std::vector<uint8_t> bytes = sim::BuildJob(shape).bytes;
-    return {bytes.begin(), bytes.end()};
-}
-
-bool Contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-size_t CountOf(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
-/// Whether the texts stand in the other one in this order.
-testing::AssertionResult InOrder(const std::string& text, const Texts& parts)
-{
-    size_t at = 0;
-    for (const std::string& part : parts) {
-        at = text.find(part, at);
-        if (at == std::string::npos) {
-            return testing::AssertionFailure() << "'" << part << "' is missing or too early in\n" << text;
-        }
-    }
-    return testing::AssertionSuccess();
-}
 
 /// A printer without errors behind the scripted monitor.
 std::optional<ScriptedMonitor::Answer> HealthyPrinter(const std::string& requestText)

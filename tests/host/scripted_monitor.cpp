@@ -31,6 +31,9 @@ struct ScriptedMonitor::Entries {
     static BOOL WINAPI ClosePort(HANDLE)
     {
         g_script->Note("ClosePort");
+        if (g_script->onClose) {
+            g_script->onClose();
+        }
         return TRUE;
     }
 

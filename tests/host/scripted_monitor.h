@@ -38,6 +38,8 @@ public:
     std::function<DWORD(DWORD size)> take;
     /// Called in EndDocPort.
     std::function<void()> onEnd;
+    /// Called in ClosePort.
+    std::function<void()> onClose;
     /// The answer to a request text; error 87 where there is none.
     std::function<std::optional<Answer>(const std::string& requestText)> answer;
 
