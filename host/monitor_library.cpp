@@ -12,7 +12,7 @@ constexpr char kInitializeName[] = "InitializePrintMonitor2";
 std::filesystem::path FindLibrary(const CHostEnvironment& environment)
 {
     const std::filesystem::path folders[] = {environment.programFolder,
-                                             environment.programFolder.parent_path() / "lib"};
+                                             environment.programFolder.parent_path() / "libexec" / "zrtmon"};
     for (const std::filesystem::path& folder : folders) {
         std::error_code error;
         if (std::filesystem::exists(folder / environment.libraryFile, error)) {

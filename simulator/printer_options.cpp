@@ -149,7 +149,12 @@ std::string NameHint(std::string_view name)
     return nearest ? "did you mean '" + std::string(nearest->name) + "'?" : "known are " + all;
 }
 
-std::string Quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+std::string Quoted(std::string_view text)
+{
+    std::string quoted = "'";
+    quoted.append(text).append("'");
+    return quoted;
+}
 
 /// Stores one "name=value"; answers what is wrong with it, empty when nothing is.
 std::string TakeOption(std::string_view text, PrinterOptions& options)

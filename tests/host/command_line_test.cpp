@@ -96,10 +96,10 @@ TEST(CommandLineHelp, ListsEveryExitStatusEverywhere)
     }
 }
 
-TEST(MonitorLibrary, IsFoundBesideTheProgramOrInTheLibFolderNextToIt)
+TEST(MonitorLibrary, IsFoundBesideTheProgramOrInItsPrivateFolder)
 {
     const std::filesystem::path library = ZRTMON_LIBRARY;
-    for (const char* place : {"bin", "lib", "elsewhere"}) {
+    for (const char* place : {"bin", "libexec/zrtmon", "elsewhere"}) {
         SCOPED_TRACE(place);
         HostBench bench;
         bench.programFolder = bench.Folder() / "bin";
