@@ -46,36 +46,26 @@ INSTANTIATE_TEST_SUITE_P(
     Texts, DeviceCommand,
     testing::Values(
         CommandCase{"UtilityNoSlash", L"UtilityCommand", {}},
-        CommandCase{"UtilityEmpty", L"UtilityCommand/", ""}, CommandCase{"Utility0", L"UtilityCommand/0", ""},
+        CommandCase{"Utility0", L"UtilityCommand/0", ""},
         CommandCase{"Utility1", L"UtilityCommand/1", Esc("TRT")},
         CommandCase{"Utility2", L"UtilityCommand/2", Esc("TCT")},
-        CommandCase{"Utility3", L"UtilityCommand/3", ""},
         CommandCase{"Utility9", L"UtilityCommand/9", Esc("TLT"), 10000},
         CommandCase{"UtilityFirstOfTwo", L"UtilityCommand/9/4", Esc("TLT"), 10000},
-        CommandCase{"UtilityOnlyTheFirst", L"UtilityCommand/4/9", ""},
-        CommandCase{"UtilityBlanksAndSign", L"UtilityCommand/ \t+2x", Esc("TCT")},
-        CommandCase{"UtilityNegative", L"UtilityCommand/-1", ""},
         // The 32nd character, a nine, is not looked at.
         CommandCase{"UtilityLongNumber", L"UtilityCommand/00000000000000000000000000000019", Esc("TRT")},
         CommandCase{"ButtonNoSlash", L"SimulateButtonPress", {}},
         CommandCase{"ButtonEmpty", L"SimulateButtonPress/", Esc("B1")},
-        CommandCase{"Button0", L"SimulateButtonPress/0", Esc("B1")},
         CommandCase{"Button1", L"SimulateButtonPress/1", ""},
         CommandCase{"Button2", L"SimulateButtonPress/2/7", Esc("B2")},
-        CommandCase{"Button3", L"SimulateButtonPress/3", ""},
-        CommandCase{"Button4", L"SimulateButtonPress/4", ""},
         CommandCase{"Button5", L"SimulateButtonPress/5", ""},
-        CommandCase{"ButtonNegative", L"SimulateButtonPress/-1", ""},
         CommandCase{"ButtonBeyondInt", L"SimulateButtonPress/4294967296", ""},
         CommandCase{"MoveNoSlash", L"MoveTo", {}}, CommandCase{"MoveEmpty", L"MoveTo/", Esc("e")},
-        CommandCase{"Move0", L"MoveTo/0", Esc("e")}, CommandCase{"Move1", L"MoveTo/1", Esc("d")},
-        CommandCase{"Move2", L"moveto/2", Esc("i") + Esc("S1")},
+        CommandCase{"Move1", L"MoveTo/1", Esc("d")}, CommandCase{"Move2", L"moveto/2", Esc("i") + Esc("S1")},
         CommandCase{"Move3", L"MoveTo/3", Esc("PPL") + Esc("i")},
         CommandCase{"Move4", L"MoveTo/4", Esc("PIL") + Esc("i")},
         CommandCase{"Move5", L"MoveTo/5", Esc("PML") + Esc("i")},
         CommandCase{"Move6", L"MoveTo/6", Esc("i") + Esc("r")}, CommandCase{"Move7", L"MoveTo/7", ""},
-        CommandCase{"MoveNegative", L"MoveTo/-1", ""}, CommandCase{"Cancel", L"CancelPrint", kCancel},
-        CommandCase{"CancelWithText", L"CancelPrint/2/7", kCancel}),
+        CommandCase{"MoveNegative", L"MoveTo/-1", ""}, CommandCase{"Cancel", L"CancelPrint", kCancel}),
     test::CaseName{});
 
 TEST(UtilityCommand, GivesItsParametersAsNumbers)
@@ -85,12 +75,9 @@ TEST(UtilityCommand, GivesItsParametersAsNumbers)
         uint32_t index;
         int number;
     };
-    for (const Case& c : {Case{L"n/5/17", 1, 17},
-                          {L"n/5", 1, -1},
-                          {L"n/", 0, 0},
+    for (const Case& c : {Case{L"n/", 0, 0},
                           {L"n/", 1, -1},
                           {L"n//", 1, 0},
-                          {L"n//", 2, -1},
                           {L"n/x/-3y/ 4", 0, 0},
                           {L"n/x/-3y/ 4", 1, -3},
                           {L"n/x/-3y/ 4", 2, 4},
@@ -131,12 +118,6 @@ TEST_P(Station, IsLookedForInBothBays)
     ASSERT_NE(nullptr, bay1);
     CData* bay2 = bay1->GetNext();
     ASSERT_NE(nullptr, bay2);
-    EXPECT_EQ(Esc("NB"), CommandOf(*bay1));
-    EXPECT_EQ(Esc("NC"), CommandOf(*bay2));
-    for (CData* bay : {bay1, bay2}) {
-        EXPECT_EQ(250u, bay->GetSendDelay());
-        EXPECT_EQ(CData::kReceiveFromPort, bay->GetReceiveMethod());
-    }
     const bool found = Take(*bay1, GetParam().bay1) && Take(*bay2, GetParam().bay2);
     EXPECT_EQ(!GetParam().answer.empty(), found);
     if (found) {
@@ -151,13 +132,10 @@ INSTANTIATE_TEST_SUITE_P(
                     StationCase{"InBothTheSecondCounts", L"StationStatus/4", "Bay1:3,1", "Bay2:3,9", "9"},
                     StationCase{"InNeither", L"StationStatus/5", "Bay1:4,7;", "Bay2:1,12;", "-1"},
                     StationCase{"Station5", L"StationStatus/5", "Bay1:2,8;", "Bay2:1,12;", "6"},
-                    StationCase{"Station0", L"StationStatus/0", "Bay1:4,7", "Bay2:,7", "-1"},
-                    StationCase{"Station1", L"StationStatus/1", "Bay1:1,7", "Bay2:0,7", "-1"},
                     StationCase{"NoNumberIsStation0", L"StationStatus/", "Bay1:4,7", "Bay2:4,7", "-1"},
                     StationCase{"Station6", L"StationStatus/6", "Bay1:4,7", "Bay2:4,7", ""},
                     StationCase{"StationNegative", L"StationStatus/-1", "Bay1:4,7", "Bay2:4,7", ""},
                     StationCase{"StateNotInTheTable", L"StationStatus/2", "Bay1:4,13;", "Bay2:1,0;", "13"},
-                    StationCase{"StateWithZeroInFront", L"StationStatus/2", "Bay1:4,01", "Bay2:1,0", "01"},
                     // State 0 of bay 2 reads like "not there", and bay 1 answers.
                     StationCase{"StateZeroInBay2", L"StationStatus/2", "Bay1:4,1", "Bay2:4,0", "0"},
                     StationCase{"NoCommaInBay1", L"StationStatus/2", "Bay1:4", "Bay2:1,0;", ""},
@@ -165,8 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
                     StationCase{"NoPrefix", L"StationStatus/2", "4,7", "1,1", "5"},
                     StationCase{"CodeLikeTheExpected", L"StationStatus/2", "Bay1: 4,7", "Bay2:44,1", "-1"},
                     StationCase{"LongCode", L"StationStatus/2", "Bay1:" + std::string(2000, '4') + ",7",
-                                "Bay2:1,1", "-1"},
-                    StationCase{"OnlyAComma", L"StationStatus/2", ",", ",", "-1"}),
+                                "Bay2:1,1", "-1"}),
     test::CaseName{});
 
 TEST(StationStates, AreReportedByTheirNumbers)
