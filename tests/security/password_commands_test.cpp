@@ -32,96 +32,64 @@ TEST(SecurityXtea, AgreesWithPublishedVectors)
     constexpr XteaKey kCounting = {0x00010203, 0x04050607, 0x08090A0B, 0x0C0D0E0F};
     const Vector kVectors[] = {
         {kCounting, {0x41424344, 0x45464748}, {0x497DF3D0, 0x72612CB5}},
-        {kCounting, {0x41414141, 0x41414141}, {0xE78F2D13, 0x744341D8}},
-        {kCounting, {0x5A5B6E27, 0x8948D77F}, {0x41414141, 0x41414141}},
         {{}, {0x41424344, 0x45464748}, {0xA0390589, 0xF8B8EFA5}},
         {{}, {0x41414141, 0x41414141}, {0xED23375A, 0x821A8C2D}},
-        {{}, {0x70E1225D, 0x6E4E7655}, {0x41414141, 0x41414141}},
     };
     for (const Vector& vector : kVectors) {
         EXPECT_EQ(vector.cipher, EncipherXtea(vector.plain, vector.key)) << std::hex << vector.cipher[0];
     }
 }
 
-struct PasswordCase {
-    const char* name;
-    std::wstring text;
-    bool isTaken;
-    std::optional<std::string> current;
-    std::optional<std::string> next;
-};
-class PasswordText : public testing::TestWithParam<PasswordCase> {};
-
-TEST_P(PasswordText, GivesPaddedPasswords)
-{
-    const auto read = [](const char* field) {
-        return field ? std::optional<std::string>(field) : std::nullopt;
-    };
-    CPassword password;
-    ASSERT_TRUE(password.SetText(L"Password/before"));
-    EXPECT_EQ(GetParam().isTaken, password.SetText(GetParam().text.c_str()));
-    EXPECT_EQ(GetParam().current, read(password.GetCurrent()));
-    EXPECT_EQ(GetParam().next, read(password.GetNew()));
-}
-
 std::string Zeros(size_t count) { return std::string(count, '0'); }
-const std::string kBefore = "before" + Zeros(9);
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, PasswordText,
-    testing::Values(
-        PasswordCase{"NoSlash", L"Password", false, kBefore, {}},
-        PasswordCase{"Empty", L"Password/", true, Zeros(15), {}},
-        PasswordCase{"One", L"/x", true, "x" + Zeros(14), {}},
-        PasswordCase{"Fifteen", L"/abcdefghijklmno", true, "abcdefghijklmno", {}},
-        PasswordCase{"Sixteen", L"/abcdefghijklmnop", true, "abcdefghijklmnop", {}},
-        PasswordCase{"Length254", L"/" + std::wstring(254, L'y'), true, std::string(254, 'y'), {}},
-        PasswordCase{"Length255", L"/" + std::wstring(255, L'y'), true, std::string(255, 'y'), {}},
-        PasswordCase{"Length300", L"/" + std::wstring(300, L'y') + L"/n", true, std::string(255, 'y'),
-                     "n" + Zeros(14)},
-        PasswordCase{"Two", L"Set/ab/cd", true, "ab" + Zeros(13), "cd" + Zeros(13)},
-        PasswordCase{"Three", L"Set/ab/cd/ef", true, "ab" + Zeros(13), "cd" + Zeros(13)},
-        PasswordCase{"EmptyNew", L"Set/ab/", true, "ab" + Zeros(13), Zeros(15)},
-        PasswordCase{"EmptyCurrent", L"Set//cd", true, Zeros(15), "cd" + Zeros(13)},
-        PasswordCase{"LastByte", L"/\u00E9\u00FF", true, "\xE9\xFF" + Zeros(13), {}},
-        PasswordCase{"BeyondAByte", L"/ab\u0100", false, kBefore, {}},
-        PasswordCase{"BeyondAByteInNew", L"/ab/\u20AC", false, kBefore, {}},
-        PasswordCase{"BeyondAByteInName", L"\u20AC/ab", true, "ab" + Zeros(13), {}}),
-    test::CaseName{});
-
-struct ChallengeCase {
-    const char* name;
-    std::string reply;
-    BOOL ok;
-    std::string bytes;
-};
-class Challenge : public testing::TestWithParam<ChallengeCase> {};
-
-TEST_P(Challenge, IsReadOrRefused)
+TEST(PasswordText, GivesPaddedPasswords)
 {
-    CDataSecurityToken token;
-    EXPECT_EQ("\x1B\0\2NT"s, CommandOf(token));
-    ASSERT_EQ(GetParam().ok, Take(token, GetParam().reply));
-    if (GetParam().ok) {
-        uint8_t bytes[10];
-        ASSERT_EQ(10u, token.GetChallenge(bytes, 10));
-        EXPECT_EQ(GetParam().bytes + "\0\0"s, std::string(bytes, bytes + 10));
+    struct Case {
+        std::wstring text;
+        std::optional<std::string> current; ///< nothing: the text is refused
+        std::string next = "none";
+    };
+    const auto read = [](const char* field) { return std::string(field ? field : "none"); };
+    for (const Case& c :
+         {Case{L"Password", {}}, Case{L"/ab\u0100", {}}, Case{L"/ab/\u20AC", {}},
+          Case{L"Password/", Zeros(15)}, Case{L"/abcdefghijklmno", "abcdefghijklmno"},
+          Case{L"/abcdefghijklmnop", "abcdefghijklmnop"},
+          Case{L"/" + std::wstring(255, L'y'), std::string(255, 'y')},
+          Case{L"/" + std::wstring(300, L'y') + L"/n", std::string(255, 'y'), "n" + Zeros(14)},
+          Case{L"Set/ab/cd/ef", "ab" + Zeros(13), "cd" + Zeros(13)},
+          Case{L"Set/ab/", "ab" + Zeros(13), Zeros(15)}, Case{L"Set//cd", Zeros(15), "cd" + Zeros(13)},
+          Case{L"/\u00E9\u00FF", "\xE9\xFF" + Zeros(13)}, Case{L"\u20AC/ab", "ab" + Zeros(13)}}) {
+        SCOPED_TRACE(testing::PrintToString(c.text));
+        CPassword password;
+        ASSERT_TRUE(password.SetText(L"Password/before"));
+        EXPECT_EQ(c.current.has_value(), password.SetText(c.text.c_str()));
+        EXPECT_EQ(c.current.value_or("before" + Zeros(9)), read(password.GetCurrent()));
+        EXPECT_EQ(c.next, read(password.GetNew()));
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Replies, Challenge,
-    testing::Values(ChallengeCase{"Plain", "Corbel:0102030405060708;", TRUE, "\1\2\3\4\5\6\7\x08"},
-                    ChallengeCase{"BothCases", "Corbel:aBCdef00FF1E0102", TRUE,
-                                  "\xAB\xCD\xEF\0\xFF\x1E\1\2"s},
-                    ChallengeCase{"NoiseAround", "??Corbel:1122334455667788;9900", TRUE,
-                                  "\x11\x22\x33\x44\x55\x66\x77\x88"},
-                    ChallengeCase{"Short", "Corbel:AABBC;", TRUE, "\xAA\xBB\0\0\0\0\0\0"s},
-                    ChallengeCase{"Empty", "Corbel:", TRUE, std::string(8, '\0')},
-                    ChallengeCase{"NoDigits", "Corbel:zz1g0102;", TRUE, "\0\1\1\2\0\0\0\0"s},
-                    ChallengeCase{"NoMarker", "corbel:0102030405060708;", FALSE, ""},
-                    ChallengeCase{"Nothing", "", FALSE, ""}),
-    test::CaseName{});
+TEST(Challenge, IsReadOrRefused)
+{
+    struct Case {
+        const char* reply;
+        std::string bytes; ///< empty: refused
+    };
+    for (const Case& c :
+         {Case{"Corbel:aBCdef00FF1E0102", "\xAB\xCD\xEF\0\xFF\x1E\1\2"s},
+          Case{"??Corbel:1122334455667788;9900", "\x11\x22\x33\x44\x55\x66\x77\x88"},
+          Case{"Corbel:AABBC;", "\xAA\xBB\0\0\0\0\0\0"s}, Case{"Corbel:", std::string(8, '\0')},
+          Case{"Corbel:zz1g0102;", "\0\1\1\2\0\0\0\0"s}, Case{"corbel:0102030405060708;", ""},
+          Case{"", ""}}) {
+        SCOPED_TRACE(c.reply);
+        CDataSecurityToken token;
+        ASSERT_EQ(!c.bytes.empty(), Take(token, c.reply) != FALSE);
+        if (!c.bytes.empty()) {
+            uint8_t bytes[10];
+            ASSERT_EQ(10u, token.GetChallenge(bytes, 10));
+            EXPECT_EQ(c.bytes + "\0\0"s, std::string(bytes, bytes + 10));
+        }
+    }
+}
 
 /// What the printer expects for the challenge 01 02 .. 08, by its own cipher.
 std::string Response(const std::string& password)
@@ -171,9 +139,6 @@ INSTANTIATE_TEST_SUITE_P(
                     CommandCase{"PasswordEmpty", L"password/", kPresent + Response("")},
                     CommandCase{"PasswordSixteen", L"Password/abcdefghijklmnop",
                                 kPresent + Response("abcdefghijklmnop")},
-                    CommandCase{"PasswordSeventeen", L"Password/abcdefghijklmnopq",
-                                kPresent + Response("abcdefghijklmnop")},
-                    CommandCase{"PasswordLatin1", L"Password/\u00FC", kPresent + Response("\xFC")},
                     CommandCase{"Disable", L"DisablePassword/abc", kChange + kAbc + "\xFD"},
                     CommandCase{"Enable", L"EnablePassword/abc", kChange + kAbc + "\x73"},
                     CommandCase{"SetAdmin", L"SetAdminPassword/abc/xyz", kChange + kAbc + "\1" + kXyzField},
@@ -182,12 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
                     CommandCase{"SetFifteen", L"SetAdminPassword/abc/ABCDEFGHIJKLMNO",
                                 kChange + kAbc + "\1" + "ABCDEFGHIJKLMNO\0"s},
                     CommandCase{"SetAdminSixteen", L"SetAdminPassword/abc/ABCDEFGHIJKLMNOP", ""},
-                    CommandCase{"SetUserSixteen", L"SetUserPassword/abc/ABCDEFGHIJKLMNOP", ""},
                     CommandCase{"PasswordNoSlash", L"Password", ""},
                     CommandCase{"DisableNoSlash", L"DisablePassword", ""},
-                    CommandCase{"EnableNoSlash", L"EnablePassword", ""},
-                    CommandCase{"SetNoSlash", L"SetAdminPassword", ""},
-                    CommandCase{"PasswordEuro", L"Password/\u20AC", ""},
                     CommandCase{"SetEuro", L"SetUserPassword/a/\u20AC", ""}),
     test::CaseName{});
 
@@ -201,50 +162,31 @@ TEST(PasswordCommands, ARefusedNewPasswordLeavesTheOnesBefore)
     EXPECT_EQ(kQuery + kChange + kAbc + "\1" + kXyzField, CommandOf(*token->GetNext()));
 }
 
-TEST(PasswordCommands, AnUnpreparedOnePresentsTheEmptyPassword)
+TEST(SecurityReply, IsNamedOrRefused)
 {
-    CPrintMonitorZRT model;
-    CData* token = model.GetRequest(Password);
-    ASSERT_TRUE(Take(*token, "Corbel:0102030405060708;"));
-    EXPECT_EQ(kQuery + kPresent + Response(""), CommandOf(*token->GetNext()));
-}
-
-struct StateCase {
-    const char* name;
-    const char* reply;
-    BOOL ok;
-    const char* text;
-};
-class SecurityReply : public testing::TestWithParam<StateCase> {};
-
-TEST_P(SecurityReply, IsNamedOrRefused)
-{
+    struct Case {
+        const char* reply;
+        BOOL ok;
+        const char* text;
+    };
     CPrintMonitorZRT model;
     CData* request = model.GetRequestByName(L"SecurityInfo");
     ASSERT_TRUE(request);
-    EXPECT_EQ(kQuery, CommandOf(*request));
-    EXPECT_EQ(GetParam().ok, Take(*request, GetParam().reply));
-    EXPECT_STREQ(GetParam().text, request->GetText());
+    for (const Case& c :
+         {Case{"Plinth:VALID,DISABLED,ENABLED;", TRUE, "Validation=1;OemSupplies=0;Password=1;"},
+          Case{"<>Plinth:INVALID,ENABLED,ENABLED,", TRUE, "Validation=<>0;OemSupplies=1;Password=1;"},
+          Case{"Plinth:CORBEL=VALIDPASSWORD=,PLINTH=ENABLED,PASSWORD=PLINTH=ENABLED;", TRUE,
+               "Validation=1;OemSupplies=1;Password=1;"},
+          Case{"Plinth:INPASSWORD=VALID,DISPLINTH=ABLED,CORCORBEL=BEL=ENABLED;", TRUE,
+               "Validation=0;OemSupplies=0;Password=1;"},
+          Case{"Plinth:Plinth:VALID,VALID,VALID;", TRUE, "Validation=Plinth:1;OemSupplies=1;Password=1;"},
+          Case{"Plinth:VALID,ENABLED;", FALSE, "Validation=1;OemSupplies=1;"},
+          Case{"PLINTH:VALID,DISABLED,ENABLED;", FALSE, "PLINTH:VALID,DISABLED,ENABLED;"}}) {
+        SCOPED_TRACE(c.reply);
+        EXPECT_EQ(c.ok, Take(*request, c.reply));
+        EXPECT_STREQ(c.text, request->GetText());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Replies, SecurityReply,
-    testing::Values(
-        StateCase{"Words", "Plinth:VALID,DISABLED,ENABLED;", TRUE, "Validation=1;OemSupplies=0;Password=1;"},
-        StateCase{"Keys", "Plinth:PLINTH=INVALID,CORBEL=ENABLED,PASSWORD=DISABLED,", TRUE,
-                  "Validation=0;OemSupplies=1;Password=0;"},
-        StateCase{"Noise", "<>Plinth:INVALID,ENABLED,ENABLED,", TRUE,
-                  "Validation=<>0;OemSupplies=1;Password=1;"},
-        StateCase{"KeysAnywhere", "Plinth:CORBEL=VALIDPASSWORD=,PLINTH=ENABLED,PASSWORD=PLINTH=ENABLED;",
-                  TRUE, "Validation=1;OemSupplies=1;Password=1;"},
-        StateCase{"MadeByAReplacement", "Plinth:INPASSWORD=VALID,DISPLINTH=ABLED,CORCORBEL=BEL=ENABLED;",
-                  TRUE, "Validation=0;OemSupplies=0;Password=1;"},
-        StateCase{"MarkerTwice", "Plinth:Plinth:VALID,VALID,VALID;", TRUE,
-                  "Validation=Plinth:1;OemSupplies=1;Password=1;"},
-        StateCase{"TwoFields", "Plinth:VALID,ENABLED;", FALSE, "Validation=1;OemSupplies=1;"},
-        StateCase{"NoFields", "Plinth:", FALSE, "Validation="},
-        StateCase{"NoMarker", "PLINTH:VALID,DISABLED,ENABLED;", FALSE, "PLINTH:VALID,DISABLED,ENABLED;"}),
-    test::CaseName{});
 
 TEST(OemSupplies, CarriesEightCharactersOfTheSerialNumber)
 {
