@@ -22,47 +22,21 @@ wchar_t portNameInCapitals[] = L"SIM:";
 wchar_t printerName[] = L"Cards";
 wchar_t empty[] = L"";
 
-TEST(EntryPoints, TableHasWhatALanguageMonitorServes)
-{
-    SpoolerBench bench;
-    const MONITOR2& table = *bench.table;
-    EXPECT_EQ(sizeof(MONITOR2), table.cbSize);
-    for (const void* absent :
-         {reinterpret_cast<const void*>(table.pfnEnumPorts), reinterpret_cast<const void*>(table.pfnOpenPort),
-          reinterpret_cast<const void*>(table.pfnAddPort), reinterpret_cast<const void*>(table.pfnAddPortEx),
-          reinterpret_cast<const void*>(table.pfnConfigurePort),
-          reinterpret_cast<const void*>(table.pfnDeletePort),
-          reinterpret_cast<const void*>(table.pfnSetPortTimeOuts),
-          reinterpret_cast<const void*>(table.pfnXcvOpenPort),
-          reinterpret_cast<const void*>(table.pfnXcvDataPort),
-          reinterpret_cast<const void*>(table.pfnXcvClosePort)}) {
-        EXPECT_EQ(nullptr, absent);
-    }
-    table.pfnShutdown(nullptr);
-    table.pfnShutdown(&bench);
-}
-
 TEST(EntryPoints, OnlyVersionFiveZeroGetsTheShorterTable)
 {
     constexpr DWORD kShort = offsetof(MONITOR2, pfnSendRecvBidiDataFromPort);
-    struct Case {
-        DWORD major;
-        DWORD minor;
-        DWORD size;
-    };
     MONITORINIT init{};
-    for (const Case& c : {Case{5, 0, kShort},
-                          {5, 1, sizeof(MONITOR2)},
-                          {5, 2, sizeof(MONITOR2)},
-                          {6, 0, sizeof(MONITOR2)},
-                          {10, 0, sizeof(MONITOR2)}}) {
-        const SystemVersion version(c.major, c.minor);
+    for (const auto& [major, minor] : {std::pair<DWORD, DWORD>{5, 0}, {5, 1}, {6, 0}, {10, 0}}) {
+        const SystemVersion version(major, minor);
+        const DWORD size = major == 5 && minor == 0 ? kShort : sizeof(MONITOR2);
         HANDLE monitor = nullptr;
-        EXPECT_EQ(c.size, InitializePrintMonitor2(&init, &monitor)->cbSize) << c.major << "." << c.minor;
+        EXPECT_EQ(size, InitializePrintMonitor2(&init, &monitor)->cbSize) << major << "." << minor;
         EXPECT_EQ(&init, monitor);
     }
     HANDLE monitor = nullptr;
-    EXPECT_EQ(sizeof(MONITOR2), InitializePrintMonitor2(&init, &monitor)->cbSize);
+    const MONITOR2& table = *InitializePrintMonitor2(&init, &monitor);
+    EXPECT_EQ(sizeof(MONITOR2), table.cbSize);
+    table.pfnShutdown(monitor);
 }
 
 TEST(EntryPoints, OpeningRefusesWhatIsMissing)
