@@ -95,8 +95,6 @@ TEST(PortMonitor, CarriesDocumentsAndChannels)
     EXPECT_EQ(3u, view.reads);
     EXPECT_EQ(16u, view.bytesRead);
     EXPECT_EQ(0u, view.misuses);
-    EXPECT_EQ(ERROR_NOT_SUPPORTED,
-              line.table.pfnSendRecvBidiDataFromPort(line.port, 0, nullptr, nullptr, nullptr));
 }
 
 TEST(PortMonitor, RefusesCallsOutOfOrder)
@@ -128,27 +126,6 @@ TEST(PortMonitor, RefusesCallsOutOfOrder)
     EXPECT_EQ(1u, line.View().bytesWritten);
 }
 
-TEST(PortMonitor, RefusesWrongArguments)
-{
-    Line line(L"sim:");
-    HANDLE port = line.port;
-    wchar_t badOption[] = L"sim:nope=1";
-    EXPECT_REFUSED(ERROR_INVALID_PARAMETER, line.table.pfnOpenPort(line.monitor.Handle(), badOption, &port));
-    EXPECT_EQ(nullptr, port);
-    wchar_t otherKind[] = L"LPT1:";
-    EXPECT_REFUSED(ERROR_UNKNOWN_PORT, line.table.pfnOpenPort(line.monitor.Handle(), otherKind, &port));
-    EXPECT_REFUSED(ERROR_INVALID_PARAMETER, line.table.pfnOpenPort(line.monitor.Handle(), nullptr, &port));
-    EXPECT_REFUSED(ERROR_INVALID_PARAMETER,
-                   line.table.pfnOpenPort(line.monitor.Handle(), badOption, nullptr));
-    EXPECT_REFUSED(ERROR_INVALID_PARAMETER, line.table.pfnStartDocPort(line.port, nullptr, 1, 2, nullptr));
-    BYTE info[sizeof(DOC_INFO_2W)] = {};
-    EXPECT_REFUSED(ERROR_INVALID_PARAMETER, line.table.pfnStartDocPort(line.port, nullptr, 1, 3, info));
-    EXPECT_TRUE(line.Start());
-    EXPECT_REFUSED(ERROR_INVALID_PARAMETER, line.table.pfnWritePort(line.port, nullptr, 1, &line.count));
-    EXPECT_REFUSED(ERROR_INVALID_PARAMETER, line.table.pfnReadPort(line.port, info, 1, nullptr));
-    EXPECT_EQ(0u, line.View().misuses);
-}
-
 TEST(PortMonitor, AClosedPortKeepsItsPrinter)
 {
     Line line(L"sim:card-ms=100");
@@ -165,8 +142,6 @@ TEST(PortMonitor, AClosedPortKeepsItsPrinter)
     EXPECT_EQ(printer, line.monitor.FindPrinter(line.name));
     EXPECT_EQ(1u, printer->View().cardsPrinted);
     EXPECT_FALSE(printer->View().insidePacket) << "the document ended with the port";
-    EXPECT_EQ(nullptr, line.monitor.FindPrinter(L"sim:"));
-    EXPECT_FALSE(line.monitor.View(L"sim:").open);
 }
 
 TEST(PortMonitor, ADocumentsEndReachesThePrinterAndAChannelsDoesNot)
