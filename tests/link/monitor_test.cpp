@@ -210,8 +210,13 @@ TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
     const Answer answer = Ask(L"MoveTo/x");
     EXPECT_FALSE(answer.ok);
     EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, answer.error);
-    port.lower.allow = nullptr;
+    port.lower.allow = [](const char* call) {
+        SetLastError(call == "StartDocPort"s ? ERROR_NOT_SUPPORTED : 0); // left over by a success
+        return true;
+    };
     EXPECT_TRUE(Ask(L"MoveTo/x").ok);
+    port.lower.take = [](DWORD) { return 0; };
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"MoveTo/x").error) << "a command that does not leave";
 }
 
 TEST_F(MonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)
@@ -309,9 +314,8 @@ TEST_F(MonitorTest, HeldBytesLeaveAtTheEndOfTheDocument)
     EXPECT_EQ(held.size(), Write(held)) << "only buffered";
     EXPECT_EQ("", port.lower.Written());
     size_t offered = 0;
-    port.lower.take = [&offered](DWORD) {
-        const std::optional<DWORD> taken[] = {1, 0, std::nullopt};
-        return taken[++offered % 3];
+    port.lower.take = [&offered](DWORD) -> std::optional<DWORD> { // a byte in four seconds
+        return ++offered % 40 == 0 ? std::optional<DWORD>(1) : std::nullopt;
     };
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
     EXPECT_EQ(0u, port.lower.Written().find(held));
@@ -322,9 +326,15 @@ TEST_F(MonitorTest, ADeadPortDoesNotHoldTheEndOfADocumentForLong)
     StartDocument();
     Write("\x1B_");
     Write("\x1B_");
-    port.lower.take = [](DWORD) { return std::nullopt; };
+    port.lower.take = [this](DWORD size) -> std::optional<DWORD> {
+        if (port.lower.Written().empty()) {
+            return 1;
+        }
+        return port.clock.Elapsed() < 5000 ? std::nullopt : std::optional(size);
+    };
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
     EXPECT_EQ(5000u, port.clock.Elapsed());
+    EXPECT_EQ("\x1B", port.lower.Written()) << "no status is asked inside what was given up";
 }
 
 TEST_F(MonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
@@ -334,13 +344,13 @@ TEST_F(MonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
     int polls = 0;
     port.lower.reply = [this, &polls] {
         if (++polls == 4) {
-            status = "ERR:0,0,0,0,0,8,";
+            status = "ERR:0,83,0,0,0,8,";
         }
         return status;
     };
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
     EXPECT_EQ(4u * 250 + 3 * 100, port.clock.Elapsed());
-    EXPECT_EQ("-1 1 0 8", Published());
+    EXPECT_EQ("-1 1 83 8", Published()) << "an error of before is none of the next job's";
 }
 
 TEST_F(MonitorTest, CancellingRunsBesideAQuery)
