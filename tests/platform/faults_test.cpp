@@ -1,7 +1,5 @@
 #include <functional>
-#include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -64,25 +62,6 @@ TEST_P(FaultPoints, FailTheChosenCallAndNoOther)
     }
     EXPECT_EQ((std::vector<DWORD>{0, 0, GetParam().error, 0}), results);
     EXPECT_EQ(ERROR_SUCCESS, GetParam().call(printer.Get()));
-}
-
-TEST_P(FaultPoints, AreNotReachedByThreadsThatAreFreeOfThem)
-{
-    const CPrinterHandle printer = OpenFaulty();
-    const FaultPlan plan(GetParam().point, 0);
-    {
-        const FaultFree outer;
-        {
-            const FaultFree inner;
-            EXPECT_EQ(ERROR_SUCCESS, GetParam().call(printer.Get()));
-        }
-        EXPECT_EQ(ERROR_SUCCESS, GetParam().call(printer.Get()));
-        EXPECT_EQ(0u, plan.Calls());
-        DWORD result = ERROR_SUCCESS;
-        std::thread([&] { result = GetParam().call(printer.Get()); }).join();
-        EXPECT_EQ(GetParam().error, result) << "another thread is not free";
-    }
-    EXPECT_TRUE(plan.Fired());
 }
 
 DWORD CallCreateEvent(HANDLE) { return ResultOf(!!CHandle(CreateEventW(nullptr, TRUE, TRUE, nullptr))); }
@@ -151,61 +130,5 @@ INSTANTIATE_TEST_SUITE_P(
                     FaultCase{"EnumJobs", FaultPoint::SpoolerCall, 31, CallEnumJobs},
                     FaultCase{"SetJob", FaultPoint::SpoolerCall, 31, CallSetJob}),
     [](const auto& tested) { return tested.param.name; });
-
-TEST(Faults, OnePlanAtATimeForEachKind)
-{
-    const FaultPlan spooler(FaultPoint::SpoolerCall, 0);
-    EXPECT_THROW(FaultPlan(FaultPoint::SpoolerCall, 1), std::logic_error);
-    const FaultPlan handles(FaultPoint::HandleCreation, 0);
-    EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, CallCreateEvent(nullptr));
-    EXPECT_FALSE(spooler.Fired());
-}
-
-/// Whether a use of the whole layer succeeded; answers the first error otherwise.
-DWORD UseEverything()
-{
-    const CHandle event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
-    const CHandle mutex(event ? CreateMutexW(nullptr, FALSE, nullptr) : nullptr);
-    const CPrinterHandle printer(mutex ? OpenFaulty().Release() : nullptr);
-    if (!printer) {
-        return GetLastError();
-    }
-    for (const auto call : {CallSetPrinterData, CallGetPrinterData, CallEnumJobs, CallGlobalAlloc}) {
-        if (const DWORD error = call(printer.Get())) {
-            return error;
-        }
-    }
-    BYTE large[100] = {};
-    if (const DWORD error = SetPrinterDataW(printer.Get(), Name(L"A name that needs memory"), REG_BINARY,
-                                            large, sizeof large)) {
-        return error;
-    }
-    return DeletePrinterDataW(printer.Get(), Name(L"A name that needs memory"));
-}
-
-TEST(Faults, EveryAllocationOfTheLayerMayFail)
-{
-    spooler::CreatePrinter(kPrinter);
-    spooler::StoreValue(kPrinter, kValue, REG_SZ, "text");
-    const uint64_t handles = OpenHandleCount();
-    const size_t printers = spooler::OpenPrinterCount();
-    uint64_t failAt = 0;
-    for (bool fired = true; fired; ++failAt) {
-        ASSERT_LT(failAt, 200u) << "the sweep does not end";
-        SCOPED_TRACE(failAt);
-        DWORD error = ERROR_SUCCESS;
-        {
-            const FaultPlan plan(FaultPoint::Allocation, failAt);
-            error = UseEverything();
-            fired = plan.Fired();
-        }
-        EXPECT_EQ(fired ? ERROR_NOT_ENOUGH_MEMORY : ERROR_SUCCESS, error);
-        EXPECT_EQ(handles, OpenHandleCount());
-        EXPECT_EQ(printers, spooler::OpenPrinterCount());
-        EXPECT_EQ(ERROR_SUCCESS, UseEverything()) << "the layer did not recover";
-    }
-    EXPECT_GT(failAt, 8u) << "the sweep reached too little";
-    spooler::RemovePrinter(kPrinter);
-}
 
 } // namespace

@@ -28,20 +28,6 @@ TEST(Library, IsAttachedWithItsFirstUseAndDetachedWithItsLast)
     EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
 }
 
-TEST(Library, GivesTheAddressesOfItsFunctions)
-{
-    HMODULE const module = LoadLibraryW(Widen(ATTACHING_MODULE).c_str());
-    ASSERT_TRUE(module);
-    const auto answer = reinterpret_cast<int (*)()>(GetProcAddress(module, "Answer"));
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(42, answer());
-    EXPECT_EQ(nullptr, GetProcAddress(module, "Question"));
-    EXPECT_EQ(ERROR_PROC_NOT_FOUND, GetLastError());
-    EXPECT_TRUE(FreeLibrary(module));
-    EXPECT_EQ(nullptr, GetProcAddress(module, "Answer"));
-    EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
-}
-
 TEST(Library, IsRefused)
 {
     const struct {

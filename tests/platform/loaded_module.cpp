@@ -1,7 +1,7 @@
 #include "platform/win32.h"
 
 namespace {
-HGLOBAL g_block = nullptr;
+[[maybe_unused]] HGLOBAL g_block = nullptr;
 }
 
 extern "C" {
@@ -20,6 +20,4 @@ ZRT_PLATFORM_API BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
     return TRUE;
 #endif
 }
-
-ZRT_PLATFORM_API int Answer() { return g_block ? 42 : 0; }
 }

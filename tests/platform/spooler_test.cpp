@@ -71,19 +71,9 @@ TEST_F(Spooler, OpensByNameWithinTheGrantedAccess)
         const wchar_t* name;
         std::optional<ACCESS_MASK> access;
         DWORD error;
-    } cases[] = {{L"Cards", std::nullopt, 0},
-                 {L"cARDS", kUse, 0},
-                 {L"Cards", kAdminister, 0},
-                 {L"Cards", kAllAccess, 0},
-                 {L"Guest", std::nullopt, 0},
-                 {L"Guest", kUse, 0},
-                 {L"Guest", 0, 0},
-                 {L"Guest", kAdminister, 5},
-                 {L"Guest", kAllAccess, 5},
-                 {L"Card", kUse, 1801},
-                 {L"", kUse, 1801},
-                 {nullptr, kUse, 87},
-                 {L"Cards ", kUse, 1801}};
+    } cases[] = {{L"Cards", std::nullopt, 0}, {L"cARDS", kUse, 0}, {L"Cards", kAdminister, 0},
+                 {L"Cards", kAllAccess, 0},   {L"Guest", kUse, 0}, {L"Guest", kAdminister, 5},
+                 {L"Card", kUse, 1801},       {nullptr, kUse, 87}};
     for (const auto& row : cases) {
         EXPECT_EQ(row.error, TryOpen(row.name, row.access)) << "row " << &row - cases;
     }
@@ -93,52 +83,27 @@ TEST_F(Spooler, OpensByNameWithinTheGrantedAccess)
     EXPECT_EQ(1801u, TryOpen(L"Guest", kUse));
 }
 
-/// Every service's error for a handle.
-std::vector<DWORD> ErrorsFor(HANDLE printer)
+TEST_F(Spooler, RefusesHandlesThatAreNoPrinters)
 {
     BYTE data[8] = {};
     DWORD needed = 0;
     DWORD returned = 0;
-    std::vector<DWORD> errors = {GetPrinterDataW(printer, Name(L"v"), nullptr, data, 8, &needed),
-                                 SetPrinterDataW(printer, Name(L"v"), REG_BINARY, data, 8),
-                                 DeletePrinterDataW(printer, Name(L"v"))};
-    errors.push_back(EnumJobsW(printer, 0, 1, 1, nullptr, 0, &needed, &returned) ? 0 : GetLastError());
-    errors.push_back(SetJobW(printer, 1, 0, nullptr, 0) ? 0 : GetLastError());
-    return errors;
-}
-
-TEST_F(Spooler, RefusesHandlesThatAreNoPrinters)
-{
-    const std::vector<DWORD> refused(5, ERROR_INVALID_HANDLE);
-    CPrinterHandle closed = Open();
-    HANDLE const stale = closed.Release();
+    HANDLE const stale = Open().Release();
     EXPECT_TRUE(ClosePrinter(stale));
     const CHandle event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
-    for (HANDLE const handle : {HANDLE{}, stale, event.Get()}) {
-        EXPECT_EQ(refused, ErrorsFor(handle));
-        EXPECT_FALSE(ClosePrinter(handle));
-        EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
+    HANDLE const ofRemoved = Open().Release();
+    spooler::CreatePrinter(kPrinter); // another one of that name
+    for (HANDLE const handle : {HANDLE{}, stale, event.Get(), ofRemoved}) {
+        EXPECT_EQ(6u, GetPrinterDataW(handle, Name(L"v"), nullptr, data, 8, &needed));
+        EXPECT_EQ(6u, SetPrinterDataW(handle, Name(L"v"), REG_BINARY, data, 8));
+        EXPECT_EQ(6u, DeletePrinterDataW(handle, Name(L"v")));
+        EXPECT_FALSE(EnumJobsW(handle, 0, 1, 1, nullptr, 0, &needed, &returned));
+        EXPECT_FALSE(SetJobW(handle, 1, 0, nullptr, 0));
+        EXPECT_EQ(6u, GetLastError());
+        EXPECT_EQ(handle == ofRemoved, ClosePrinter(handle) != FALSE);
     }
     const CPrinterHandle printer = Open();
     EXPECT_FALSE(CloseHandle(printer.Get()));
-    EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(printer.Get(), 0));
-}
-
-TEST_F(Spooler, HandlesOfARemovedOrReplacedPrinterServeNothingButAreClosed)
-{
-    for (const bool replaced : {false, true}) {
-        SCOPED_TRACE(replaced);
-        spooler::CreatePrinter(kPrinter);
-        spooler::StoreValue(kPrinter, L"v", REG_SZ, "old");
-        const size_t open = spooler::OpenPrinterCount();
-        HANDLE const handle = Open().Release();
-        replaced ? spooler::CreatePrinter(L"cards") : spooler::RemovePrinter(L"cards");
-        EXPECT_EQ(std::vector<DWORD>(5, ERROR_INVALID_HANDLE), ErrorsFor(handle));
-        EXPECT_EQ(std::nullopt, spooler::LoadValue(kPrinter, L"v"));
-        EXPECT_EQ(open + 1, spooler::OpenPrinterCount());
-        EXPECT_TRUE(ClosePrinter(handle));
-        EXPECT_EQ(open, spooler::OpenPrinterCount());
-    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -175,12 +140,9 @@ TEST_F(Spooler, ReadsAValueOnlyIntoEnoughRoom)
     } cases[] = {{L"Long", true, 10, 0, 8, REG_BINARY, "12345678##"},
                  {L"Long", true, 8, 0, 8, REG_BINARY, "12345678##"},
                  {L"Long", true, 7, 234, 8, REG_BINARY, "##########"},
-                 {L"Long", true, 0, 234, 8, REG_BINARY, "##########"},
                  {L"Long", false, 0, 234, 8, REG_BINARY, "##########"},
-                 {L"Long", false, 9, 234, 8, REG_BINARY, "##########"},
                  {L"Empty", false, 0, 0, 0, REG_SZ, "##########"},
                  {L"None", true, 10, 2, 99, 98, "##########"},
-                 {L"", true, 10, 87, 99, 98, "##########"},
                  {nullptr, true, 10, 87, 99, 98, "##########"}};
     for (const auto& row : cases) {
         SCOPED_TRACE(&row - cases);
@@ -283,51 +245,13 @@ TEST_F(Spooler, EnumeratesARangeOfTheQueue)
     }
     EXPECT_TRUE(spooler::RemoveJob(kPrinter, ids[1]));
     EXPECT_FALSE(spooler::RemoveJob(kPrinter, ids[1]));
-    EXPECT_FALSE(spooler::RemoveJob(L"Nobody", ids[0]));
-    EXPECT_EQ(0u, spooler::SubmitJob(L"Nobody", L"Document"));
     const CPrinterHandle printer = Open(kUse);
     using Ids = std::vector<DWORD>;
-    const struct {
-        DWORD first;
-        DWORD count;
-        Ids expected;
-    } cases[] = {{0, 9, {ids[0], ids[2], ids[3]}},
-                 {0, 1, {ids[0]}},
-                 {1, 1, {ids[2]}},
-                 {2, 9, {ids[3]}},
-                 {3, 9, {}},
-                 {99, 9, {}},
-                 {0, 0, {}},
-                 {1, 0xFFFFFFFF, {ids[2], ids[3]}}};
-    for (const auto& row : cases) {
-        const Jobs jobs(printer.Get(), row.first, row.count, 2000);
-        EXPECT_TRUE(jobs.ok);
-        EXPECT_EQ(row.expected, jobs.Ids()) << "row " << &row - cases;
-    }
+    EXPECT_EQ((Ids{ids[0], ids[2], ids[3]}), Jobs(printer.Get(), 0, 9, 2000).Ids());
+    EXPECT_EQ(Ids{ids[0]}, Jobs(printer.Get(), 0, 1, 2000).Ids());
+    EXPECT_EQ((Ids{ids[2], ids[3]}), Jobs(printer.Get(), 1, 0xFFFFFFFF, 2000).Ids());
+    EXPECT_EQ(Ids{}, Jobs(printer.Get(), 3, 9, 2000).Ids());
     EXPECT_EQ(3u, Jobs(printer.Get(), 2, 1, 2000)[0].Position) << "the position is that in the whole queue";
-}
-
-TEST_F(Spooler, RefusesToEnumerateOtherLevelsAndWithoutPlaceForTheAnswer)
-{
-    const CPrinterHandle printer = Open(kUse);
-    BYTE byte = 0;
-    DWORD number = 0;
-    const struct {
-        DWORD level;
-        LPBYTE jobs;
-        DWORD size;
-        LPDWORD needed;
-        LPDWORD returned;
-        DWORD error;
-    } cases[] = {{0, nullptr, 0, &number, &number, 124}, {2, nullptr, 0, &number, &number, 124},
-                 {1, nullptr, 0, nullptr, &number, 87},  {1, nullptr, 0, &number, nullptr, 87},
-                 {1, nullptr, 1, &number, &number, 87},  {1, nullptr, 0, &number, &number, 0},
-                 {1, &byte, 1, &number, &number, 0}};
-    for (const auto& row : cases) {
-        SetLastError(ERROR_SUCCESS);
-        EnumJobsW(printer.Get(), 0, 1, row.level, row.jobs, row.size, row.needed, row.returned);
-        EXPECT_EQ(row.error, GetLastError()) << "row " << &row - cases;
-    }
 }
 
 TEST_F(Spooler, AppliesControlsToJobs)
