@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "requests/decimal.h"
-#include "tests/support/case_name.h"
 
 namespace zrtmon {
 namespace {
@@ -21,40 +20,34 @@ public:
     }
 };
 
-struct FieldCase {
-    const char* name;
-    const char* text;
-    const char* key;
-    const char* value; ///< null: not to be found
-    int number;
-};
-class Field : public testing::TestWithParam<FieldCase> {};
-
-TEST_P(Field, IsFoundByItsFirstOccurrence)
+TEST(Field, IsFoundByItsFirstOccurrence)
 {
-    TextData data;
-    ASSERT_TRUE(data.SetReply(GetParam().text, static_cast<uint32_t>(std::strlen(GetParam().text))));
-    std::string value = "untouched";
-    int number = 4711;
-    const bool found = GetParam().value != nullptr;
-    EXPECT_EQ(found, data.FindField(GetParam().key, value) != FALSE);
-    EXPECT_EQ(found ? GetParam().value : "untouched", value);
-    EXPECT_EQ(found, data.GetIntField(GetParam().key, number) != FALSE);
-    EXPECT_EQ(found ? GetParam().number : 4711, number);
+    const struct {
+        const char* text;
+        const char* key;
+        const char* value; ///< null: not to be found
+        int number;
+    } cases[] = {{"CardCount=7;Count=3;", "Count", "7", 7},
+                 {"A=1,B=2;", "A", "1", 1},
+                 {"Count=3", "Count", nullptr, 0},
+                 {"A=1;Count", "Count", nullptr, 0},
+                 {"A=1;Count=", "Count", nullptr, 0},
+                 {"Error=12abc;", "Error", "12abc", 12},
+                 {"Error=;", "Error", "", 0},
+                 {"=5;", "", "5", 5},
+                 {"A=1;", "B", nullptr, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        TextData data;
+        ASSERT_TRUE(data.SetReply(c.text, static_cast<uint32_t>(std::strlen(c.text))));
+        std::string value = "untouched";
+        int number = 4711;
+        EXPECT_EQ(c.value != nullptr, data.FindField(c.key, value) != FALSE);
+        EXPECT_EQ(c.value ? c.value : "untouched", value);
+        EXPECT_EQ(c.value != nullptr, data.GetIntField(c.key, number) != FALSE);
+        EXPECT_EQ(c.value ? c.number : 4711, number);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Texts, Field,
-                         testing::Values(FieldCase{"InsideAnotherName", "CardCount=7;Count=3;", "Count", "7",
-                                                   7},
-                                         FieldCase{"ClosedByComma", "A=1,B=2;", "A", "1", 1},
-                                         FieldCase{"NotClosed", "Count=3", "Count", nullptr, 0},
-                                         FieldCase{"EndsAtTheKey", "A=1;Count", "Count", nullptr, 0},
-                                         FieldCase{"EndsBehindTheSign", "A=1;Count=", "Count", nullptr, 0},
-                                         FieldCase{"TrailingLetters", "Error=12abc;", "Error", "12abc", 12},
-                                         FieldCase{"EmptyValue", "Error=;", "Error", "", 0},
-                                         FieldCase{"EmptyKeyIsAtTheStart", "=5;", "", "5", 5},
-                                         FieldCase{"Absent", "A=1;", "B", nullptr, 0}),
-                         test::CaseName{});
 
 TEST(DecimalValue, ReadsLikeTheCLibraryButNeverOverflows)
 {
