@@ -145,23 +145,5 @@ TEST(PrintJob, ADeletedJobIsCancelledAtThePrinter)
     EXPECT_EQ(job.bytes, bench.Printer().JobBytes());
 }
 
-TEST(PrintJob, ReadsGoToTheLowerPort)
-{
-    SpoolerBench bench;
-    ASSERT_TRUE(bench.Open());
-    bench.Printer().SetReply("Nr", "hello");
-    DOC_INFO_2W channel{};
-    channel.dwMode = DI_CHANNEL;
-    ASSERT_TRUE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
-    std::vector<uint8_t> command{0x1B, 0, 2, 'N', 'r'};
-    EXPECT_EQ(5u, bench.Offer(command.data(), 5));
-    BYTE buffer[16];
-    DWORD read = 0;
-    EXPECT_TRUE(bench.table->pfnReadPort(bench.port, buffer, sizeof buffer, &read));
-    EXPECT_EQ("hello", std::string(buffer, buffer + read));
-    EXPECT_TRUE(bench.table->pfnEndDocPort(bench.port));
-    EXPECT_EQ(0u, bench.ports.View(bench.PortName()).misuses);
-}
-
 } // namespace
 } // namespace zrtmon

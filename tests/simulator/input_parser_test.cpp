@@ -76,8 +76,6 @@ std::string CancelledInARecord()
            Command("XC") + Command("Nr") + Packet(CardPayload());
 }
 
-std::string BigPacket() { return Packet(Command("J") + CardPayload() + CardPayload()); }
-
 struct Stream {
     const char* name;
     std::string bytes;
@@ -95,25 +93,10 @@ TEST(InputParser, ReadsAStreamTheSameHoweverItIsCut)
          "packet J C record j packet C record "
          "[a byte 0x00 stands in a packet where a command is expected]@988 cancel@1110 lead@598 Nr()@1115 "
          "<992+0> packet C record j <1486+0> "},
-        // In a packet that the zero bytes do not fill, and behind an ESC of the picture.
-        {"CancelledInABigPacket",
-         BigPacket().substr(0, 99) + "\x1B" + kZeros512 + Command("XC") + Command("Nr"),
-         "packet J C record [a byte 0x00 stands in a packet where a command is expected]@494 X cancel@612 "
-         "lead@100 "
-         "Nr()@617 <617+0> <617+0> "},
-        {"RawBehindAJobsEnd", Packet(Command("XZ")) + "raw", "packet Z <13+3> "},
-        {"StrayBytesBehindZeros", Packet({}) + std::string(2, '\0') + "zz",
-         "packet [2 zero bytes lead in no cancel command]@8 "
-         "[a byte 0x7A stands outside the packets of a framed job]@10 <8+4> "},
-        {"SettingWithoutEnd", Command("TE" + std::string(40, '1')) + Command("Nr"),
-         "[unknown command or parameters: ESC 00 02 TE" + std::string(25, '1') +
-             "]@0 Nr()@45 <0+45> <0+45> "},
         {"Unframed",
          Command("J") + "pixels" + Command("C") + "\x8F\x1B_no header" + Command("Nr") + Command("j") +
              Command("Q") + Command("XZ") + Command("NV"),
          "J C Nr()@26 <0+26> j Z NV()@44 <0+39> <0+39> "},
-        {"LonePrefixes", std::string("\x1B\x1B\0\x1B\0\x02", 6) + Command("N") + Command("Nr"),
-         "Nr()@10 <0+10> <0+10> "},
         {"MagCommandAndTail",
          Packet(Command("m12") + "\x03" + "abc" + Command("m12") + std::string(1, '\0') + Command("Q") +
                 "xyz"),
