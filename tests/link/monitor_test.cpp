@@ -151,7 +151,7 @@ struct MonitorTest : testing::Test {
     {
         char output[200] = "untouched";
         DWORD returned = 4711;
-        SetLastError(0);
+        SetLastError(ERROR_BUSY); // left over
         const BOOL ok = monitor->GetPrinterData(port.record.get(), name, nullptr, 0, output, size, &returned);
         return {ok, GetLastError(), returned, output};
     }
@@ -207,9 +207,12 @@ TEST_F(MonitorTest, ALinkInTheChainThatIsNotSupportedEndsItAsASuccess)
 TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
 {
     port.lower.allow = [](const char* call) { return call != "StartDocPort"s; };
-    const Answer answer = Ask(L"MoveTo/x");
-    EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, answer.error);
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"MoveTo/x").error);
+    port.lower.allow = [this](const char* call) {
+        port.lower.failError = GetLastError(); // it sets none of its own
+        return call != "StartDocPort"s;
+    };
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"MoveTo/x").error);
     port.lower.allow = [](const char* call) {
         SetLastError(call == "StartDocPort"s ? ERROR_NOT_SUPPORTED : 0); // left over by a success
         return true;
@@ -292,6 +295,8 @@ TEST_F(MonitorTest, BetweenCardsDataIsHeldBackUntilThePrinterIsReady)
     EXPECT_EQ(0u, Write(data));
     status = "ERR:0,0,0,11,0,7,";
     EXPECT_EQ(data.size(), Write(data));
+    EXPECT_EQ(0u, Write("\x1B_"));
+    EXPECT_EQ(2u, Write("\x1B_")) << "of a buffer that is kept nothing has to be held back";
     EXPECT_EQ(data + kStatusCommand + kStatusCommand + kStatusCommand, port.lower.Written());
 }
 

@@ -4,13 +4,16 @@
 
 #include <list>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "platform/virtual_clock.h"
-#include "requests/data.h"
+#include "requests/data_print_job_zrt.h"
 
 namespace zrtmon {
 namespace {
+
+using namespace std::string_literals;
 
 TEST(PrintMonitor, ThreadsThatAskAtOnceGetOneObject)
 {
@@ -26,6 +29,25 @@ TEST(PrintMonitor, ThreadsThatAskAtOnceGetOneObject)
     EXPECT_NE(nullptr, seen.front());
     seen.push_back(model.GetRequestByName(L"printerERROR/ignored"));
     EXPECT_EQ(1u, std::set<CData*>(seen.begin(), seen.end()).size());
+}
+
+TEST(PrintMonitor, AsksTheScannerBetweenCardsAndAtTheEnd)
+{
+    CPrintMonitorZRT model;
+    const auto feed = [&model](const std::string& data) {
+        CDataPrintJob* job =
+            model.FeedJobData(reinterpret_cast<const uint8_t*>(data.data()), static_cast<DWORD>(data.size()));
+        const bool checkpoint = model.IsJobAtCheckpoint();
+        job->SetSentLength(static_cast<uint32_t>(data.size()));
+        job->TakeAcceptedCount();
+        return checkpoint;
+    };
+    EXPECT_FALSE(feed("\x1B_\0\0\0\0\1\xE0\x1B\0\2C\x8F\1"s + std::string(474, 'r')));
+    EXPECT_FALSE(model.CanInterleave()) << "in the middle of a card";
+    EXPECT_FALSE(feed("\x1B_\0\0\0\0\0\4\x1B\0\2j"s));
+    EXPECT_TRUE(model.CanInterleave());
+    EXPECT_TRUE(feed("\x1B_\0\0\0\0\0\5\x1B\0\2XZ"s));
+    EXPECT_FALSE(model.IsJobAtCheckpoint()) << "nothing is pending any more";
 }
 
 } // namespace

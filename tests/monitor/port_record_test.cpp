@@ -116,7 +116,10 @@ TEST(PortRecord, AWakeUpThatFindsTheFlagSetWaitsOn)
 {
     UnitPort port;
     ASSERT_TRUE(ClaimDocument(port.record.get(), 0));
-    SetEvent(port.record->docEvent); // left over from a claim that had timed out when its turn came
+    VirtualClock::Thread late([&port] {
+        Sleep(1000);
+        SetEvent(port.record->docEvent); // left over from a claim that had timed out when its turn came
+    });
     EXPECT_FALSE(ClaimDocument(port.record.get(), 5000));
     EXPECT_EQ(5000u, port.clock.Elapsed());
 }

@@ -95,6 +95,16 @@ TEST_F(TransportTest, ADeviceThatNeverStopsIsCutOff)
     EXPECT_EQ(64u, request.chunks);
 }
 
+TEST_F(TransportTest, WhatASendLeavesBehindIsNoReasonForALostReply)
+{
+    port.lower.allow = [](const char* call) {
+        SetLastError(call == "WritePort"s ? ERROR_NOT_SUPPORTED : GetLastError());
+        return true;
+    };
+    EXPECT_FALSE(transport.Exchange(port.record.get(), &request));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, GetLastError());
+}
+
 TEST_F(TransportTest, VendorCommandsGoBehindThreeZeroBytes)
 {
     port.lower.control = [this](DWORD code, const std::string& input) {

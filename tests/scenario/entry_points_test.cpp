@@ -173,6 +173,25 @@ TEST(EntryPoints, ADocumentThatCannotStartLeavesThePortIdle)
     EXPECT_EQ(printers, spooler::OpenPrinterCount());
 }
 
+TEST(EntryPoints, ADocumentWithoutMemoryIsTakenBackBelow)
+{
+    bool fired = true;
+    for (uint64_t failAt = 0; fired; ++failAt) {
+        ASSERT_LT(failAt, 100u);
+        SpoolerBench bench;
+        ASSERT_TRUE(bench.Open());
+        bool started = false;
+        {
+            const FaultPlan plan(FaultPoint::Allocation, failAt);
+            started = bench.StartDocument();
+            fired = plan.Fired();
+        }
+        EXPECT_TRUE(started || bench.StartDocument()) << failAt;
+        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_EQ(0u, bench.ports.View(bench.PortName()).misuses) << failAt;
+    }
+}
+
 TEST(EntryPoints, APrinterThatMayNotBeAdministeredPrintsAndPublishesNothing)
 {
     SpoolerBench bench;

@@ -51,22 +51,22 @@ TEST(PrintJob, IsReportedSentOnlyAfterThePrinterHasFinished)
     SpoolerBench bench("card-ms=60000");
     ASSERT_TRUE(bench.Open());
     const sim::Job job = sim::BuildJob({});
-    DWORD id = 0;
+    const DWORD id = spooler::SubmitJob(SpoolerBench::kPrinter, L"probe") + 1; // the next one's
+    spooler::RemoveJob(SpoolerBench::kPrinter, id - 1);
+    const auto isPrinted = [id] {
+        return (spooler::JobStatus(SpoolerBench::kPrinter, id).value_or(0) & JOB_STATUS_PRINTED) != 0;
+    };
     VirtualClock::Thread watcher([&] {
-        for (;; Sleep(1000)) {
-            const auto status = spooler::JobStatus(SpoolerBench::kPrinter, id);
-            if (id && (!status || *status & JOB_STATUS_PRINTED)) {
-                EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
-                return;
-            }
+        while (bench.Printer().View().cardsPrinted == 0) {
+            EXPECT_FALSE(isPrinted());
+            Sleep(1000);
         }
     });
-    id = spooler::SubmitJob(SpoolerBench::kPrinter, L"probe");
-    spooler::RemoveJob(SpoolerBench::kPrinter, id);
-    ++id; // the next one to be submitted
-    EXPECT_TRUE(bench.Print(job.bytes));
+    ASSERT_TRUE(bench.StartDocument());
+    EXPECT_EQ(job.bytes.size(), bench.Offer(job.bytes.data(), job.bytes.size()));
+    EXPECT_TRUE(bench.table->pfnEndDocPort(bench.port));
+    EXPECT_TRUE(isPrinted());
     EXPECT_GE(bench.clock.Elapsed(), 60000u);
-    watcher.Join();
 }
 
 TEST(PrintJob, AnErrorBetweenCardsHoldsTheRestUntilItClears)
@@ -124,6 +124,19 @@ TEST(PrintJob, QueriesAreAnsweredBetweenCardsWhileItPrints)
     EXPECT_EQ(0u, bench.Printer().View().violationCount);
     EXPECT_EQ(0u, bench.Printer().View().commandsInsideCard);
     EXPECT_EQ("256", bench.Ask(L"CardCount").text);
+}
+
+TEST(PrintJob, EachJobOfADocumentNeedsAPasswordOfItsOwn)
+{
+    SpoolerBench bench("protected=1,admin-password=boss,card-ms=100");
+    ASSERT_TRUE(bench.Open());
+    const std::vector<uint8_t> job = sim::BuildJob({}).bytes;
+    bench.Printer().SetValidated(true);
+    ASSERT_TRUE(bench.StartDocument());
+    EXPECT_EQ(job.size(), bench.Offer(job.data(), job.size()));
+    EXPECT_GT(job.size(), bench.Offer(job.data(), job.size(), {}, 5000));
+    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+    EXPECT_TRUE(bench.EndDocument());
 }
 
 TEST(PrintJob, ADeletedJobIsCancelledAtThePrinter)

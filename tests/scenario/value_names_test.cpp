@@ -184,6 +184,9 @@ TEST(ValueNames, AnAnswerNeedsRoomForItsNul)
         EXPECT_EQ(4u, returned);
         EXPECT_STREQ(size < 4 ? "same" : "250", text);
     }
+    EXPECT_FALSE(
+        bench.table->pfnGetPrinterDataFromPort(bench.port, 0, name, nullptr, 0, nullptr, 0, nullptr));
+    EXPECT_EQ(kInvalid, GetLastError());
 }
 
 TEST(ValueNames, TheLongUtilityCommandKeepsOthersAway)
