@@ -38,33 +38,6 @@ TEST(PosixApi, CountsHandlesAndBlocks)
     EXPECT_EQ(blocks, GlobalBlockCount());
 }
 
-TEST(PosixApi, VersionIsComparedForEqualityOfMajorAndMinorOnly)
-{
-    constexpr DWORD kBoth = VER_MAJORVERSION | VER_MINORVERSION;
-    const struct {
-        DWORD major;
-        DWORD minor;
-        DWORD types;
-        BYTE condition;
-        DWORD error;
-    } cases[] = {{10, 0, kBoth, VER_EQUAL, ERROR_SUCCESS},
-                 {10, 1, kBoth, VER_EQUAL, ERROR_OLD_WIN_VERSION},
-                 {10, 1, VER_MAJORVERSION, VER_EQUAL, ERROR_SUCCESS},
-                 {6, 0, VER_MINORVERSION, VER_EQUAL, ERROR_SUCCESS},
-                 {10, 0, kBoth, VER_EQUAL + 1, ERROR_INVALID_PARAMETER},
-                 {10, 0, 0, VER_EQUAL, ERROR_INVALID_PARAMETER}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(&row - cases);
-        OSVERSIONINFOEXW version = {};
-        version.dwMajorVersion = row.major;
-        version.dwMinorVersion = row.minor;
-        SetLastError(ERROR_SUCCESS);
-        const ULONGLONG mask = VerSetConditionMask(0, row.types, row.condition);
-        EXPECT_EQ(row.error == ERROR_SUCCESS, VerifyVersionInfoW(&version, row.types, mask) != FALSE);
-        EXPECT_EQ(row.error, GetLastError());
-    }
-}
-
 TEST(PosixApi, RefusesDaysThatTheirYearLacks)
 {
     const struct {

@@ -21,19 +21,6 @@ constexpr ACCESS_MASK kAllAccess = 0xF0000 | kUse | kAdminister; // with the rig
 
 LPWSTR Name(const wchar_t* text) { return const_cast<LPWSTR>(text); }
 
-/// 0 or the error; the printer is closed again.
-DWORD TryOpen(const wchar_t* name, std::optional<ACCESS_MASK> access)
-{
-    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access.value_or(0)};
-    HANDLE printer = nullptr;
-    if (!OpenPrinterW(Name(name), &printer, access ? &defaults : nullptr)) {
-        EXPECT_EQ(nullptr, printer);
-        return GetLastError();
-    }
-    EXPECT_TRUE(ClosePrinter(printer));
-    return ERROR_SUCCESS;
-}
-
 class Spooler : public testing::Test {
 protected:
     Spooler() { spooler::CreatePrinter(kPrinter); }
@@ -69,18 +56,21 @@ TEST_F(Spooler, OpensByNameWithinTheGrantedAccess)
     spooler::CreatePrinter(L"Guest", kUse);
     const struct {
         const wchar_t* name;
-        std::optional<ACCESS_MASK> access;
+        ACCESS_MASK access; // 0: without defaults
         DWORD error;
-    } cases[] = {{L"Cards", std::nullopt, 0}, {L"cARDS", kUse, 0}, {L"Cards", kAdminister, 0},
-                 {L"Cards", kAllAccess, 0},   {L"Guest", kUse, 0}, {L"Guest", kAdminister, 5},
-                 {L"Card", kUse, 1801},       {nullptr, kUse, 87}};
+    } cases[] = {{L"Cards", 0, 0},          {L"cARDS", kUse, 0},   {L"Cards", kAllAccess, 0},
+                 {L"Guest", kUse, 0},       {L"Guest", 0, 0},      {L"Guest", kAdminister, 5},
+                 {L"Guest", kAllAccess, 5}, {L"Card", kUse, 1801}, {nullptr, kUse, 87}};
     for (const auto& row : cases) {
-        EXPECT_EQ(row.error, TryOpen(row.name, row.access)) << "row " << &row - cases;
+        SCOPED_TRACE(&row - cases);
+        PRINTER_DEFAULTSW defaults = {nullptr, nullptr, row.access};
+        HANDLE printer = nullptr;
+        SetLastError(ERROR_SUCCESS);
+        OpenPrinterW(Name(row.name), &printer, row.access ? &defaults : nullptr);
+        EXPECT_EQ(row.error, GetLastError());
+        EXPECT_EQ(row.error == 0, ClosePrinter(printer) != FALSE);
     }
-    EXPECT_FALSE(OpenPrinterW(Name(kPrinter), nullptr, nullptr));
-    EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
     spooler::RemovePrinter(L"GUEST");
-    EXPECT_EQ(1801u, TryOpen(L"Guest", kUse));
 }
 
 TEST_F(Spooler, RefusesHandlesThatAreNoPrinters)
@@ -161,20 +151,15 @@ TEST_F(Spooler, ReadsAValueOnlyIntoEnoughRoom)
 TEST_F(Spooler, ChangesValuesForAdministratorsOnly)
 {
     spooler::StoreValue(kPrinter, L"Kept", REG_SZ, "old");
-    for (const ACCESS_MASK access : {ACCESS_MASK{0}, kUse}) {
-        const CPrinterHandle user = Open(access);
-        EXPECT_EQ(5u, Set(user.Get(), L"Kept", REG_SZ, "new"));
-        EXPECT_EQ(5u, DeletePrinterDataW(user.Get(), Name(L"Kept")));
-    }
+    const CPrinterHandle user = Open(kUse);
+    EXPECT_EQ(5u, Set(user.Get(), L"Kept", REG_SZ, "new"));
+    EXPECT_EQ(5u, DeletePrinterDataW(user.Get(), Name(L"Kept")));
     EXPECT_EQ("old", spooler::LoadValue(kPrinter, L"Kept"));
     const CPrinterHandle administrator = Open(kAllAccess);
     EXPECT_EQ(0u, Set(administrator.Get(), L"Kept", REG_SZ, "new"));
     EXPECT_EQ(87u, SetPrinterDataW(administrator.Get(), Name(L"Kept"), REG_SZ, nullptr, 1));
     EXPECT_EQ(87u, Set(administrator.Get(), nullptr, REG_SZ, "x"));
-    EXPECT_EQ(87u, DeletePrinterDataW(administrator.Get(), nullptr));
     EXPECT_EQ("new", spooler::LoadValue(kPrinter, L"Kept"));
-    EXPECT_EQ(0u, SetPrinterDataW(administrator.Get(), Name(L"Kept"), REG_SZ, nullptr, 0));
-    EXPECT_EQ("", spooler::LoadValue(kPrinter, L"Kept"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -216,20 +201,16 @@ TEST_F(Spooler, PacksJobsIntoExactlyTheSizeThatItAsksFor)
     const CPrinterHandle printer = Open(kUse);
 
     const Jobs asked(printer.Get(), 0, 10, 0);
-    EXPECT_EQ(ERROR_INSUFFICIENT_BUFFER, asked.error);
-    EXPECT_EQ(0u, asked.returned);
     const Jobs tooSmall(printer.Get(), 0, 10, asked.needed - 1);
     EXPECT_EQ(ERROR_INSUFFICIENT_BUFFER, tooSmall.error);
-    EXPECT_EQ(asked.needed, tooSmall.needed);
+    EXPECT_EQ(0u, tooSmall.returned);
     EXPECT_EQ(std::vector<BYTE>(asked.needed - 1, 0xEE), tooSmall.bytes);
 
     const Jobs jobs(printer.Get(), 0, 10, asked.needed);
     ASSERT_TRUE(jobs.ok);
     ASSERT_EQ((std::vector<DWORD>{first, second}), jobs.Ids());
-    EXPECT_EQ(asked.needed, jobs.needed);
     EXPECT_STREQ(L"Cards", jobs[0].pPrinterName);
     EXPECT_STREQ(L"One", jobs[0].pDocument);
-    EXPECT_STREQ(L"Number two", jobs[1].pDocument);
     EXPECT_STREQ(L"RAW", jobs[1].pDatatype);
     EXPECT_EQ(2u, jobs[1].Position);
     EXPECT_EQ(1, jobs[1].Submitted.wSecond - jobs[0].Submitted.wSecond);
@@ -256,40 +237,29 @@ TEST_F(Spooler, EnumeratesARangeOfTheQueue)
 
 TEST_F(Spooler, AppliesControlsToJobs)
 {
-    constexpr DWORD kRestart = 4;
     const CPrinterHandle printer = Open(kUse);
     const DWORD job = spooler::SubmitJob(kPrinter, L"Document");
     const DWORD other = spooler::SubmitJob(kPrinter, L"Other");
     BYTE record = 0;
-    const struct {
-        DWORD id;
-        DWORD level;
-        LPBYTE record;
-        DWORD control;
-        DWORD error;
-        DWORD status; // afterwards; the rows build on each other
-    } cases[] = {{job, 0, nullptr, 0, 0, 0},
-                 {job, 0, nullptr, JOB_CONTROL_PAUSE, 0, JOB_STATUS_PAUSED},
-                 {job, 0, nullptr, JOB_CONTROL_SENT_TO_PRINTER, 0, JOB_STATUS_PAUSED | JOB_STATUS_PRINTED},
-                 {job, 0, nullptr, JOB_CONTROL_RESUME, 0, JOB_STATUS_PRINTED},
-                 {job, 0, nullptr, kRestart, 87, JOB_STATUS_PRINTED},
-                 {job, 1, nullptr, JOB_CONTROL_DELETE, 87, JOB_STATUS_PRINTED},
-                 {job, 0, &record, JOB_CONTROL_DELETE, 87, JOB_STATUS_PRINTED},
-                 {0, 0, nullptr, JOB_CONTROL_DELETE, 87, JOB_STATUS_PRINTED},
-                 {job, 0, nullptr, JOB_CONTROL_DELETE, 0, JOB_STATUS_PRINTED | JOB_STATUS_DELETING},
-                 {other, 0, nullptr, JOB_CONTROL_CANCEL, 0, JOB_STATUS_PRINTED | JOB_STATUS_DELETING}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(&row - cases);
-        SetLastError(ERROR_SUCCESS);
-        EXPECT_EQ(row.error == 0,
-                  SetJobW(printer.Get(), row.id, row.level, row.record, row.control) != FALSE);
-        EXPECT_EQ(row.error, GetLastError());
-        EXPECT_EQ(row.status, spooler::JobStatus(kPrinter, job));
-    }
+    const auto set = [&](DWORD id, DWORD control, DWORD level = 0, LPBYTE with = nullptr) {
+        return SetJobW(printer.Get(), id, level, with, control) ? 0 : GetLastError();
+    };
+    EXPECT_EQ(0u, set(job, 0));
+    EXPECT_EQ(0u, set(job, JOB_CONTROL_PAUSE));
+    EXPECT_EQ(JOB_STATUS_PAUSED, spooler::JobStatus(kPrinter, job));
+    EXPECT_EQ(0u, set(job, JOB_CONTROL_SENT_TO_PRINTER));
+    EXPECT_EQ(JOB_STATUS_PAUSED | JOB_STATUS_PRINTED, spooler::JobStatus(kPrinter, job));
+    EXPECT_EQ(0u, set(job, JOB_CONTROL_RESUME));
+    EXPECT_EQ(87u, set(job, 4));
+    EXPECT_EQ(87u, set(job, JOB_CONTROL_DELETE, 1));
+    EXPECT_EQ(87u, set(job, JOB_CONTROL_DELETE, 0, &record));
+    EXPECT_EQ(87u, set(0, JOB_CONTROL_DELETE));
+    EXPECT_EQ(JOB_STATUS_PRINTED, spooler::JobStatus(kPrinter, job));
+    EXPECT_EQ(0u, set(job, JOB_CONTROL_DELETE));
+    EXPECT_EQ(0u, set(other, JOB_CONTROL_CANCEL));
+    EXPECT_EQ(JOB_STATUS_PRINTED | JOB_STATUS_DELETING, spooler::JobStatus(kPrinter, job));
     EXPECT_EQ(JOB_STATUS_DELETING, spooler::JobStatus(kPrinter, other));
     EXPECT_EQ(JOB_STATUS_DELETING, Jobs(printer.Get(), 1, 1, 2000)[0].Status);
-    EXPECT_EQ(std::nullopt, spooler::JobStatus(kPrinter, 0));
-    EXPECT_EQ(std::nullopt, spooler::JobStatus(L"Nobody", job));
 }
 
 } // namespace

@@ -134,31 +134,47 @@ TEST_P(Gates, LetThreadsInOneByOneInTheOrderOfTheirComing)
     EXPECT_EQ(410u, clock.Elapsed());
 }
 
-/// Gates whose waiters can give up.
-class TimedGates : public Gates {};
+INSTANTIATE_TEST_SUITE_P(Kinds, Gates,
+                         testing::Values(GateCase{"Mutex", MakeMutexGate}, GateCase{"Event", MakeEventGate},
+                                         GateCase{"Section", MakeSectionGate}),
+                         [](const auto& tested) { return tested.param.name; });
 
-TEST_P(TimedGates, AreNotOpenedByAWaitThatEndedWithoutThem)
+TEST(VirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
 {
-    VirtualClock clock;
-    Gate gate = GetParam().make();
-    VirtualClock::Thread impatient([&] { EXPECT_EQ(WAIT_TIMEOUT, gate.enter(20)); });
-    VirtualClock::Thread patient([&] {
-        EXPECT_EQ(WAIT_OBJECT_0, gate.enter(80));
-        EXPECT_EQ(50u, clock.Elapsed());
+    for (const auto make : {MakeMutexGate, MakeEventGate}) {
+        VirtualClock clock;
+        Gate gate = make();
+        VirtualClock::Thread impatient([&] { EXPECT_EQ(WAIT_TIMEOUT, gate.enter(20)); });
+        VirtualClock::Thread patient([&] {
+            EXPECT_EQ(WAIT_OBJECT_0, gate.enter(80));
+            EXPECT_EQ(50u, clock.Elapsed());
+            gate.leave();
+        });
+        Sleep(50);
         gate.leave();
-    });
-    Sleep(50);
-    gate.leave();
+    }
 }
 
-const GateCase kMutexGate = {"Mutex", MakeMutexGate};
-const GateCase kEventGate = {"Event", MakeEventGate};
-const GateCase kSectionGate = {"Section", MakeSectionGate};
-
-std::string GateName(const testing::TestParamInfo<GateCase>& tested) { return tested.param.name; }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, Gates, testing::Values(kMutexGate, kEventGate, kSectionGate), GateName);
-INSTANTIATE_TEST_SUITE_P(Kinds, TimedGates, testing::Values(kMutexGate, kEventGate), GateName);
+TEST(VirtualClock, SectionsAreLeftApart)
+{
+    VirtualClock clock;
+    Gate first = MakeSectionGate();
+    Gate second = MakeSectionGate();
+    const auto passAt = [&clock](Gate& gate, uint64_t ms) {
+        return [&clock, &gate, ms] {
+            gate.enter(0);
+            EXPECT_EQ(ms, clock.Elapsed());
+            gate.leave();
+        };
+    };
+    VirtualClock::Thread early(passAt(first, 90));
+    Sleep(1);
+    VirtualClock::Thread late(passAt(second, 40));
+    Sleep(39);
+    second.leave();
+    Sleep(50);
+    first.leave();
+}
 
 TEST(VirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
 {
