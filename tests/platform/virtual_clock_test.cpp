@@ -1,9 +1,6 @@
 #include <atomic>
-#include <cstdio>
 #include <functional>
 #include <memory>
-#include <stdexcept>
-#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -25,16 +22,6 @@ CHandle MakeEvent(bool manualReset) { return CHandle(CreateEventW(nullptr, manua
 CHandle MakeMutex(bool owned) { return CHandle(CreateMutexW(nullptr, owned, nullptr)); }
 
 DWORD Wait(const CHandle& handle, DWORD timeoutMs) { return WaitForSingleObject(handle.Get(), timeoutMs); }
-
-std::string LocalTimeText()
-{
-    SYSTEMTIME now = {};
-    GetLocalTime(&now);
-    char text[64];
-    std::snprintf(text, sizeof text, "%04u-%02u-%02u(%u) %02u:%02u:%02u.%03u", now.wYear, now.wMonth,
-                  now.wDay, now.wDayOfWeek, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
-    return text;
-}
 
 TEST(VirtualClock, JumpsExactlyToTheEndOfEachWait)
 {
@@ -158,22 +145,23 @@ TEST(VirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
 TEST(VirtualClock, SectionsAreLeftApart)
 {
     VirtualClock clock;
-    Gate first = MakeSectionGate();
-    Gate second = MakeSectionGate();
-    const auto passAt = [&clock](Gate& gate, uint64_t ms) {
-        return [&clock, &gate, ms] {
-            gate.enter(0);
+    CCriticalSection first;
+    CCriticalSection second;
+    EnterCriticalSection(first.Get());
+    EnterCriticalSection(second.Get());
+    const auto passAt = [&clock](CCriticalSection& section, uint64_t ms) {
+        return [&clock, &section, ms] {
+            const CSectionHold hold(section);
             EXPECT_EQ(ms, clock.Elapsed());
-            gate.leave();
         };
     };
     VirtualClock::Thread early(passAt(first, 90));
     Sleep(1);
     VirtualClock::Thread late(passAt(second, 40));
     Sleep(39);
-    second.leave();
+    LeaveCriticalSection(second.Get());
     Sleep(50);
-    first.leave();
+    LeaveCriticalSection(first.Get());
 }
 
 TEST(VirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
@@ -284,25 +272,6 @@ TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
     other.join();
     EXPECT_EQ(WAIT_OBJECT_0, signalled);
     EXPECT_EQ(WAIT_TIMEOUT, timedOut) << "a wait with a limit does not outlast the clock";
-}
-
-// ---------------------------------------------------------------------------------------------
-// Local time
-
-TEST(VirtualClock, LocalTimeRunsOnFromWhatWasSet)
-{
-    VirtualClock clock(123456);
-    EXPECT_EQ("2026-01-05(1) 08:00:00.000", LocalTimeText());
-    Sleep(1234);
-    EXPECT_EQ("2026-01-05(1) 08:00:01.234", LocalTimeText());
-    clock.SetLocalTime({2024, 2, /*not looked at*/ 9, 28, 23, 59, 59, 999});
-    EXPECT_EQ("2024-02-28(3) 23:59:59.999", LocalTimeText());
-    Sleep(1);
-    EXPECT_EQ("2024-02-29(4) 00:00:00.000", LocalTimeText());
-    Sleep(kDayMs);
-    EXPECT_EQ("2024-03-01(5) 00:00:00.000", LocalTimeText());
-    EXPECT_THROW(clock.SetLocalTime({2023, 2, 0, 29, 0, 0, 0, 0}), std::invalid_argument);
-    EXPECT_EQ("2024-03-01(5) 00:00:00.000", LocalTimeText());
 }
 
 // ---------------------------------------------------------------------------------------------

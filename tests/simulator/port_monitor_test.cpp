@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 
 #include "simulator/port_monitor.h"
 #include "tests/simulator/printer_bench.h"
@@ -175,34 +174,8 @@ protected:
     ~CaptureFile() override { std::filesystem::remove_all(m_folder); }
 
     std::wstring Port(const std::string& file) const { return L"file:" + (m_folder / file).wstring(); }
-    std::string Content(const std::string& file) const
-    {
-        std::ostringstream text;
-        text << std::ifstream(m_folder / file, std::ios::binary).rdbuf();
-        return text.str();
-    }
-
     std::filesystem::path m_folder;
 };
-
-TEST_F(CaptureFile, HoldsWhatWasWritten)
-{
-    std::ofstream(m_folder / "job") << "old";
-    Line line(Port("job"));
-    ASSERT_TRUE(line.port);
-    EXPECT_EQ("old", Content("job")) << "nothing is lost before a document starts";
-    for (const std::string& part : {std::string("a\0b", 3), std::string("c")}) {
-        EXPECT_TRUE(line.Start());
-        EXPECT_TRUE(line.Write(part));
-        EXPECT_TRUE(line.Read());
-        EXPECT_EQ(0u, line.count);
-        EXPECT_TRUE(line.End());
-    }
-    EXPECT_EQ(std::string("a\0bc", 4), Content("job"));
-    EXPECT_REFUSED(ERROR_NOT_SUPPORTED, line.Control(kIoctlParQueryDeviceId, "", 100));
-    EXPECT_EQ(nullptr, line.monitor.FindPrinter(line.name));
-    EXPECT_TRUE(line.Close());
-}
 
 TEST_F(CaptureFile, ThatCannotBeWrittenIsNotOpened)
 {
