@@ -52,32 +52,24 @@ public:
         return kReceiveNothing;
     }
 
-private:
+protected:
     std::string m_parameters;
+
+private:
     bool m_running = false;
 };
 
-/// Answers a constant, after any transport trouble that a test wants.
-class FixedData : public CData {
+/// Answers a constant, by any way of sending.
+class FixedData : public EchoData {
 public:
-    explicit FixedData(const char* answer, uint32_t sendMethod = kSendToPort)
-        : m_answer(answer), m_method(sendMethod)
+    explicit FixedData(const char* answer, uint32_t method = kSendToPort) : m_method(method)
     {
+        m_parameters = answer;
     }
-    const uint8_t* GetCommand(uint32_t* length) override
-    {
-        *length = 1;
-        return reinterpret_cast<const uint8_t*>("?");
-    }
+    BOOL Prepare(const wchar_t*) override { return TRUE; }
     uint32_t GetSendMethod() override { return m_method; }
-    uint32_t GetReceiveMethod() override
-    {
-        m_text = m_answer;
-        return kReceiveNothing;
-    }
 
 private:
-    const char* m_answer;
     uint32_t m_method;
 };
 
@@ -128,7 +120,7 @@ struct MonitorTest : testing::Test {
     void StartDocument()
     {
         spooler::CreatePrinter(kPrinter);
-        jobId = spooler::SubmitJob(kPrinter, L"cards");
+        const DWORD jobId = spooler::SubmitJob(kPrinter, L"cards");
         ASSERT_TRUE(ClaimDocument(port.record.get(), 5000));
         port.record->job = MakeJobRecord(kPrinter, jobId).release();
         ASSERT_TRUE(monitor->StartDoc(port.record.get()));
@@ -144,16 +136,16 @@ struct MonitorTest : testing::Test {
     struct Answer {
         BOOL ok;
         DWORD error;
-        DWORD returned;
         std::string text;
     };
-    Answer Ask(const wchar_t* name, DWORD size = 200)
+    Answer Ask(const wchar_t* name)
     {
         char output[200] = "untouched";
         DWORD returned = 4711;
         SetLastError(ERROR_BUSY); // left over
-        const BOOL ok = monitor->GetPrinterData(port.record.get(), name, nullptr, 0, output, size, &returned);
-        return {ok, GetLastError(), returned, output};
+        const BOOL ok =
+            monitor->GetPrinterData(port.record.get(), name, nullptr, 0, output, sizeof output, &returned);
+        return {ok, GetLastError(), output};
     }
     DWORD Write(const std::string& data)
     {
@@ -175,7 +167,6 @@ struct MonitorTest : testing::Test {
     UnitPort port{0xFFFFFF00u}; // the tick count wraps in the course of each test
     TestModel* model;
     std::unique_ptr<CMonitor> monitor;
-    DWORD jobId = 0;
     std::string status = "ERR:0,0,0,0,0,7,";
 };
 

@@ -1,7 +1,5 @@
-#include <cstring>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>

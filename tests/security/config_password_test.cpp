@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <random>
 #include <string>
 
 #include "platform/virtual_clock.h"
@@ -19,7 +20,7 @@ using namespace std::string_literals;
 class PolicyFile {
 public:
     explicit PolicyFile(const std::string& bytes = {})
-        : m_path(testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() + ".xml")
+        : m_path(testing::TempDir() + "policy" + std::to_string(std::random_device()()) + ".xml")
     {
         Write(bytes);
     }

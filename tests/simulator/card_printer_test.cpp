@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "simulator/job_builder.h"
 #include "tests/simulator/printer_bench.h"
 
 namespace zrtmon::sim {
