@@ -22,8 +22,13 @@ TEST(Library, IsAttachedWithItsFirstUseAndDetachedWithItsLast)
     EXPECT_EQ(blocks + 1, GlobalBlockCount()) << "attached twice";
     EXPECT_TRUE(FreeLibrary(module));
     EXPECT_EQ(blocks + 1, GlobalBlockCount()) << "detached while in use";
+    EXPECT_TRUE(GetProcAddress(module, "DllMain"));
+    EXPECT_EQ(nullptr, GetProcAddress(module, "Question"));
+    EXPECT_EQ(ERROR_PROC_NOT_FOUND, GetLastError());
     EXPECT_TRUE(FreeLibrary(module));
     EXPECT_EQ(blocks, GlobalBlockCount());
+    EXPECT_EQ(nullptr, GetProcAddress(module, "DllMain"));
+    EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
     EXPECT_FALSE(FreeLibrary(module));
     EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
 }

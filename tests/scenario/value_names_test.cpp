@@ -203,11 +203,21 @@ TEST(ValueNames, TheLongUtilityCommandKeepsOthersAway)
 
 TEST(ValueNames, CommandsChangeThePrinter)
 {
-    NameBench bench("bay2-station=1");
-    bench.Ask(L"MoveTo/1");
-    EXPECT_EQ("0", bench.Ask(L"StationStatus/2").text);
-    bench.Ask(L"MoveTo/6");
-    EXPECT_EQ("3", bench.Ask(L"StationStatus/5").text);
+    NameBench bench;
+    bench.Printer().SetBay(2, 0, 0);
+    struct Move {
+        const wchar_t* text;
+        const wchar_t* station;
+        const char* state;
+    };
+    for (const Move& move :
+         {Move{L"MoveTo/0", L"StationStatus/5", "0"}, Move{L"MoveTo/1", L"StationStatus/2", "0"},
+          Move{L"MoveTo/2", L"StationStatus/4", "4"}, Move{L"MoveTo/3", L"StationStatus/3", "1"},
+          Move{L"MoveTo/4", L"StationStatus/2", "1"}, Move{L"MoveTo/5", L"StationStatus/4", "1"},
+          Move{L"MoveTo/6", L"StationStatus/5", "3"}}) {
+        bench.Ask(move.text);
+        EXPECT_EQ(move.state, bench.Ask(move.station).text) << move.state;
+    }
     bench.Printer().SetError(83);
     EXPECT_EQ("ERROR 83\r\nCARDS 100", bench.Ask(L"LCDInfo").text);
     bench.Ask(L"SimulateButtonPress/0");

@@ -97,6 +97,10 @@ TEST(InputParser, ReadsAStreamTheSameHoweverItIsCut)
          Command("J") + "pixels" + Command("C") + "\x8F\x1B_no header" + Command("Nr") + Command("j") +
              Command("Q") + Command("XZ") + Command("NV"),
          "J C Nr()@26 <0+26> j Z NV()@44 <0+39> <0+39> "},
+        {"CancelBytesInAPicture",
+         Packet(Command("C\x8F") + std::string(100, 'x') + Command("XC") + std::string(370, 'x') +
+                Command("j")),
+         "packet C record j <492+0> "},
         {"MagCommandAndTail",
          Packet(Command("m12") + "\x03" + "abc" + Command("m12") + std::string(1, '\0') + Command("Q") +
                 "xyz"),

@@ -105,8 +105,9 @@ TEST(PrinterPasswords, CardsWaitForOneAndItIsGoodForOneJob)
     Sleep(1000);
     EXPECT_EQ(1u, bench.printer.View().cardsHeld);
     EXPECT_EQ("PASSWORD REQUIRED", bench.printer.View().displayLines[0]);
+    bench.Send(std::string(512, '\0') + Command("XC") + Packet(CardPayload()));
     bench.Present("wrong");
-    EXPECT_EQ(1u, bench.printer.View().cardsHeld);
+    EXPECT_EQ(1u, bench.printer.View().cardsHeld) << "the cancelled one is not waiting any more";
     bench.Present("boss");
     bench.Send(Packet(Command("XZ")));
     Sleep(100);

@@ -158,6 +158,7 @@ TEST(PortMonitor, ServesTheDevicesControls)
     EXPECT_TRUE(line.Control(kIoctlUsbPrintVendorSetCommand, head + Command("NV"), 0));
     EXPECT_TRUE(line.Control(kIoctlUsbPrintVendorGetCommand, head, 100));
     EXPECT_EQ("Ver:3", line.text);
+    EXPECT_EQ(5u, line.monitor.FindPrinter(line.name)->View().bytesReceived);
 }
 
 /// A directory of its own for each test.
