@@ -205,7 +205,7 @@ TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
     };
     EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"MoveTo/x").error);
     port.lower.allow = [](const char* call) {
-        SetLastError(call == "StartDocPort"s ? ERROR_NOT_SUPPORTED : 0); // left over by a success
+        SetLastError(call == "StartDocPort"s ? ERROR_NOT_SUPPORTED : GetLastError()); // of a success
         return true;
     };
     EXPECT_TRUE(Ask(L"MoveTo/x").ok);
@@ -311,7 +311,7 @@ TEST_F(MonitorTest, HeldBytesLeaveAtTheEndOfTheDocument)
     EXPECT_EQ("", port.lower.Written());
     size_t offered = 0;
     port.lower.take = [&offered](DWORD) -> std::optional<DWORD> { // a byte in four seconds
-        return ++offered % 40 == 0 ? std::optional<DWORD>(1) : std::nullopt;
+        return offered++ % 40 == 0 ? std::optional<DWORD>(1) : std::nullopt;
     };
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
     EXPECT_EQ(0u, port.lower.Written().find(held));
