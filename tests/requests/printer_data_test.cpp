@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/spooler_admin.h"
 #include "requests/data.h"
 #include "tests/support/unit_port.h"
 
@@ -149,6 +150,23 @@ TEST_F(TransportTest, DeviceIdIsReadToItsFirstNul)
         EXPECT_EQ(expected.first, transport.Receive(port.record.get(), &request) != FALSE);
         EXPECT_EQ(expected.second, request.GetText());
     }
+}
+
+TEST(PrinterValues, EndInANulWrittenAndRead)
+{
+    spooler::CreatePrinter(L"Cards");
+    wchar_t name[] = L"Cards";
+    HANDLE opened = nullptr;
+    PRINTER_DEFAULTSW defaults{nullptr, nullptr, PRINTER_ACCESS_ADMINISTER};
+    ASSERT_TRUE(OpenPrinterW(name, &opened, &defaults));
+    const CPrinterHandle printer(opened);
+    EXPECT_TRUE(WriteNumberValue(printer.Get(), L"CardCount", -2147483647 - 1));
+    EXPECT_EQ("-2147483648\0"s, spooler::LoadValue(L"Cards", L"CardCount"));
+    CPrinterData reader;
+    spooler::StoreValue(L"Cards", L"Short", REG_BINARY, "-2");
+    EXPECT_STREQ("-2147483648", reader.ReadValue(L"Cards", L"CardCount"));
+    EXPECT_STREQ("-2", reader.ReadValue(L"Cards", L"Short")) << "nothing of the longer one is behind it";
+    spooler::RemovePrinter(L"Cards");
 }
 
 } // namespace
