@@ -6,4 +6,26 @@ if(NOT WIN32)
     find_package(benchmark REQUIRED)
     find_package(CLI11 REQUIRED)
     find_package(nlohmann_json REQUIRED)
+    return()
+endif()
+
+# zrt_foreign_headers(TARGET folder header): a header-only library of the build machine, under the name that its
+# package gives it. The cross compiler sees that one folder and nothing else of the machine's headers.
+function(zrt_foreign_headers target folder header)
+    find_path(ZRTMON_${folder}_HEADERS ${folder}/${header} NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    set(narrow ${PROJECT_BINARY_DIR}/foreign_headers)
+    file(MAKE_DIRECTORY ${narrow})
+    file(CREATE_LINK ${ZRTMON_${folder}_HEADERS}/${folder} ${narrow}/${folder} SYMBOLIC)
+    add_library(${target} INTERFACE IMPORTED)
+    target_include_directories(${target} INTERFACE ${narrow})
+endfunction()
+
+zrt_foreign_headers(CLI11::CLI11 CLI CLI.hpp)
+zrt_foreign_headers(nlohmann_json::nlohmann_json nlohmann json.hpp)
+
+if(ZRTMON_TESTS)
+    find_path(ZRTMON_GTEST_SOURCES googletest/src/gtest-all.cc
+        PATHS /usr/src PATH_SUFFIXES googletest NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory(${ZRTMON_GTEST_SOURCES}/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 endif()

@@ -3,6 +3,7 @@
 #include "host/exit_status.h"
 #include "host/file.h"
 #include "host/text.h"
+#include "platform/spooler_admin.h"
 
 namespace zrtmon::host {
 namespace {
@@ -64,6 +65,10 @@ InitializeMonitor CMonitorLibrary::CModule::Load(const std::filesystem::path& fi
     if (!m_module) {
         throw CHostError(ExitStatus::NoDevice, DisplayPath(file) + ": cannot be loaded as a library (error " +
                                                    std::to_string(GetLastError()) + ')');
+    }
+    if (!spooler::ServeModule(m_module)) {
+        throw CHostError(ExitStatus::NoDevice,
+                         DisplayPath(file) + ": asks for print services that are not served here");
     }
     const FARPROC entry = GetProcAddress(m_module, kInitializeName);
     if (!entry) {

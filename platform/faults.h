@@ -49,7 +49,7 @@ public:
 /// its own points; a test program that replaces operator new calls it there.
 ZRT_PLATFORM_API bool FaultDue(FaultPoint point) noexcept;
 
-/// Events and mutexes that are open in this process.
+/// Events and mutexes that are open in this process. Neither count is there on Windows.
 ZRT_PLATFORM_API uint64_t OpenHandleCount() noexcept;
 /// Blocks of GlobalAlloc that have not been freed.
 ZRT_PLATFORM_API uint64_t GlobalBlockCount() noexcept;

@@ -34,6 +34,11 @@ ZRT_PLATFORM_API void StoreValue(const std::wstring& printerName, const std::wst
 ZRT_PLATFORM_API std::optional<std::string> LoadValue(const std::wstring& printerName,
                                                       const std::wstring& valueName);
 
+/// Leads what a loaded library imports of the print services to those of this process, with the printers of
+/// this header. False when it imports one that is not served here, or its imports cannot be changed; it is
+/// then not to be used. Off Windows there is no other spooler, and nothing to be done.
+ZRT_PLATFORM_API bool ServeModule(HMODULE module);
+
 /// Printer handles that are open in this process.
 ZRT_PLATFORM_API size_t OpenPrinterCount();
 

@@ -1,4 +1,5 @@
-/// A clock that a test holds. Not there on Windows, whose waits are the system's own.
+/// A clock that a test holds. On Windows, whose waits are the system's own, it only measures: tests that
+/// choose the tick count or the time throw std::logic_error there.
 #pragma once
 
 #include <cstdint>

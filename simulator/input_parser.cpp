@@ -288,7 +288,7 @@ void CInputParser::SettleFiller(bool isRaw, uint64_t start)
                              std::to_string(filler) + " zero bytes lead in no cancel command");
     }
     while (filler > 0) {
-        const uint64_t piece = std::min<uint64_t>(filler, std::size(kZeros));
+        const auto piece = static_cast<size_t>(std::min<uint64_t>(filler, std::size(kZeros)));
         m_events.OnJobData(kZeros, piece, false);
         filler -= piece;
     }

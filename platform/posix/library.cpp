@@ -7,6 +7,7 @@
 
 #include "platform/never_destroyed.h"
 #include "platform/posix/utf8.h"
+#include "platform/spooler_admin.h"
 #include "platform/sync.h"
 
 namespace {
@@ -101,3 +102,5 @@ FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) noexcept
 }
 
 BOOL WINAPI DisableThreadLibraryCalls(HMODULE) noexcept { return TRUE; }
+
+bool zrtmon::spooler::ServeModule(HMODULE) { return true; }

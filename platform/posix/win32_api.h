@@ -268,21 +268,20 @@ struct PRINTER_DEFAULTSW {
 /// PRINTER_ACCESS_USE. FALSE with last error 1801
 /// (no such printer), 5 (the access is not granted), 8, 87. The caller closes the handle with
 /// ClosePrinter.
-ZRT_PLATFORM_API BOOL WINAPI OpenPrinterW(LPWSTR printerName, LPHANDLE printer,
-                                          PRINTER_DEFAULTSW* defaults) noexcept;
+ZRT_PLATFORM_API BOOL WINAPI OpenPrinterW(LPWSTR printerName, LPHANDLE printer, PRINTER_DEFAULTSW* defaults);
 /// FALSE with last error 6 for a handle that is not open.
-ZRT_PLATFORM_API BOOL WINAPI ClosePrinter(HANDLE printer) noexcept;
+ZRT_PLATFORM_API BOOL WINAPI ClosePrinter(HANDLE printer);
 
 /// Reads a named value; names compare without regard to letter case. Answers a Win32 error code: 0,
 /// 2 (no such value), 6, 87 (no name, no place for the size), 234 (the buffer is too small or null). The size
 /// of the value goes to *sizeNeeded, and its type to *type where type is not null, with results 0 and 234.
 ZRT_PLATFORM_API DWORD WINAPI GetPrinterDataW(HANDLE printer, LPWSTR valueName, LPDWORD type, LPBYTE data,
-                                              DWORD size, LPDWORD sizeNeeded) noexcept;
+                                              DWORD size, LPDWORD sizeNeeded);
 /// Stores a named value. Answers 0, 5 (the handle has no PRINTER_ACCESS_ADMINISTER), 6, 8, 87.
 ZRT_PLATFORM_API DWORD WINAPI SetPrinterDataW(HANDLE printer, LPWSTR valueName, DWORD type, LPBYTE data,
-                                              DWORD size) noexcept;
+                                              DWORD size);
 /// Removes a named value. Answers 0, 2 (no such value), 5, 6, 87.
-ZRT_PLATFORM_API DWORD WINAPI DeletePrinterDataW(HANDLE printer, LPWSTR valueName) noexcept;
+ZRT_PLATFORM_API DWORD WINAPI DeletePrinterDataW(HANDLE printer, LPWSTR valueName);
 
 inline constexpr DWORD JOB_STATUS_PAUSED = 0x1;
 inline constexpr DWORD JOB_STATUS_ERROR = 0x2;
@@ -318,12 +317,11 @@ struct JOB_INFO_1W {
 /// records (level 1 only, else last error 124) with their texts behind them in the buffer. FALSE with
 /// last error 122 and the size in *sizeNeeded when the buffer is too small; 6, 87.
 ZRT_PLATFORM_API BOOL WINAPI EnumJobsW(HANDLE printer, DWORD firstJob, DWORD count, DWORD level, LPBYTE jobs,
-                                       DWORD size, LPDWORD sizeNeeded, LPDWORD returned) noexcept;
+                                       DWORD size, LPDWORD sizeNeeded, LPDWORD returned);
 /// Applies a control to a job: JOB_CONTROL_DELETE and JOB_CONTROL_CANCEL mark it JOB_STATUS_DELETING, PAUSE
 /// and RESUME set and clear JOB_STATUS_PAUSED, SENT_TO_PRINTER sets JOB_STATUS_PRINTED; 0 does nothing. Level
 /// 0 without a record only. FALSE with last error 6 (no printer), 87 (no such job, level or control).
-ZRT_PLATFORM_API BOOL WINAPI SetJobW(HANDLE printer, DWORD jobId, DWORD level, LPBYTE job,
-                                     DWORD control) noexcept;
+ZRT_PLATFORM_API BOOL WINAPI SetJobW(HANDLE printer, DWORD jobId, DWORD level, LPBYTE job, DWORD control);
 
 // ---------------------------------------------------------------------------------------------
 // Print monitors

@@ -42,7 +42,7 @@ Printer* CPrinterStore::FindPrinter(const std::wstring& name)
 HANDLE CPrinterStore::Open(const std::wstring& name, ACCESS_MASK access)
 {
     const uintptr_t key = kFirstValue + kStep * ++m_lastSerial;
-    m_open.emplace(key, OpenPrinter{m_printers.at(name), access});
+    m_open.emplace(key, OpenHandle{m_printers.at(name), access});
     return reinterpret_cast<HANDLE>(key);
 }
 

@@ -72,14 +72,14 @@ public:
     DWORD TakeJobId() { return ++m_lastJobId; }
 
 private:
-    struct OpenPrinter {
+    struct OpenHandle {
         std::weak_ptr<Printer> printer;
         ACCESS_MASK access;
     };
 
     CCriticalSection m_section;
     std::map<std::wstring, std::shared_ptr<Printer>, NameLess> m_printers;
-    std::map<uintptr_t, OpenPrinter> m_open;
+    std::map<uintptr_t, OpenHandle> m_open;
     uintptr_t m_lastSerial = 0;
     DWORD m_lastJobId = 0;
 };

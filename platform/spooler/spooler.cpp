@@ -112,7 +112,7 @@ DWORD ApplyControl(Job& job, DWORD control)
 
 } // namespace
 
-BOOL WINAPI OpenPrinterW(LPWSTR printerName, LPHANDLE printer, PRINTER_DEFAULTSW* defaults) noexcept
+BOOL WINAPI OpenPrinterW(LPWSTR printerName, LPHANDLE printer, PRINTER_DEFAULTSW* defaults)
 {
     return ToResult(Serve([=](CPrinterStore& store) -> DWORD {
         if (!printerName || !printer) {
@@ -131,7 +131,7 @@ BOOL WINAPI OpenPrinterW(LPWSTR printerName, LPHANDLE printer, PRINTER_DEFAULTSW
     }));
 }
 
-BOOL WINAPI ClosePrinter(HANDLE printer) noexcept
+BOOL WINAPI ClosePrinter(HANDLE printer)
 {
     CPrinterStore& store = CPrinterStore::Get();
     const CSectionHold hold(store.Section());
@@ -139,7 +139,7 @@ BOOL WINAPI ClosePrinter(HANDLE printer) noexcept
 }
 
 DWORD WINAPI GetPrinterDataW(HANDLE printer, LPWSTR valueName, LPDWORD type, LPBYTE data, DWORD size,
-                             LPDWORD sizeNeeded) noexcept
+                             LPDWORD sizeNeeded)
 {
     return Serve([=](CPrinterStore& store) -> DWORD {
         const Printer* const found = store.FromHandle(printer);
@@ -155,7 +155,7 @@ DWORD WINAPI GetPrinterDataW(HANDLE printer, LPWSTR valueName, LPDWORD type, LPB
     });
 }
 
-DWORD WINAPI SetPrinterDataW(HANDLE printer, LPWSTR valueName, DWORD type, LPBYTE data, DWORD size) noexcept
+DWORD WINAPI SetPrinterDataW(HANDLE printer, LPWSTR valueName, DWORD type, LPBYTE data, DWORD size)
 {
     return Serve([=](CPrinterStore& store) -> DWORD {
         const DWORD refusal = CheckChange(store, printer, valueName);
@@ -172,7 +172,7 @@ DWORD WINAPI SetPrinterDataW(HANDLE printer, LPWSTR valueName, DWORD type, LPBYT
     });
 }
 
-DWORD WINAPI DeletePrinterDataW(HANDLE printer, LPWSTR valueName) noexcept
+DWORD WINAPI DeletePrinterDataW(HANDLE printer, LPWSTR valueName)
 {
     return Serve([=](CPrinterStore& store) -> DWORD {
         const DWORD refusal = CheckChange(store, printer, valueName);
@@ -184,7 +184,7 @@ DWORD WINAPI DeletePrinterDataW(HANDLE printer, LPWSTR valueName) noexcept
 }
 
 BOOL WINAPI EnumJobsW(HANDLE printer, DWORD firstJob, DWORD count, DWORD level, LPBYTE jobs, DWORD size,
-                      LPDWORD sizeNeeded, LPDWORD returned) noexcept
+                      LPDWORD sizeNeeded, LPDWORD returned)
 {
     return ToResult(Serve([=](CPrinterStore& store) -> DWORD {
         const Printer* const found = store.FromHandle(printer);
@@ -209,7 +209,7 @@ BOOL WINAPI EnumJobsW(HANDLE printer, DWORD firstJob, DWORD count, DWORD level, 
     }));
 }
 
-BOOL WINAPI SetJobW(HANDLE printer, DWORD jobId, DWORD level, LPBYTE job, DWORD control) noexcept
+BOOL WINAPI SetJobW(HANDLE printer, DWORD jobId, DWORD level, LPBYTE job, DWORD control)
 {
     return ToResult(Serve([=](CPrinterStore& store) -> DWORD {
         Printer* const found = store.FromHandle(printer);

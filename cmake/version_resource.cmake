@@ -1,0 +1,22 @@
+# zrt_version_resource(TARGET kind description): on Windows, what Explorer and support desks read of a file: product,
+# version and description. kind is DLL or EXE; an EXE also gets the program manifest.
+function(zrt_version_resource target kind description)
+    if(NOT WIN32)
+        return()
+    endif()
+    set(ZRT_FILE_TYPE VFT_${kind})
+    string(REPLACE EXE APP ZRT_FILE_TYPE ${ZRT_FILE_TYPE})
+    string(TOLOWER ${kind} suffix)
+    set(ZRT_FILE_NAME ${target}.${suffix})
+    set(ZRT_FILE_DESCRIPTION ${description})
+    set(ZRT_MANIFEST "")
+    if(kind STREQUAL EXE)
+        set(ZRT_MANIFEST "1 RT_MANIFEST \"${PROJECT_SOURCE_DIR}/platform/windows/program.manifest\"")
+    endif()
+    configure_file(${PROJECT_SOURCE_DIR}/platform/windows/version.rc.in ${target}.rc @ONLY)
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+endfunction()
+
+if(WIN32)
+    enable_language(RC)
+endif()
