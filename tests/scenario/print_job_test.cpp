@@ -141,7 +141,7 @@ TEST(PrintJob, EachJobOfADocumentNeedsAPasswordOfItsOwn)
 
 TEST(PrintJob, ADeletedJobIsCancelledAtThePrinter)
 {
-    SpoolerBench bench("card-ms=60000");
+    SpoolerBench bench("card-ms=3000");
     ASSERT_TRUE(bench.Open());
     const sim::Job job = ThreeCards();
     ASSERT_TRUE(bench.StartDocument());
