@@ -9,6 +9,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "platform/secret_line.h"
+
 namespace zrtmon::terminal {
 namespace {
 
@@ -57,25 +59,21 @@ private:
     bool m_isTerminal;
 };
 
-bool HasInput()
-{
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    return poll(&input, 1, kInputStepMs) > 0;
-}
+class CStandardInput final : public IInputBytes {
+public:
+    bool Wait() override
+    {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        return poll(&input, 1, kInputStepMs) > 0;
+    }
 
-/// The next byte, nothing at the end of the input.
-std::optional<char> ReadByte()
-{
-    char byte = 0;
-    // Single bytes: what stands behind the line is for the next reader.
-    return read(STDIN_FILENO, &byte, 1) == 1 ? std::optional<char>(byte) : std::nullopt;
-}
-
-SecretEnd Dropped(CSecret& line, SecretEnd end)
-{
-    line.Clear();
-    return end;
-}
+    std::optional<char> Read() override
+    {
+        char byte = 0;
+        // Single bytes: what stands behind the line is for the next reader.
+        return read(STDIN_FILENO, &byte, 1) == 1 ? std::optional<char>(byte) : std::nullopt;
+    }
+};
 
 } // namespace
 
@@ -84,24 +82,8 @@ bool IsInputTyped() { return isatty(STDIN_FILENO) != 0; }
 SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop)
 {
     const CEchoOff echoOff;
-    line.Clear();
-    bool fits = true;
-    for (bool isEmpty = true; !stop();) {
-        if (!HasInput()) {
-            continue;
-        }
-        const std::optional<char> byte = ReadByte();
-        if (!byte && isEmpty) {
-            return SecretEnd::EndOfInput;
-        }
-        if (!byte || *byte == '\n') {
-            line.DropLast('\r');
-            return fits ? SecretEnd::Line : Dropped(line, SecretEnd::TooLong);
-        }
-        isEmpty = false;
-        fits = fits && line.Append(*byte);
-    }
-    return Dropped(line, SecretEnd::Stopped);
+    CStandardInput input;
+    return ReadSecretLine(input, line, stop);
 }
 
 bool IsTerminal(Stream stream)

@@ -52,7 +52,7 @@ std::wstring Wide(const std::string& text)
     return result;
 }
 
-/// The system's own print library, by its full path: the one beside this program is a spooler of ours.
+/// The system's own print library. The functions of these names that the program links are its own spooler's.
 class CSpoolerLibrary {
 public:
     CSpoolerLibrary() : m_module(LoadLibraryW((SystemFolder() + L"\\winspool.drv").c_str()))

@@ -2,13 +2,17 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <string_view>
+#include <utility>
 
+#include "platform/secret_line.h"
 #include "platform/win32.h"
 
 namespace zrtmon::terminal {
 namespace {
 
 constexpr unsigned kDefaultColumns = 80;
+constexpr DWORD kInputStepMs = 50;
 constexpr size_t kLongestPath = 32768; // characters, as the system's longest form has them
 
 std::atomic<bool> g_pressed{false};
@@ -37,7 +41,141 @@ BOOL WINAPI OnControl(DWORD control)
     return isKey && !g_pressed.exchange(true);
 }
 
+/// A pipe or a file.
+class CStreamInput final : public IInputBytes {
+public:
+    explicit CStreamInput(HANDLE handle) : m_handle(handle) {}
+
+    bool Wait() override
+    {
+        DWORD available = 0;
+        const bool isWaiting = GetFileType(m_handle) == FILE_TYPE_PIPE &&
+                               PeekNamedPipe(m_handle, nullptr, 0, nullptr, &available, nullptr) &&
+                               available == 0;
+        if (isWaiting) {
+            Sleep(kInputStepMs);
+        }
+        return !isWaiting;
+    }
+
+    std::optional<char> Read() override
+    {
+        char byte = 0;
+        DWORD count = 0;
+        // Single bytes: what stands behind the line is for the next reader.
+        const bool isThere = ReadFile(m_handle, &byte, 1, &count, nullptr) && count == 1;
+        return isThere ? std::optional<char>(byte) : std::nullopt;
+    }
+
+private:
+    HANDLE m_handle;
+};
+
+/// A console, which shows nothing of what is typed while one exists. The line is edited here, since the
+/// console's own reading cannot be stopped, and given out when it is complete.
+class CConsoleInput final : public IInputBytes {
+public:
+    CConsoleInput(HANDLE handle, DWORD mode) : m_handle(handle), m_before(mode)
+    {
+        SetConsoleMode(m_handle, ENABLE_PROCESSED_INPUT);
+        FlushConsoleInputBuffer(m_handle);
+    }
+    ~CConsoleInput() override
+    {
+        FlushConsoleInputBuffer(m_handle);
+        SetConsoleMode(m_handle, m_before);
+    }
+    CConsoleInput(const CConsoleInput&) = delete;
+    CConsoleInput& operator=(const CConsoleInput&) = delete;
+
+    bool Wait() override
+    {
+        INPUT_RECORD record{};
+        DWORD count = 0;
+        if (!m_isComplete && WaitForSingleObject(m_handle, kInputStepMs) == WAIT_OBJECT_0 &&
+            ReadConsoleInputW(m_handle, &record, 1, &count) && count == 1 && record.EventType == KEY_EVENT &&
+            record.Event.KeyEvent.bKeyDown) {
+            Type(record.Event.KeyEvent.uChar.UnicodeChar);
+        }
+        return m_isComplete;
+    }
+
+    std::optional<char> Read() override
+    {
+        const std::string_view text = m_typed.Text();
+        if (m_given < text.size()) {
+            return text[m_given++];
+        }
+        // A line that did not fit here fits nowhere: a byte more than there is room for tells so.
+        return std::exchange(m_isTooLong, false) ? ' ' : '\n';
+    }
+
+private:
+    void Type(wchar_t unit)
+    {
+        if (unit == L'\r') {
+            m_isComplete = true;
+        } else if (unit == L'\b') {
+            DropCharacter();
+        } else if (IS_HIGH_SURROGATE(unit)) {
+            m_firstHalf = unit;
+        } else if (unit != L'\0') {
+            Append(unit);
+        }
+    }
+
+    void Append(wchar_t unit)
+    {
+        const wchar_t units[] = {std::exchange(m_firstHalf, L'\0'), unit};
+        const bool isPair = units[0] != L'\0';
+        char bytes[4] = {};
+        const int size = WideCharToMultiByte(CP_UTF8, 0, isPair ? units : units + 1, isPair ? 2 : 1, bytes,
+                                             sizeof bytes, nullptr, nullptr);
+        for (int i = 0; i < size; ++i) {
+            m_isTooLong = !m_typed.Append(bytes[i]) || m_isTooLong;
+        }
+        Wipe(bytes, sizeof bytes);
+    }
+
+    void DropCharacter()
+    {
+        constexpr unsigned kKindMask = 0xC0;
+        constexpr unsigned kContinuation = 0x80;
+        for (bool isCharacter = false; !isCharacter && !m_typed.Text().empty();) {
+            const char last = m_typed.Text().back();
+            isCharacter = (static_cast<unsigned char>(last) & kKindMask) != kContinuation;
+            m_typed.DropLast(last);
+        }
+    }
+
+    HANDLE m_handle;
+    DWORD m_before;
+    CSecret m_typed;
+    wchar_t m_firstHalf = L'\0';
+    size_t m_given = 0;
+    bool m_isTooLong = false;
+    bool m_isComplete = false;
+};
+
 } // namespace
+
+bool IsInputTyped()
+{
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != FALSE;
+}
+
+SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop)
+{
+    HANDLE const handle = GetStdHandle(STD_INPUT_HANDLE);
+    DWORD mode = 0;
+    if (GetConsoleMode(handle, &mode)) {
+        CConsoleInput input(handle, mode);
+        return ReadSecretLine(input, line, stop);
+    }
+    CStreamInput input(handle);
+    return ReadSecretLine(input, line, stop);
+}
 
 bool IsTerminal(Stream stream)
 {
