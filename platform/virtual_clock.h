@@ -25,12 +25,18 @@ class ZRT_PLATFORM_API VirtualClock {
 public:
     /// startTick is the first GetTickCount, so that a test can begin shortly before the wrap.
     explicit VirtualClock(DWORD startTick = 0);
+    /// Of its participating threads one runs at a time. At every call into the layer (locks, events, sleeps,
+    /// ticks, and all that uses them) a draw from scheduleSeed picks the one that goes on, so that a program
+    /// whose threads share nothing behind the layer's back does the same for the same seed.
+    VirtualClock(DWORD startTick, uint64_t scheduleSeed);
     ~VirtualClock();
     VirtualClock(const VirtualClock&) = delete;
     VirtualClock& operator=(const VirtualClock&) = delete;
 
     /// Virtual milliseconds since construction. Any thread.
     uint64_t Elapsed() const;
+    /// How many draws there were; 0 without a seed. Any thread.
+    uint64_t Draws() const;
 
     /// Sets the local time of this moment; it runs on from there, and may be set back. Before the first
     /// call it is 2026-01-05 08:00 at construction. The day of the week is not looked at.

@@ -40,12 +40,13 @@ DWORD WINAPI GetTickCount() noexcept
 
 void WINAPI Sleep(DWORD milliseconds) noexcept
 {
+    CWaitEngine& engine = CWaitEngine::Get();
+    Lock lock = engine.Acquire();
     if (milliseconds == 0) {
+        lock.unlock();
         std::this_thread::yield();
         return;
     }
-    CWaitEngine& engine = CWaitEngine::Get();
-    Lock lock = engine.Acquire();
     Waiter waiter(ThisThread(), "nothing, asleep");
     engine.Block(lock, waiter, milliseconds);
 }

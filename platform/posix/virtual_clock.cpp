@@ -40,8 +40,14 @@ VirtualClock::VirtualClock(DWORD startTick)
         ReportMisuse("there is one already");
     }
     engine.InstallVirtual(startTick);
-    Installed().AddParticipant();
+    Installed().AddFirstParticipant();
     ThisThread().participantOf = Installed().Generation();
+}
+
+VirtualClock::VirtualClock(DWORD startTick, uint64_t scheduleSeed) : VirtualClock(startTick)
+{
+    const Lock lock = CWaitEngine::Get().Acquire();
+    Installed().RunSerially(scheduleSeed);
 }
 
 VirtualClock::~VirtualClock()
@@ -61,6 +67,12 @@ uint64_t VirtualClock::Elapsed() const
     return Installed().ElapsedMs();
 }
 
+uint64_t VirtualClock::Draws() const
+{
+    const Lock lock = CWaitEngine::Get().Acquire();
+    return Installed().Draws();
+}
+
 void VirtualClock::SetLocalTime(const SYSTEMTIME& now)
 {
     const std::optional<CalendarTime> time = ToCalendarTime(now);
@@ -78,6 +90,7 @@ struct VirtualClock::Thread::State {
     void Run();
 
     const std::function<void()> body;
+    Turn start;
     CEventObject ended{/*manualReset=*/true, /*initiallySet=*/false};
     std::thread thread;
 };
@@ -85,7 +98,8 @@ struct VirtualClock::Thread::State {
 void VirtualClock::Thread::State::Run()
 {
     {
-        const Lock lock = CWaitEngine::Get().Acquire();
+        Lock lock = CWaitEngine::Get().Acquire();
+        start.Await(lock);
         ThisThread().participantOf = Installed().Generation();
     }
     body();
@@ -95,21 +109,14 @@ void VirtualClock::Thread::State::Run()
     ended.Set();
     ThisThread().participantOf = 0;
     Installed().RemoveParticipant();
+    Installed().PassTurn();
 }
 
 VirtualClock::Thread::Thread(std::function<void()> body) : m_state(std::make_unique<State>(std::move(body)))
 {
-    {
-        const Lock lock = CWaitEngine::Get().Acquire();
-        Installed().AddParticipant();
-    }
-    try {
-        m_state->thread = std::thread(&State::Run, m_state.get());
-    } catch (...) {
-        const Lock lock = CWaitEngine::Get().Acquire();
-        Installed().RemoveParticipant();
-        throw;
-    }
+    m_state->thread = std::thread(&State::Run, m_state.get()); // which waits for its start
+    const Lock lock = CWaitEngine::Get().Acquire();
+    Installed().AddParticipant(m_state->start);
 }
 
 VirtualClock::Thread::~Thread() { Join(); }

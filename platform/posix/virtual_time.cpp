@@ -10,10 +10,46 @@ namespace zrtmon::posix {
 
 using ClockList = CIntrusiveList<Waiter, ClockTag>;
 
-void CVirtualTime::AddParticipant()
+bool CVirtualTime::IsCounted(const ThreadState& thread) const { return thread.participantOf == m_generation; }
+
+void CVirtualTime::LetRun(Turn& turn)
+{
+    if (m_turns) {
+        m_turns->Enter(turn);
+    } else {
+        turn.Give();
+    }
+}
+
+void CVirtualTime::Yield(Lock& lock, const ThreadState& thread)
+{
+    if (!m_turns || m_turns->IsEmpty() || !IsCounted(thread)) {
+        return;
+    }
+    Turn turn;
+    m_turns->Enter(turn);
+    m_turns->PassOn();
+    turn.Await(lock);
+}
+
+void CVirtualTime::PassTurn()
+{
+    if (m_turns && !m_turns->IsEmpty()) {
+        m_turns->PassOn();
+    }
+}
+
+void CVirtualTime::AddFirstParticipant()
 {
     ++m_participants;
     ++m_running;
+}
+
+void CVirtualTime::AddParticipant(Turn& start)
+{
+    ++m_participants;
+    ++m_running;
+    LetRun(start);
 }
 
 void CVirtualTime::RemoveParticipant()
@@ -26,21 +62,30 @@ void CVirtualTime::RemoveParticipant()
 void CVirtualTime::Park(Waiter& waiter, DWORD timeoutMs)
 {
     waiter.clock = this;
-    waiter.counted = waiter.thread.participantOf == m_generation;
+    waiter.counted = IsCounted(waiter.thread);
     waiter.deadlineMs = timeoutMs == INFINITE ? kNoDeadline : m_nowMs + timeoutMs;
     m_waiters.PushBack(waiter);
     if (waiter.counted) {
         --m_running;
         AdvanceWhileIdle();
+        PassTurn();
     }
+}
+
+void CVirtualTime::Unpark(Waiter& waiter)
+{
+    ClockList::Unlink(waiter);
+    waiter.clock = nullptr;
 }
 
 void CVirtualTime::NoteAwake(Waiter& waiter)
 {
-    ClockList::Unlink(waiter);
-    waiter.clock = nullptr;
+    Unpark(waiter);
     if (waiter.counted) {
         ++m_running;
+        LetRun(waiter);
+    } else {
+        waiter.Give();
     }
 }
 
@@ -49,7 +94,7 @@ void CVirtualTime::ReleaseWaiters()
     for (Waiter* waiter = m_waiters.First(); waiter;) {
         Waiter* const next = ClockList::Next(*waiter);
         if (waiter->deadlineMs == kNoDeadline) {
-            NoteAwake(*waiter);
+            Unpark(*waiter);
         } else {
             waiter->Wake(WakeReason::TimedOut);
         }

@@ -27,18 +27,6 @@ void WatchThreadEnd()
     static_cast<void>(end);
 }
 
-void ParkOnSystemClock(Lock& lock, Waiter& waiter, DWORD timeoutMs)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!waiter.IsAwake()) {
-        if (timeoutMs == INFINITE) {
-            waiter.wakeUp.wait(lock);
-        } else if (waiter.wakeUp.wait_until(lock, deadline) == std::cv_status::timeout && !waiter.IsAwake()) {
-            waiter.Wake(WakeReason::TimedOut);
-        }
-    }
-}
-
 } // namespace
 
 ThreadState& ThisThread()
@@ -54,22 +42,44 @@ ThreadState& ThisThread()
 void Waiter::Wake(WakeReason why)
 {
     WaitQueue::Unlink(*this);
+    reason = why;
     if (clock) {
         clock->NoteAwake(*this);
+    } else {
+        Give();
     }
-    reason = why;
-    wakeUp.notify_one();
+}
+
+void Waiter::AwaitOnSystemClock(Lock& lock, DWORD timeoutMs)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!IsAwake()) {
+        if (timeoutMs == INFINITE) {
+            m_given.wait(lock);
+        } else if (m_given.wait_until(lock, deadline) == std::cv_status::timeout && !IsAwake()) {
+            Wake(WakeReason::TimedOut);
+        }
+    }
 }
 
 CWaitEngine& CWaitEngine::Get() { return NeverDestroyed<CWaitEngine>(); }
+
+Lock CWaitEngine::Acquire()
+{
+    Lock lock(m_mutex);
+    if (m_virtual) {
+        m_virtual->Yield(lock, ThisThread());
+    }
+    return lock;
+}
 
 WakeReason CWaitEngine::Block(Lock& lock, Waiter& waiter, DWORD timeoutMs)
 {
     if (m_virtual) {
         m_virtual->Park(waiter, timeoutMs);
-        waiter.wakeUp.wait(lock, [&waiter] { return waiter.IsAwake(); });
+        waiter.Await(lock);
     } else {
-        ParkOnSystemClock(lock, waiter, timeoutMs);
+        waiter.AwaitOnSystemClock(lock, timeoutMs);
     }
     return waiter.reason;
 }

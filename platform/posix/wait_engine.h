@@ -6,12 +6,12 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 
 #include "platform/posix/intrusive_list.h"
+#include "platform/posix/turns.h"
 #include "platform/posix/virtual_time.h"
 #include "platform/win32.h"
 
@@ -22,7 +22,6 @@ class CMutexObject;
 struct OwnedTag;
 struct QueueTag;
 
-using Lock = std::unique_lock<std::mutex>;
 using WaitQueue = CIntrusiveList<Waiter, QueueTag>;
 
 /// What the engine keeps for each thread. Usable until the thread's storage goes, so also in the destructors
@@ -39,7 +38,7 @@ ThreadState& ThisThread();
 enum class WakeReason { None, Granted, Abandoned, TimedOut };
 
 /// A thread that blocks, for as long as it does. Lives on that thread's stack.
-class Waiter : public CListNode<Waiter, QueueTag>, public CListNode<Waiter, ClockTag> {
+class Waiter : public Turn, public CListNode<Waiter, QueueTag>, public CListNode<Waiter, ClockTag> {
 public:
     /// kind names what is waited for, for the deadlock message; key tells apart what shares a queue.
     Waiter(ThreadState& waitingThread, const char* waitKind, const void* waitKey = nullptr)
@@ -50,6 +49,8 @@ public:
     /// Takes the waiter out of all lists and lets its thread run on.
     void Wake(WakeReason why);
     bool IsAwake() const { return reason != WakeReason::None; }
+    /// Blocks until it is woken; the time runs out on the system's clock.
+    void AwaitOnSystemClock(Lock& lock, DWORD timeoutMs);
 
     ThreadState& thread;
     const char* const kind;
@@ -58,7 +59,6 @@ public:
     CVirtualTime* clock = nullptr;     ///< the virtual clock that it waits on, null for the system's
     bool counted = false;              ///< whether that clock counts the thread
     uint64_t deadlineMs = kNoDeadline; ///< on that clock
-    std::condition_variable wakeUp;
 };
 
 class CWaitEngine {
@@ -66,7 +66,8 @@ public:
     /// Exists from the first use to the end of the process, static destructors included.
     static CWaitEngine& Get();
 
-    [[nodiscard]] Lock Acquire() { return Lock(m_mutex); }
+    /// Where threads run one at a time, others may run before this one has the lock.
+    [[nodiscard]] Lock Acquire();
 
     /// Blocks the calling thread until somebody wakes the waiter or the time is up, and says which. The
     /// caller has put the waiter into the queue that it wants to be woken from, and takes the lock along.

@@ -1,6 +1,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <set>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -272,6 +273,49 @@ TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
     other.join();
     EXPECT_EQ(WAIT_OBJECT_0, signalled);
     EXPECT_EQ(WAIT_TIMEOUT, timedOut) << "a wait with a limit does not outlast the clock";
+}
+
+// ---------------------------------------------------------------------------------------------
+// One at a time, by a seed
+
+/// Which thread did something, in order: four threads that sleep, lock, signal and wait.
+std::vector<unsigned> OrderOfActs(uint64_t seed)
+{
+    VirtualClock clock(0, seed);
+    CCriticalSection section;
+    const CHandle mutex = MakeMutex(false);
+    const CHandle event = MakeEvent(false);
+    std::vector<unsigned> acts; // guarded by nothing: no two threads run at once
+    std::vector<VirtualClock::Thread> threads;
+    for (unsigned number = 0; number < 4; ++number) {
+        threads.emplace_back([&, number] {
+            for (unsigned round = 0; round < 20; ++round) {
+                acts.push_back(number);
+                Sleep(round % 3);
+                const CSectionHold hold(section);
+                Wait(mutex, INFINITE);
+                acts.push_back(number);
+                SetEvent(event.Get());
+                ReleaseMutex(mutex.Get());
+                acts.push_back(number + 10 * (Wait(event, round % 4) == WAIT_OBJECT_0));
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_GT(clock.Draws(), acts.size());
+    acts.push_back(static_cast<unsigned>(clock.Elapsed()));
+    return acts;
+}
+
+TEST(VirtualClock, ASeedDecidesTheOrderOfEverything)
+{
+    std::set<std::vector<unsigned>> orders;
+    for (uint64_t seed = 0; seed < 20; ++seed) {
+        const std::vector<unsigned> acts = OrderOfActs(seed);
+        EXPECT_EQ(acts, OrderOfActs(seed)) << seed;
+        orders.insert(acts);
+    }
+    EXPECT_EQ(20u, orders.size()) << "a seed that decides nothing";
 }
 
 // ---------------------------------------------------------------------------------------------
