@@ -21,6 +21,7 @@ BOOL CDataPrintJob::Prepare(const wchar_t* requestText)
     m_bufferedLength = 0;
     m_accepted = 0;
     m_packetState = Framing::Unknown;
+    m_endsInsideUnit = false;
     m_cardSeen = false;
     m_sentAtBorder = true;
     return CData::Prepare(requestText);
@@ -32,7 +33,7 @@ void CDataPrintJob::SetSentLength(uint32_t count)
     m_pending += m_sentLength;
     m_pendingLength -= m_sentLength;
     if (m_sentLength > 0) {
-        m_sentAtBorder = m_pendingLength == 0 && IsPacketDone() && IsBetweenCards();
+        m_sentAtBorder = m_pendingLength == 0 && !m_endsInsideUnit && IsPacketDone() && IsBetweenCards();
     }
 }
 
@@ -129,6 +130,7 @@ uint32_t CDataPrintJob::TakeAcceptedCount()
 
 void CDataPrintJob::UseBufferedData()
 {
+    m_endsInsideUnit = m_bufferedLength > 0;
     if (IsPendingHeldHere()) {
         m_pendingLength += std::exchange(m_bufferedLength, 0); // they lie right behind the pending ones
         return;

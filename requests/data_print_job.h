@@ -89,6 +89,7 @@ private:
     uint32_t m_bufferedLength = 0; ///< held bytes: reported written, and not pending
     uint32_t m_accepted = 0;
     Framing m_packetState = Framing::Unknown;
+    bool m_endsInsideUnit = false; ///< what was held at the document's end has been made pending
     std::atomic<bool> m_sentAtBorder{true};
 };
 
