@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "requests/data.h"
 
 namespace zrtmon {
@@ -12,9 +10,6 @@ class CDataCancel final : public CData {
 public:
     const uint8_t* GetCommand(uint32_t* length) override;
     uint32_t GetReceiveMethod() override { return kReceiveNothing; }
-
-private:
-    std::vector<uint8_t> m_command;
 };
 
 } // namespace zrtmon
