@@ -1,5 +1,8 @@
 // The test program's operator new is a fault point, so that every allocation of the layer can be made to
 // fail.
+#include "tests/support/allocation.h"
+
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -7,12 +10,25 @@
 
 namespace {
 
+constinit std::atomic<uint64_t> g_live = 0;
+
 void* Allocate(std::size_t size) noexcept
 {
-    return zrtmon::FaultDue(zrtmon::FaultPoint::Allocation) ? nullptr : std::malloc(size ? size : 1);
+    void* const block =
+        zrtmon::FaultDue(zrtmon::FaultPoint::Allocation) ? nullptr : std::malloc(size ? size : 1);
+    g_live += block ? 1 : 0;
+    return block;
+}
+
+void Free(void* block) noexcept
+{
+    g_live -= block ? 1 : 0;
+    std::free(block);
 }
 
 } // namespace
+
+uint64_t zrtmon::test::LiveAllocations() noexcept { return g_live; }
 
 // Every form, so that no block is allocated by one implementation and freed by another.
 
@@ -31,14 +47,14 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Al
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
 
-void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block) noexcept { Free(block); }
 
-void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { Free(block); }
 
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { Free(block); }
 
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { Free(block); }
 
-void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { Free(block); }
 
-void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { Free(block); }

@@ -411,7 +411,9 @@ TEST(PasswordGate, DecidesOnceForAPieceThatThePortTakesInParts)
         bench.Printer().SetValidated(true);
         const size_t tail = bench.job.size() - sim::BuildJob({}).cardEnds[0];
         int ends = 0;
-        bench.lower.limitWrite = [&](DWORD size) { return size == tail && ends++ == 0 ? limit : kAll; };
+        bench.lower.limitWrite = [&](const uint8_t*, DWORD size) {
+            return size == tail && ends++ == 0 ? limit : kAll;
+        };
         EXPECT_TRUE(bench.Goes());
         EXPECT_TRUE(bench.EndDocument());
         EXPECT_EQ(limit == 0 ? 2 : 1, ends);

@@ -168,13 +168,24 @@ void DisturbedPort::FailCall(uint64_t index, DWORD error)
 
 bool DisturbedPort::Fails(const char* call)
 {
-    const CSectionHold hold(m_lock);
-    if (m_failAt != m_count++) {
-        return false;
+    {
+        const CSectionHold hold(m_lock);
+        if (m_failAt == m_count++) {
+            m_failedCall = call;
+            SetLastError(m_failError);
+            return true;
+        }
     }
-    m_failedCall = call;
-    SetLastError(m_failError);
-    return true;
+    return IsTroubled(call);
+}
+
+bool DisturbedPort::IsTroubled(const char* call) const
+{
+    const DWORD error = trouble ? trouble(call) : 0;
+    if (error != 0) {
+        SetLastError(error);
+    }
+    return error != 0;
 }
 
 BOOL DisturbedPort::OpenPort(const wchar_t* name)
@@ -194,12 +205,13 @@ BOOL DisturbedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
     if (Fails("WritePort")) {
         return FALSE;
     }
-    const DWORD limited = limitWrite ? std::min(limitWrite(size), size) : size;
+    const DWORD limited = limitWrite ? std::min(limitWrite(data, size), size) : size;
     if (beforeWrite) {
         beforeWrite(data, limited);
     }
     *written = 0;
-    return limited == 0 || m_lower->pfnWritePort(m_port, data, limited, written);
+    return (limited == 0 || m_lower->pfnWritePort(m_port, data, limited, written)) &&
+           !IsTroubled("WritePort's end");
 }
 
 BOOL DisturbedPort::ReadPort(LPBYTE buffer, DWORD size, LPDWORD read)

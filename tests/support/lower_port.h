@@ -81,8 +81,11 @@ public:
     const std::string& FailedCall() const { return m_failedCall; }
     uint64_t CallCount() const { return m_count; }
 
+    /// Asked before each call, and as "WritePort's end" behind a write that was passed on: the error that it
+    /// fails with, 0 for none.
+    std::function<DWORD(const char* call)> trouble;
     /// How many of the offered bytes are passed on; more than size passes all.
-    std::function<DWORD(DWORD size)> limitWrite;
+    std::function<DWORD(const uint8_t* data, DWORD size)> limitWrite;
     /// Called before each write that is passed on.
     std::function<void(const uint8_t* data, DWORD size)> beforeWrite;
 
@@ -97,6 +100,7 @@ public:
 
 private:
     bool Fails(const char* call);
+    bool IsTroubled(const char* call) const;
 
     MONITOR2* m_lower;
     HANDLE m_lowerMonitor;

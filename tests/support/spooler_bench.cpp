@@ -24,28 +24,36 @@ MONITOR2* LoadEntryPoints()
 
 LPWSTR Mutable(const wchar_t* text) { return const_cast<LPWSTR>(text); }
 
+/// A value up to its NUL; "-" when there is none.
+std::string StoredText(const std::wstring& printerName, const wchar_t* valueName)
+{
+    return spooler::LoadValue(printerName, valueName).value_or("-").c_str();
+}
+
 } // namespace
 
-SpoolerBench::SpoolerBench(const std::string& options, DWORD startTick)
-    : clock(startTick), lower(sim::CPortMonitor::Table(), ports.Handle()), table(LoadEntryPoints()),
+PortBench::PortBench(VirtualClock& time, sim::CPortMonitor& lowerMonitor, const std::wstring& printerName,
+                     const std::string& options)
+    : lower(sim::CPortMonitor::Table(), lowerMonitor.Handle()), table(LoadEntryPoints()), m_clock(time),
+      m_ports(lowerMonitor), m_printerName(printerName),
       m_portName(L"sim:" + std::wstring(options.begin(), options.end()))
 {
-    spooler::CreatePrinter(kPrinter);
+    spooler::CreatePrinter(m_printerName);
 }
 
-SpoolerBench::~SpoolerBench()
+PortBench::~PortBench()
 {
     Close();
-    spooler::RemovePrinter(kPrinter);
+    spooler::RemovePrinter(m_printerName);
 }
 
-bool SpoolerBench::Open()
+bool PortBench::Open()
 {
-    return table->pfnOpenPortEx(nullptr, lower.Handle(), Mutable(m_portName.c_str()), Mutable(kPrinter),
-                                &port, LowerPort::Table()) != FALSE;
+    return table->pfnOpenPortEx(nullptr, lower.Handle(), Mutable(m_portName.c_str()),
+                                Mutable(m_printerName.c_str()), &port, LowerPort::Table()) != FALSE;
 }
 
-bool SpoolerBench::Close()
+bool PortBench::Close()
 {
     if (!port || !table->pfnClosePort(port)) {
         return false;
@@ -54,7 +62,7 @@ bool SpoolerBench::Close()
     return true;
 }
 
-SpoolerBench::Answer SpoolerBench::Ask(const std::wstring& name) const
+PortBench::Answer PortBench::Ask(const std::wstring& name) const
 {
     char text[4096] = "";
     DWORD returned = 0;
@@ -66,26 +74,26 @@ SpoolerBench::Answer SpoolerBench::Ask(const std::wstring& name) const
     return {ok != FALSE, error, text};
 }
 
-bool SpoolerBench::StartDocument()
+bool PortBench::StartDocument()
 {
     {
         const FaultFree own;
-        m_jobId = spooler::SubmitJob(kPrinter, L"cards");
+        m_jobId = spooler::SubmitJob(m_printerName, L"cards");
     }
     DOC_INFO_1W info{};
-    return table->pfnStartDocPort(port, Mutable(kPrinter), m_jobId, 1, reinterpret_cast<LPBYTE>(&info)) !=
-           FALSE;
+    return table->pfnStartDocPort(port, Mutable(m_printerName.c_str()), m_jobId, 1,
+                                  reinterpret_cast<LPBYTE>(&info)) != FALSE;
 }
 
-size_t SpoolerBench::Offer(const uint8_t* data, size_t size, const std::function<size_t()>& pieceSize,
-                           uint64_t giveUpMs) const
+size_t PortBench::Offer(const uint8_t* data, size_t size, const std::function<size_t()>& pieceSize,
+                        uint64_t giveUpMs) const
 {
     size_t taken = 0;
     while (taken < size) {
         const size_t piece = std::min(pieceSize ? pieceSize() : kSpoolerPiece, size - taken);
-        const uint64_t start = clock.Elapsed();
+        const uint64_t start = m_clock.Elapsed();
         DWORD written = 0;
-        for (unsigned round = 1; written == 0 && clock.Elapsed() - start < giveUpMs; ++round) {
+        for (unsigned round = 1; written == 0 && m_clock.Elapsed() - start < giveUpMs; ++round) {
             if (!table->pfnWritePort(port, const_cast<LPBYTE>(data + taken), static_cast<DWORD>(piece),
                                      &written)) {
                 throw std::logic_error("WritePort refused an open port");
@@ -102,24 +110,30 @@ size_t SpoolerBench::Offer(const uint8_t* data, size_t size, const std::function
     return taken;
 }
 
-bool SpoolerBench::EndDocument()
+bool PortBench::EndDocument()
 {
     const bool ended = table->pfnEndDocPort(port) != FALSE;
-    const FaultFree own;
-    spooler::RemoveJob(kPrinter, m_jobId);
+    RemoveJob();
     return ended;
 }
 
-void SpoolerBench::DeleteJob() const
+void PortBench::RemoveJob()
+{
+    const FaultFree own;
+    m_endedJobStatus = JobStatus();
+    spooler::RemoveJob(m_printerName, m_jobId);
+}
+
+void PortBench::DeleteJob() const
 {
     HANDLE printer = nullptr;
-    if (OpenPrinterW(Mutable(kPrinter), &printer, nullptr)) {
+    if (OpenPrinterW(Mutable(m_printerName.c_str()), &printer, nullptr)) {
         SetJobW(printer, m_jobId, 0, nullptr, JOB_CONTROL_DELETE);
         ClosePrinter(printer);
     }
 }
 
-bool SpoolerBench::Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize)
+bool PortBench::Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize)
 {
     if (!StartDocument()) {
         return false;
@@ -128,11 +142,18 @@ bool SpoolerBench::Print(const std::vector<uint8_t>& job, const std::function<si
     return EndDocument() && all;
 }
 
-std::string SpoolerBench::Published(const wchar_t* valueName)
+DWORD PortBench::JobStatus() const
 {
-    return spooler::LoadValue(kPrinter, valueName).value_or("-").c_str();
+    return spooler::JobStatus(m_printerName, m_jobId).value_or(m_endedJobStatus);
 }
 
-sim::CCardPrinter& SpoolerBench::Printer() { return *ports.FindPrinter(m_portName); }
+std::string PortBench::ValueOf(const wchar_t* valueName) const
+{
+    return StoredText(m_printerName, valueName);
+}
+
+std::string SpoolerBench::Published(const wchar_t* valueName) { return StoredText(kPrinter, valueName); }
+
+sim::CCardPrinter& PortBench::Printer() { return *m_ports.FindPrinter(m_portName); }
 
 } // namespace zrtmon::test

@@ -13,15 +13,15 @@
 
 namespace zrtmon::test {
 
-/// The spooler around the monitor: a virtual clock, a printer with its queue, the simulated printer on a port
-/// whose calls can be disturbed, and the monitor's entry points above it.
-class SpoolerBench {
+/// The spooler around one port: a printer with its queue, the simulated printer on the port, whose calls can
+/// be disturbed, and the monitor's entry points above it.
+class PortBench {
 public:
-    static constexpr wchar_t kPrinter[] = L"Cards";
-
-    /// options: those of the simulated port's name, "cards=250,error=83".
-    explicit SpoolerBench(const std::string& options = "", DWORD startTick = 0);
-    ~SpoolerBench();
+    /// options: those of the simulated port's name, "cards=250,error=83". Clock and port monitor are
+    /// borrowed.
+    PortBench(VirtualClock& time, sim::CPortMonitor& lowerMonitor, const std::wstring& printerName,
+              const std::string& options);
+    ~PortBench();
 
     bool Open();
     bool Close();
@@ -42,25 +42,51 @@ public:
                  uint64_t giveUpMs = 60000) const;
     bool EndDocument();
     void DeleteJob() const;
+    /// Takes the job out of the queue, as EndDocument does.
+    void RemoveJob();
+    /// The JOB_STATUS_* bits of the job, 0 when it was never in the queue. The last ones stay.
+    DWORD JobStatus() const;
 
     /// All of them in one; true when every byte was taken and every call succeeded.
     bool Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize = {});
 
     /// A published value without its NUL; "-" when there is none.
-    static std::string Published(const wchar_t* valueName);
+    std::string ValueOf(const wchar_t* valueName) const;
 
     sim::CCardPrinter& Printer();
     const std::wstring& PortName() const { return m_portName; }
 
-    VirtualClock clock;
-    sim::CPortMonitor ports;
     DisturbedPort lower;
     MONITOR2* table;
     HANDLE port = nullptr;
 
 private:
+    VirtualClock& m_clock;
+    sim::CPortMonitor& m_ports;
+    std::wstring m_printerName;
     std::wstring m_portName;
     DWORD m_jobId = 0;
+    DWORD m_endedJobStatus = 0;
+};
+
+/// What stands around a PortBench when there is only one.
+struct BenchWorld {
+    explicit BenchWorld(DWORD startTick) : clock(startTick) {}
+
+    VirtualClock clock;
+    sim::CPortMonitor ports;
+};
+
+class SpoolerBench : public BenchWorld, public PortBench {
+public:
+    static constexpr wchar_t kPrinter[] = L"Cards";
+
+    explicit SpoolerBench(const std::string& options = "", DWORD startTick = 0)
+        : BenchWorld(startTick), PortBench(clock, ports, kPrinter, options)
+    {
+    }
+
+    static std::string Published(const wchar_t* valueName);
 };
 
 } // namespace zrtmon::test

@@ -1,0 +1,517 @@
+#include "tests/simulation/site.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/spooler_admin.h"
+
+namespace zrtmon::simulation {
+
+namespace {
+
+constexpr size_t kHeldAtMost = 1024;        // bytes that are reported and wait for the rest of their unit
+constexpr uint64_t kNoProgressMs = 600'000; // longer than any trouble lasts
+constexpr uint64_t kFlushLimitMs = 5000;    // after which the end of a job gives up its last bytes
+constexpr uint64_t kQueryLimitMs =
+    150'000; // channel, exchange twice, retries, and a chain with silent replies
+constexpr uint64_t kQuietLimitMs = 25'000;
+constexpr DWORD kSettleMs = 120'000; // for the printer to print all that it has
+constexpr DWORD kShortWaitMs = 10;
+constexpr uint32_t kErrorCodes[] = {1, 30, 83, 147, 146, 999};
+
+/// What a query is to give where nothing stands against it.
+struct Question {
+    const wchar_t* text;
+    enum Kind { Answered, Counted, Silent, Security, Refused } kind;
+    const char* answer = ""; ///< what the answer begins with
+};
+constexpr Question kQuestions[] = {
+    {L"CardCount", Question::Counted},
+    {L"PrinterError", Question::Answered},
+    {L"ConfigInfo", Question::Answered, "MagModule=1;FlipperModule=1"},
+    {L"RibbonInfo", Question::Answered, "PartNumber=R5210;OEMPartNumber=OEM5210;"},
+    {L"CurrentSettings", Question::Answered, "Image Darkness="},
+    {L"DefaultSettings", Question::Answered, "Image Darkness=0,"},
+    {L"SerialNumber", Question::Answered, "SN24070001"},
+    {L"StationStatus/2", Question::Answered},
+    {L"LCDInfo", Question::Answered},
+    {L"MagData", Question::Answered, "Track1="},
+    {L"VersionInfo", Question::Answered, "Firmware=1.4.2"},
+    {L"SecurityInfo", Question::Answered, "Validation="},
+    {L"MoveTo/2", Question::Silent},
+    {L"UtilityCommand/9", Question::Silent},
+    {L"SimulateButtonPress/0", Question::Silent},
+    {L"CancelPrint", Question::Silent},
+    {L"Password/clerk", Question::Security},
+    {L"EnablePassword/boss", Question::Security},
+    {L"DisablePassword/boss", Question::Security},
+    {L"Password/nobody", Question::Security},
+    {L"FilmInfo", Question::Refused},
+    {L"StationStatus/6", Question::Refused},
+};
+
+struct Passphrase {
+    const char* text;
+};
+constexpr Passphrase kPasswords[] = {{"boss"}, {"clerk"}, {"clerk"}, {"nobody"}};
+
+std::string WideBytes(const std::string& text)
+{
+    const std::wstring wide(text.begin(), text.end());
+    return {reinterpret_cast<const char*>(wide.c_str()), (wide.size() + 1) * sizeof(wchar_t)};
+}
+
+/// A packet whose only command never ends: the buffer that holds it fills up.
+std::vector<uint8_t> EndlessCommand(uint32_t size)
+{
+    std::vector<uint8_t> job = {0x1B, '_', 0, 0, 0, 0, 0x40, 0, 0x1B, 0, 2, 'C'};
+    job.resize(size, 'p');
+    return job;
+}
+
+std::string DrawOptions(Dice& dice, unsigned number)
+{
+    std::string options = "admin-password=boss,user-password=clerk,seed=" + std::to_string(number);
+    options += ",card-ms=" + std::to_string(dice.OneIn(2) ? 1 : dice.Between(1, 4000));
+    options += ",buffer-cards=" + std::to_string(dice.Between(0, 2));
+    options += dice.OneIn(3) ? ",protected=1" : "";
+    return options;
+}
+
+} // namespace
+
+Site::Site(World& world, unsigned number)
+    : m_world(world), m_number(number), m_printerName(L"Printer " + std::to_wstring(number)),
+      m_bench(world.clock, world.ports, m_printerName, DrawOptions(world.dice, number)),
+      m_wire(world, number, m_bench.lower)
+{
+    if (world.dice.OneIn(3)) {
+        spooler::StoreValue(m_printerName, L"ConfigurationFile", REG_SZ, WideBytes(ZRT_POLICY_FILE));
+    }
+}
+
+bool Site::Expect(bool holds, const char* rule, const std::string& context)
+{
+    return m_world.journal.Expect(holds, rule, context + " (port " + std::to_string(m_number) + ")");
+}
+
+void Site::Start()
+{
+    m_threads.push_back(m_world.Spawn([this] { RunJobs(); }));
+    m_threads.push_back(m_world.Spawn([this] { OperatePrinter(); }));
+    for (uint32_t askers = m_world.dice.Between(0, 3); askers > 0; --askers) {
+        m_threads.push_back(m_world.Spawn([this] { AskQuestions(); }));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The port
+
+bool Site::OpenPort()
+{
+    ++m_world.opening;
+    const unsigned strikesBefore = m_world.Strikes();
+    const bool isOpen = World::Call([this] { return m_bench.Open(); });
+    const bool isUnguarded = m_world.Strikes() != strikesBefore;
+    --m_world.opening;
+    m_world.journal.Note(isOpen ? "port opened" : "port not opened", m_number, isUnguarded);
+    if (!isOpen) {
+        Expect(!m_world.troubles.IsQuiet(), "a port does not open");
+        return false;
+    }
+    m_wire.NoteOpened(isUnguarded);
+    m_printer = &m_bench.Printer();
+    m_isAway = false;
+    return true;
+}
+
+/// Closes the port when nobody is inside it. A lower monitor that refuses is asked again.
+void Site::ClosePort()
+{
+    m_isAway = true;
+    while (m_inUse > 0) {
+        Sleep(kShortWaitMs);
+    }
+    if (Port().documentOpen && !m_isStartUndone) {
+        ++m_misuses;
+        ++m_world.blocksLeft;
+    }
+    while (!World::Call([this] { return m_bench.Close(); })) {
+        if (!Expect(m_world.troubles.documents, "a port does not close")) {
+            return;
+        }
+        Sleep(kShortWaitMs);
+    }
+    if (m_wire.IsUnguarded() || std::exchange(m_isStartUndone, false)) {
+        m_misuses = Port().misuses;
+    }
+    m_world.journal.Note("port closed", m_number);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Jobs
+
+void Site::RunJobs()
+{
+    Dice& dice = m_world.dice;
+    for (uint32_t jobs = dice.Between(1, 4); jobs > 0; --jobs) {
+        Sleep(dice.Between(0, 500));
+        if (!m_bench.port && !OpenPort()) {
+            continue;
+        }
+        PrintOne(DrawPrint());
+        if (m_bench.port && (m_wire.IsStuck() || dice.OneIn(4))) {
+            ClosePort();
+        }
+    }
+    m_isDone = true;
+}
+
+Site::Print Site::DrawPrint()
+{
+    Dice& dice = m_world.dice;
+    Print print;
+    if (!dice.OneIn(5)) {
+        sim::JobShape shape = sim::RandomShape(dice.Word());
+        shape.startCommand = shape.startCommand || !shape.framed; // without either it is none to the printer
+        print.job = sim::BuildJob(shape);
+        print.isValid = true;
+        // What stands behind the end of a job keeps the gate from asking, and then it lets everything
+        // through.
+        print.mustBeLetOut = shape.endCommand && shape.framed && shape.tailBytes == 0;
+    } else {
+        print.job.bytes =
+            dice.OneIn(4) ? EndlessCommand(dice.Between(12, 4000)) : sim::RandomGarbage(dice.Word());
+    }
+    const auto size = static_cast<uint32_t>(print.job.bytes.size());
+    print.offered = dice.OneIn(8) ? dice.Between(0, size) : size;
+    return print;
+}
+
+void Site::PrintOne(Print print)
+{
+    m_wire.BeginJob(print.job, print.isValid);
+    print.securityChanges = m_securityChanges;
+    print.before = m_printer->View();
+    const bool started = World::Call([this] { return m_bench.StartDocument(); });
+    const DWORD error = GetLastError();
+    m_world.journal.Note(started ? "document" : "document refused", m_number, started ? 0 : error);
+    if (!started) {
+        Expect(error == ERROR_BUSY || !m_world.troubles.IsQuiet(), "a document does not begin,",
+               "error " + std::to_string(error));
+        m_isStartUndone = m_isStartUndone || m_wire.IsJobStuck();
+        m_bench.RemoveJob();
+        return m_wire.EndJob(false);
+    }
+    OfferAll(print);
+    if (!print.staysOpen && m_world.dice.OneIn(40)) {
+        CloseUnderDocument();
+    } else {
+        End(print);
+    }
+    m_wire.EndJob(!Port().documentOpen);
+}
+
+void Site::OfferAll(Print& print)
+{
+    Dice& dice = m_world.dice;
+    while (print.reported < print.offered) {
+        const size_t sizes[] = {dice.Between(1, 16), dice.Between(1, 600), dice.Between(1, 5000), 65536};
+        if (!OfferPiece(print, std::min(dice.Pick(sizes), print.offered - print.reported))) {
+            return;
+        }
+        CheckReported(print);
+    }
+}
+
+/// Offers a piece again and again, now and then from another place, until it is taken. False when the spooler
+/// has given the job up.
+bool Site::OfferPiece(Print& print, size_t piece)
+{
+    Dice& dice = m_world.dice;
+    const auto first = print.job.bytes.begin() + std::ptrdiff_t(print.reported);
+    const uint64_t start = m_world.clock.Elapsed();
+    std::vector<uint8_t> buffer(first, first + std::ptrdiff_t(piece));
+    DWORD written = 0;
+    for (unsigned round = 1; written == 0; ++round) {
+        const BOOL ok = World::Call([&] {
+            return m_bench.table->pfnWritePort(m_bench.port, buffer.data(), static_cast<DWORD>(piece),
+                                               &written);
+        });
+        Expect(ok && written <= piece, "WritePort answers what it must not");
+        const bool isDeleted = (m_bench.JobStatus() & JOB_STATUS_DELETING) != 0;
+        if (written == 0 && isDeleted && dice.OneIn(3)) {
+            m_world.journal.Note("job given up", m_number);
+            return false;
+        }
+        if (!Expect(m_world.clock.Elapsed() - start < kNoProgressMs, "a job makes no progress")) {
+            return false;
+        }
+        if (dice.OneIn(8)) { // the old place is nobody's any more
+            std::vector<uint8_t> moved = buffer;
+            std::ranges::fill(buffer, uint8_t{0xEE});
+            buffer.swap(moved);
+        }
+        if (round % 4 == 0) {
+            Sleep(1);
+        }
+    }
+    m_world.journal.Note("taken", m_number, piece, written);
+    print.reported += written;
+    return true;
+}
+
+void Site::CheckReported(const Print& print)
+{
+    Expect(!print.isValid || m_wire.Below() + kHeldAtMost >= print.reported,
+           "bytes are reported written that are neither below nor held");
+}
+
+/// Its thread may come back, and is refused.
+void Site::CloseUnderDocument()
+{
+    const HANDLE port = m_bench.port;
+    ClosePort();
+    ++m_world.blocksLeft; // the document's own record
+    ++m_world.printersLeft;
+    m_world.journal.Note("closed under a document", m_number);
+    Expect(!m_bench.table->pfnEndDocPort(port) && GetLastError() == ERROR_INVALID_PARAMETER,
+           "a port that was closed under its document serves it");
+    m_bench.RemoveJob();
+}
+
+void Site::End(Print& print)
+{
+    print.endedAt = m_world.clock.Elapsed();
+    const bool ended = World::Call([this] { return m_bench.EndDocument(); });
+    m_world.journal.Note(ended ? "document ended" : "document not ended", m_number, m_wire.Below());
+    if (!ended) {
+        Expect(m_world.troubles.documents, "a document does not end");
+        return;
+    }
+    if (!print.isValid) {
+        DrainReplies(); // it may have held a command by chance
+    }
+    CheckBytes(print);
+    CheckPrinter(print);
+    CheckPrinterData();
+}
+
+/// What is reported written has gone down, but for a tail that the port did not take for 5000 ms, and for
+/// what follows 1024 bytes that make no unit.
+void Site::CheckBytes(const Print& print)
+{
+    if (m_wire.Below() >= print.reported) {
+        return;
+    }
+    if (!print.isValid) {
+        m_world.journal.Note("tail dropped", m_number);
+        Expect(m_wire.Below() >= kHeldAtMost, "a tail is dropped that could be held");
+        return;
+    }
+    const uint64_t lastProgress = std::max(m_wire.LastProgress(), print.endedAt);
+    m_world.journal.Note("tail given up", m_number);
+    Expect(m_world.clock.Elapsed() - lastProgress >= kFlushLimitMs, "bytes are lost,",
+           std::to_string(print.reported - m_wire.Below()));
+}
+
+/// A whole job of a kind that the printer understands must have been understood.
+void Site::CheckPrinter(const Print& print)
+{
+    const bool isWhole = print.isValid && m_wire.Below() == print.job.bytes.size();
+    if (!isWhole || m_wire.IsDropped() || m_wire.IsConfused() || m_wire.IsUnguarded()) {
+        return;
+    }
+    const sim::PrinterView view = m_printer->View();
+    m_world.journal.Note("whole job", m_number, print.job.cards);
+    Expect(view.violationCount == print.before.violationCount,
+           "the printer complains:", view.violations.empty() ? "" : view.violations.back().text);
+    if (print.job.packetStarts.empty()) {
+        return; // nobody can tell the cards of raw data apart
+    }
+    Expect(view.commandsInsideCard == print.before.commandsInsideCard, "a command went into a card");
+    Expect(view.cardsReceived - print.before.cardsReceived == print.job.cards, "cards are missing,",
+           std::to_string(view.cardsReceived - print.before.cardsReceived) + " of " +
+               std::to_string(print.job.cards));
+    if (print.mustBeLetOut && !m_wire.IsEndCut() && print.securityChanges == m_securityChanges &&
+        m_world.troubles.IsQuiet()) {
+        Expect(view.cardsRefused == print.before.cardsRefused, "the gate let a job's end through");
+        m_world.journal.Note(view.passwordsAccepted > print.before.passwordsAccepted ? "gate opened"
+                                                                                     : "no gate");
+    }
+}
+
+void Site::CheckPrinterData()
+{
+    if (m_world.troubles.Fails(FaultPoint::SpoolerCall) || m_world.troubles.Fails(FaultPoint::Allocation)) {
+        return;
+    }
+    Expect(m_bench.ValueOf(L"PrinterError") == "1", "PrinterError is not 1 behind a job");
+    Expect((m_bench.JobStatus() & JOB_STATUS_PRINTED) != 0, "the job is not reported as sent");
+    const std::string error = m_bench.ValueOf(L"DeviceError");
+    Expect(error == "-" || error == "0" ||
+               std::ranges::find(kErrorCodes, std::stoul(error)) != std::end(kErrorCodes),
+           "DeviceError is none of the printer's", error);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Questions
+
+void Site::AskQuestions()
+{
+    t_role = Role::Query;
+    while (!m_isDone) {
+        Sleep(m_world.dice.Between(1, m_world.dice.OneIn(3) ? 20 : 2000));
+        if (!m_isAway) {
+            ++m_inUse;
+            AskOne();
+            --m_inUse;
+        }
+    }
+}
+
+void Site::AskOne()
+{
+    const Question& question = m_world.dice.Pick(kQuestions);
+    const std::wstring text = question.text;
+    m_securityChanges += question.kind == Question::Security ? 1 : 0;
+    const uint32_t countBefore = m_printer->View().cardCount;
+    const uint64_t disorders = m_wire.Disorders();
+    const uint64_t start = m_world.clock.Elapsed();
+    const auto answer = World::Call([&] { return m_bench.Ask(text); });
+    m_securityChanges += question.kind == Question::Security ? 1 : 0; // it may have begun before a job
+    const uint64_t elapsed = m_world.clock.Elapsed() - start;
+    m_world.journal.Note(answer.ok                    ? "answered"
+                         : answer.error == ERROR_BUSY ? "busy"
+                                                      : "not answered",
+                         m_number, elapsed, answer.error);
+    const std::string context = std::string(text.begin(), text.end()) + " '" + answer.text + "' error " +
+                                std::to_string(answer.error) + ", " + std::to_string(elapsed) + " ms";
+    const bool isQuiet = m_world.troubles.IsQuiet();
+    Expect(elapsed <= (isQuiet ? kQuietLimitMs : kQueryLimitMs), "a query takes too long:", context);
+    const bool wasCrossed = m_wire.IsDisorderly() || m_wire.Disorders() != disorders;
+    if (!isQuiet || wasCrossed || (!answer.ok && answer.error == ERROR_BUSY)) {
+        return;
+    }
+    const bool isServed = question.kind == Question::Answered || question.kind == Question::Counted;
+    Expect(answer.ok == isServed, "a query is not served as it should be:", context);
+    Expect(answer.text.starts_with(question.answer), "a query has another's answer:", context);
+    if (question.kind == Question::Counted) {
+        const unsigned long count = std::stoul("0" + answer.text);
+        Expect(countBefore <= count && count <= m_printer->View().cardCount, "a wrong card count:", context);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// At the printer
+
+void Site::OperatePrinter()
+{
+    while (!m_isDone) {
+        Sleep(m_world.dice.Between(20, 3000));
+        if (m_printer) {
+            Soothe();
+            MakeTrouble();
+        }
+    }
+}
+
+/// Something happens that goes by.
+void Site::MakeTrouble()
+{
+    Dice& dice = m_world.dice;
+    const uint32_t clearMs = dice.Between(1, 20'000);
+    const auto code = static_cast<int32_t>(dice.Pick(kErrorCodes));
+    const uint32_t what = dice.Between(0, m_world.troubles.replies ? 10 : 7);
+    m_world.journal.Note("printer event", m_number, what);
+    switch (what) {
+    case 0:
+        return m_printer->SetError(code, clearMs);
+    case 1:
+        return m_printer->FailAtCard(m_printer->View().cardsPrinted + dice.Between(1, 3), code, clearMs);
+    case 2:
+        return m_printer->SetBusy(true);
+    case 3:
+        return m_printer->SetPrintState(dice.OneIn(2) ? 11 : 0);
+    case 4:
+        m_bench.DeleteJob();
+        return;
+    case 5:
+        ++m_securityChanges;
+        return m_printer->SetProtection(dice.OneIn(2));
+    case 6:
+        return m_printer->ReplyNoise("~#");
+    case 7:
+        return m_printer->SetReplyDelay(dice.Between(1, 2500));
+    case 8:
+        return m_printer->SetReplyDelay(dice.Between(3000, 8000));
+    case 9:
+        return m_printer->NeverAnswer();
+    default:
+        return m_printer->CutReplies(dice.Between(1, 20), dice.Between(0, 500));
+    }
+}
+
+/// What had happened is over, and who is asked for a password may give one.
+void Site::Soothe()
+{
+    m_printer->SetBusy(std::nullopt);
+    m_printer->SetPrintState(std::nullopt);
+    m_printer->ReplyNoise({});
+    m_printer->SetReplyDelay(0);
+    m_printer->NeverAnswer(false);
+    m_printer->CutReplies(0);
+    if (m_bench.ValueOf(L"PrinterError") == "100") {
+        m_world.journal.Note("password stored", m_number);
+        spooler::StoreValue(m_printerName, L"Password", REG_BINARY, m_world.dice.Pick(kPasswords).text);
+    }
+}
+
+void Site::DrainReplies()
+{
+    uint8_t reply[4096];
+    while (m_printer->TakeReply(reply, sizeof reply) > 0) {
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The end
+
+void Site::Finish()
+{
+    if (!m_printer) {
+        return; // it never opened
+    }
+    Soothe();
+    m_printer->ClearError();
+    m_printer->FailAtCard(0, 0);
+    m_printer->SetProtection(false);
+    m_printer->EndDocument(); // what was half sent is given up
+    Sleep(kSettleMs);
+    DrainReplies();
+    if (m_bench.port && (m_wire.IsStuck() || m_wire.IsUnguarded())) {
+        ClosePort();
+    }
+    if (!Expect(m_bench.port || OpenPort(), "the port does not open any more")) {
+        return;
+    }
+    Print print;
+    print.job = sim::BuildJob({});
+    print.isValid = true;
+    print.mustBeLetOut = true;
+    print.staysOpen = true;
+    print.offered = print.job.bytes.size();
+    const uint32_t printed = m_printer->View().cardsPrinted;
+    PrintOne(print);
+    Expect(m_printer->View().cardsPrinted == printed + 1, "the port does not print any more");
+    const auto answer = m_bench.Ask(L"CardCount");
+    Expect(answer.ok && answer.text == std::to_string(m_printer->View().cardCount),
+           "the port does not answer any more,", answer.text + " error " + std::to_string(answer.error));
+    ClosePort();
+    const sim::PortView view = Port();
+    Expect(!view.open && !view.documentOpen, "a port or document is left open");
+    Expect(view.misuses == m_misuses,
+           "the lower port was misused:", view.misuseTexts.empty() ? "" : view.misuseTexts.back());
+}
+
+} // namespace zrtmon::simulation

@@ -1,0 +1,78 @@
+/// One port of the simulated print server: its printer, the thread of its jobs, those who ask it questions,
+/// and whoever stands at the printer.
+#pragma once
+
+#include <list>
+#include <string>
+
+#include "tests/simulation/wire.h"
+#include "tests/simulation/world.h"
+#include "tests/support/spooler_bench.h"
+
+namespace zrtmon::simulation {
+
+class Site {
+public:
+    /// number makes its names its own. world is borrowed for the object's life.
+    Site(World& world, unsigned number);
+
+    /// Starts its threads, which end by themselves.
+    void Start();
+    void Join() { m_threads.clear(); }
+    /// Without troubles, after Join: the port works once more, and is closed. Nothing may be left of it.
+    void Finish();
+
+private:
+    /// A job to print and what is to come of it.
+    struct Print {
+        sim::Job job;
+        bool isValid = false;
+        size_t offered = 0;           ///< the spooler offers so many of its bytes
+        bool mustBeLetOut = false;    ///< the gate must keep it until the printer takes its cards
+        size_t reported = 0;          ///< bytes reported as written
+        uint64_t securityChanges = 0; ///< ahead of it
+        bool staysOpen = false;       ///< its port is not closed under it
+        uint64_t endedAt = 0;         ///< when its end began, virtual milliseconds
+        sim::PrinterView before;      ///< the printer ahead of it
+    };
+
+    void RunJobs();
+    Print DrawPrint();
+    void PrintOne(Print print);
+    void OfferAll(Print& print);
+    bool OfferPiece(Print& print, size_t piece);
+    void CheckReported(const Print& print);
+    void CloseUnderDocument();
+    void End(Print& print);
+    void CheckBytes(const Print& print);
+    void CheckPrinter(const Print& print);
+    void CheckPrinterData();
+
+    void AskQuestions();
+    void AskOne();
+    void OperatePrinter();
+    void MakeTrouble();
+    void Soothe();
+    void DrainReplies();
+
+    bool OpenPort();
+    void ClosePort();
+    sim::PortView Port() { return m_world.ports.View(m_bench.PortName()); }
+    bool Expect(bool holds, const char* rule, const std::string& context = {});
+
+    World& m_world;
+    unsigned m_number;
+    std::wstring m_printerName;
+    test::PortBench m_bench;
+    Wire m_wire;
+    std::list<VirtualClock::Thread> m_threads;
+    sim::CCardPrinter* m_printer = nullptr; ///< from the first open on
+    bool m_isDone = false;                  ///< no more jobs
+    bool m_isAway = true;                   ///< the port is not to be used
+    unsigned m_inUse = 0;                   ///< calls of query threads
+    bool m_isStartUndone = false;           ///< and the lower document could not be ended again
+    uint64_t m_securityChanges = 0;         ///< of protection and validation, by anyone but the gate
+    uint64_t m_misuses = 0;                 ///< that the port has reason to note
+};
+
+} // namespace zrtmon::simulation

@@ -1,0 +1,120 @@
+/// What the ports of a simulated print server share: chance, time, troubles, and the record of what happened.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/faults.h"
+#include "platform/virtual_clock.h"
+#include "simulator/port_monitor.h"
+
+namespace zrtmon::simulation {
+
+/// Numbers that follow from a seed.
+class Dice {
+public:
+    explicit Dice(uint64_t seed) : m_engine(seed) {}
+    uint64_t Word() { return m_engine(); }
+    uint32_t Between(uint32_t low, uint32_t high)
+    {
+        return low + static_cast<uint32_t>(m_engine() % (uint64_t{high} - low + 1));
+    }
+    bool OneIn(uint32_t n) { return m_engine() % n == 0; }
+    template <class Row, size_t N>
+    const Row& Pick(const Row (&rows)[N])
+    {
+        return rows[m_engine() % N];
+    }
+
+private:
+    std::mt19937_64 m_engine;
+};
+
+/// The record of a run: its events as one hash and counted by name, and the rules that were broken.
+class Journal {
+public:
+    /// isTold: events are printed, too.
+    Journal(const VirtualClock& clock, bool isTold) : m_clock(clock), m_isTold(isTold) {}
+
+    /// event is a literal; port 0 is the world.
+    void Note(const char* event, uint64_t port = 0, uint64_t first = 0, uint64_t second = 0);
+    /// Notes that a rule is broken unless it holds. context is put behind it.
+    bool Expect(bool holds, const char* rule, const std::string& context = {});
+
+    uint64_t Hash() const { return m_hash; }
+    const std::map<std::string_view, uint64_t>& Counts() const { return m_counts; }
+    const std::vector<std::string>& Broken() const { return m_broken; }
+
+private:
+    const VirtualClock& m_clock;
+    const bool m_isTold;
+    uint64_t m_hash = 14695981039346656037u;
+    std::map<std::string_view, uint64_t> m_counts;
+    std::vector<std::string> m_broken; ///< the first few
+};
+
+/// The kinds of trouble that a run meets; those that it does not meet excuse nothing. Partial writes, noise
+/// and replies that come within their limit are no trouble: with nothing else every query must be served.
+struct Troubles {
+    bool slow = false;           ///< calls often take time; excuses nothing
+    bool writes = false;         ///< WritePort fails, before or behind the bytes
+    bool reads = false;          ///< ReadPort and controls fail
+    bool replies = false;        ///< none, cut or too late
+    bool documents = false;      ///< ports, documents and channels fail to open or to end
+    std::array<bool, 3> plans{}; ///< by FaultPoint: calls fail in the layer
+
+    bool Fails(FaultPoint point) const { return plans[static_cast<size_t>(point)]; }
+    bool IsQuiet() const { return !writes && !reads && !replies && !documents && plans == decltype(plans){}; }
+};
+
+/// Made and destroyed by the thread that runs it.
+class World {
+public:
+    World(uint64_t seed, bool isTold);
+    ~World();
+
+    /// A thread of the world, which is safe from the failures of fault plans except inside Call.
+    VirtualClock::Thread Spawn(std::function<void()> body);
+    /// Runs body, which calls the library, on a thread of the world.
+    template <class Body>
+    static auto Call(Body&& body)
+    {
+        const Inside inside;
+        return body();
+    }
+
+    /// Arms a fault plan from time to time until *isOver.
+    void Sabotage(const bool& isOver);
+    /// No more trouble.
+    void EndTroubles();
+    /// How many of the plans have made their call fail; grows while `opening` is not 0.
+    unsigned Strikes() const;
+
+    Dice dice;
+    VirtualClock clock;
+    sim::CPortMonitor ports;
+    Journal journal;
+    Troubles troubles;
+    unsigned opening = 0;      ///< ports that are being opened: no plan is changed meanwhile
+    uint64_t blocksLeft = 0;   ///< that the library must leave behind: ports closed under a document
+    uint64_t printersLeft = 0; ///< likewise
+
+private:
+    /// The calling thread is inside the library for a scope.
+    struct Inside {
+        Inside();
+        ~Inside();
+    };
+
+    std::array<std::optional<FaultPlan>, 3> m_plans;
+};
+
+} // namespace zrtmon::simulation
