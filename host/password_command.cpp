@@ -137,7 +137,8 @@ void Switch(CPasswordDialog& dialog, const CPasswordAction& action)
     dialog.Read("administrator's password", kLongestPassword, password);
     dialog.Send(action.valueName, {password.Text()});
     if (dialog.State().isProtected != action.protects) {
-        throw CHostError(ExitStatus::NoPermission, "the printer does not accept the administrator's password");
+        throw CHostError(ExitStatus::NoPermission,
+                         "the printer does not accept the administrator's password");
     }
     dialog.Console().Message(action.done, Tone::Good);
 }
