@@ -149,7 +149,9 @@ TEST(PrintJob, ADeletedJobIsCancelledAtThePrinter)
     bench.DeleteJob();
     const uint64_t start = bench.clock.Elapsed();
     EXPECT_TRUE(bench.EndDocument());
-    EXPECT_EQ(start + 250, bench.clock.Elapsed()) << "no status is waited for";
+    // The cancel command takes 250 ms, and so would a status. Not to the millisecond: the clock may be a real
+    // one.
+    EXPECT_LT(bench.clock.Elapsed(), start + 2 * 250) << "no status is waited for";
     EXPECT_EQ(1u, bench.Printer().View().commands.at("XC"));
     EXPECT_EQ(1u, bench.Printer().View().jobsCancelled);
     EXPECT_EQ("100", bench.Ask(L"CardCount").text) << "queries are answered at once again";
