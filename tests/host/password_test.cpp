@@ -1,6 +1,8 @@
 // Passwords at the command line: what is asked for, what is told, and that none of them is ever shown.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "host/text.h"
 #include "platform/spooler_admin.h"
 #include "tests/host/host_bench.h"
