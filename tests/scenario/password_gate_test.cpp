@@ -37,6 +37,13 @@ struct GateBench : SpoolerBench {
         m_taken = 0;
         return GoesOn();
     }
+    /// A whole document that is not held.
+    bool Prints() { return Goes() && EndDocument(); }
+    void ExpectPrinted(uint32_t cards)
+    {
+        EXPECT_EQ(cards, Printer().View().cardsPrinted);
+        EXPECT_EQ(0u, Printer().View().violationCount);
+    }
     bool GoesOn()
     {
         m_taken += Offer(job.data() + m_taken, job.size() - m_taken, {}, kLookMs);
@@ -154,8 +161,7 @@ TEST(PasswordGate, LetsOneJobThroughForAValidation)
 {
     GateBench bench;
     bench.Printer().SetValidated(true);
-    EXPECT_TRUE(bench.Goes());
-    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_TRUE(bench.Prints());
     bench.Printer().SetValidated(true); // as if it had not been dropped
     const uint64_t asked = bench.Asked();
     EXPECT_FALSE(bench.Goes());
@@ -167,8 +173,7 @@ TEST(PasswordGate, LetsOneJobThroughForAValidation)
     bench.Printer().SetValidated(true);
     EXPECT_TRUE(bench.GoesOn());
     EXPECT_TRUE(bench.EndDocument());
-    EXPECT_EQ(2u, bench.Printer().View().cardsPrinted);
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    bench.ExpectPrinted(2);
 }
 
 TEST(PasswordGate, AJobWithoutProtectionUsesUpNoValidation)
@@ -177,11 +182,9 @@ TEST(PasswordGate, AJobWithoutProtectionUsesUpNoValidation)
     for (const bool on : {true, false, false, true}) {
         bench.Printer().SetProtection(on);
         bench.Printer().SetValidated(on);
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_TRUE(bench.Prints());
     }
-    EXPECT_EQ(4u, bench.Printer().View().cardsPrinted);
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    bench.ExpectPrinted(4);
 }
 
 TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
@@ -191,8 +194,7 @@ TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
     bench.Printer().SetProtection(false);
     EXPECT_TRUE(bench.GoesOn());
     EXPECT_TRUE(bench.EndDocument());
-    EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    bench.ExpectPrinted(1);
 }
 
 TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
@@ -204,8 +206,7 @@ TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
         const Policy policy;
         policy.Name(behind);
         GateBench::StorePassword("clerk");
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_TRUE(bench.Prints());
         EXPECT_TRUE(bench.Goes()) << "within the hour";
         EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
         EXPECT_TRUE(bench.EndDocument());
@@ -226,8 +227,7 @@ TEST(PasswordGate, WithoutItsFileOrItsNameThePolicyIsGone)
         const Policy policy;
         policy.Name({});
         GateBench::StorePassword("clerk");
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_TRUE(bench.Prints());
         isFileThere ? Policy::Forget() : policy.Remove();
         EXPECT_FALSE(bench.Goes());
         EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
@@ -267,8 +267,7 @@ TEST(PasswordGate, AChangedPolicyWantsAFreshPassword)
     const Policy policy;
     policy.Name({});
     GateBench::StorePassword("clerk");
-    EXPECT_TRUE(bench.Goes());
-    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_TRUE(bench.Prints());
     policy.Write(std::string(kAfterAnHour) + kOnFirstCard);
     EXPECT_FALSE(bench.Goes());
     EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
@@ -298,8 +297,7 @@ TEST(PasswordGate, TakesStoredPasswordsOfAnyLengthAndByte)
         GateBench bench;
         bench.Printer().SetPasswords(longest, "clerk");
         GateBench::StorePassword(stored);
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_TRUE(bench.Prints());
         EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
     }
 }
@@ -320,8 +318,7 @@ TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
     GateBench::StorePassword("boss");
     EXPECT_TRUE(bench.GoesOn());
     EXPECT_TRUE(bench.EndDocument());
-    EXPECT_EQ(3u, bench.Printer().View().cardsPrinted);
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    bench.ExpectPrinted(3);
 }
 
 TEST(PasswordGate, AsksBetweenPacketsOnly)
@@ -330,8 +327,7 @@ TEST(PasswordGate, AsksBetweenPacketsOnly)
         GateBench bench;
         bench.Printer().SetValidated(true);
         EXPECT_TRUE(bench.Print(bench.job, [piece] { return piece; }));
-        EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
-        EXPECT_EQ(0u, bench.Printer().View().violationCount);
+        bench.ExpectPrinted(1);
     }
 }
 
@@ -396,8 +392,7 @@ TEST(PasswordGate, AQueryThatPresentsAPasswordGetsItsTurn)
     person.Join();
     others.clear();
     EXPECT_FALSE(ok);
-    EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    bench.ExpectPrinted(1);
     EXPECT_LT(bench.clock.Elapsed(), 20000u);
 }
 
@@ -414,13 +409,11 @@ TEST(PasswordGate, DecidesOnceForAPieceThatThePortTakesInParts)
         bench.lower.limitWrite = [&](const uint8_t*, DWORD size) {
             return size == tail && ends++ == 0 ? limit : kAll;
         };
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_TRUE(bench.Prints());
         EXPECT_EQ(limit == 0 ? 2 : 1, ends);
         whole = whole ? whole : bench.Asked();
         EXPECT_EQ(whole, bench.Asked());
-        EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
-        EXPECT_EQ(0u, bench.Printer().View().violationCount);
+        bench.ExpectPrinted(1);
     }
 }
 
