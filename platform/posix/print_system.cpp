@@ -68,7 +68,7 @@ CFinding Access(const std::string& path, const struct stat& status)
 
 CFinding DeviceId(const std::string& path)
 {
-    const CDescriptor device(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    const CDescriptor device(open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (device.Get() < 0) {
         const bool isInUse = errno == EBUSY;
         return {"device ID", ErrorText(errno),

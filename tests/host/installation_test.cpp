@@ -1,4 +1,8 @@
 // zrtctl install, uninstall and doctor.
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -35,6 +39,24 @@ public:
     {
         return {{"system", "a test", ""}, {"printer", target.empty() ? "any" : target, ""}};
     }
+};
+
+/// A character device that no machine lacks and that is no printer.
+class PseudoTerminal {
+public:
+    PseudoTerminal() : m_master(posix_openpt(O_RDWR | O_NOCTTY))
+    {
+        EXPECT_EQ(0, grantpt(m_master));
+        EXPECT_EQ(0, unlockpt(m_master));
+    }
+    ~PseudoTerminal() { close(m_master); }
+    PseudoTerminal(const PseudoTerminal&) = delete;
+    PseudoTerminal& operator=(const PseudoTerminal&) = delete;
+
+    std::string Path() const { return ptsname(m_master); }
+
+private:
+    int m_master;
 };
 
 TEST(Installation, RegistersAndTakesAway)
@@ -89,20 +111,17 @@ TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)
         int status;
         std::vector<std::string> lines; ///< parts of the answer, in order
     };
-    for (const Row& row : {Row{{"doctor", "/dev/null"},
-                               1,
-                               {"zrtctl ", "system ", "device ", "root:root, mode 0666", "no USB printer"}},
-                           Row{{"doctor", "@missing"}, 1, {"@missing: No such file", "switch it on"}},
-                           Row{{"doctor", "@"}, 1, {"no character device", "name the printer's"}},
-                           Row{{"doctor", "/dev/null", "--port", "sim:serial=AB1"},
-                               1,
-                               {"opens", "device ID", "SN:AB1;", "status"}},
-                           Row{{"doctor", "/dev/null", "--port", "sim:error=83"},
-                               1,
-                               {"opens", "status", "see to the printer"}},
-                           Row{{"doctor", "/dev/null", "--library", "@none.so"},
-                               1,
-                               {"port sim:", "does not open", "cannot be loaded"}}}) {
+    const PseudoTerminal terminal;
+    const std::string node = terminal.Path();
+    for (const Row& row :
+         {Row{{"doctor", node}, 1, {"zrtctl ", "system ", "device ", node, ", mode 06", "no USB printer"}},
+          Row{{"doctor", "@missing"}, 1, {"@missing: No such file", "switch it on"}},
+          Row{{"doctor", "@"}, 1, {"no character device", "name the printer's"}},
+          Row{{"doctor", node, "--port", "sim:serial=AB1"}, 1, {"opens", "device ID", "SN:AB1;", "status"}},
+          Row{{"doctor", node, "--port", "sim:error=83"}, 1, {"opens", "status", "see to the printer"}},
+          Row{{"doctor", node, "--library", "@none.so"},
+              1,
+              {"port sim:", "does not open", "cannot be loaded"}}}) {
         HostBench bench;
         bench.printSystem = &MachinePrintSystem();
         const CommandResult result = bench.Run(row.arguments);
