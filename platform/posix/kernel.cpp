@@ -35,17 +35,12 @@ HANDLE CreateWaitable(const SECURITY_ATTRIBUTES* attributes, LPCWSTR name, MakeO
     }
 }
 
-template <class Object>
-std::shared_ptr<Object> FindAs(HANDLE handle)
-{
-    return std::dynamic_pointer_cast<Object>(CHandleTable::Get().Find(handle));
-}
-
 template <class Use>
 BOOL WithEvent(HANDLE handle, Use use)
 {
     const Lock lock = CWaitEngine::Get().Acquire();
-    const auto event = FindAs<CEventObject>(handle);
+    CWaitable* const object = CHandleTable::Get().Find(handle);
+    CEventObject* const event = object ? object->AsEvent() : nullptr;
     if (!event) {
         return Fail(ERROR_INVALID_HANDLE);
     }
@@ -103,18 +98,18 @@ HANDLE WINAPI CreateMutexW(SECURITY_ATTRIBUTES* attributes, BOOL initiallyOwned,
 BOOL WINAPI ReleaseMutex(HANDLE mutex) noexcept
 {
     const Lock lock = CWaitEngine::Get().Acquire();
-    const auto object = FindAs<CMutexObject>(mutex);
-    if (!object) {
+    CWaitable* const object = CHandleTable::Get().Find(mutex);
+    CMutexObject* const found = object ? object->AsMutex() : nullptr;
+    if (!found) {
         return Fail(ERROR_INVALID_HANDLE);
     }
-    return object->Release(ThisThread()) ? TRUE : Fail(ERROR_NOT_OWNER);
+    return found->Release(ThisThread()) ? TRUE : Fail(ERROR_NOT_OWNER);
 }
 
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) noexcept
 {
     Lock lock = CWaitEngine::Get().Acquire();
-    // Kept while this thread waits, also when another one closes the handle.
-    const std::shared_ptr<CWaitable> object = CHandleTable::Get().Find(handle);
+    CWaitable* const object = CHandleTable::Get().Find(handle);
     if (!object) {
         SetLastError(ERROR_INVALID_HANDLE);
         return WAIT_FAILED;

@@ -2,13 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "platform/posix/wait_engine.h"
 
 namespace zrtmon::posix {
 
-class CWaitable {
+class CEventObject;
+class CMutexObject;
+
+/// Owned by the handle table and by the threads that block for it, or else by somebody who outlives them.
+class CWaitable : public std::enable_shared_from_this<CWaitable> {
 public:
     CWaitable() = default;
     virtual ~CWaitable() = default;
@@ -19,8 +24,10 @@ public:
     virtual std::optional<WakeReason> TryTake(ThreadState& thread) = 0;
     /// What messages call it.
     virtual const char* Kind() const = 0;
+    virtual CEventObject* AsEvent() { return nullptr; }
+    virtual CMutexObject* AsMutex() { return nullptr; }
 
-    /// Takes it, or blocks for it in the order of coming.
+    /// Takes it, or blocks for it in the order of coming, whether or not its handle is closed meanwhile.
     WakeReason Take(Lock& lock, ThreadState& thread, DWORD timeoutMs);
 
 protected:
@@ -33,6 +40,7 @@ public:
 
     std::optional<WakeReason> TryTake(ThreadState& thread) override;
     const char* Kind() const override { return "an event"; }
+    CEventObject* AsEvent() override { return this; }
 
     void Set();
     void Reset() { m_set = false; }
@@ -48,6 +56,7 @@ public:
 
     std::optional<WakeReason> TryTake(ThreadState& thread) override;
     const char* Kind() const override { return "a mutex"; }
+    CMutexObject* AsMutex() override { return this; }
 
     /// False when the thread does not own it.
     bool Release(ThreadState& thread);
