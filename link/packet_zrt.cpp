@@ -25,7 +25,7 @@ BOOL CPacketZRT::ParseHeader(const uint8_t* data, uint32_t count, uint32_t* cons
     if (count < kHeaderSize) {
         return TRUE;
     }
-    m_payloadLength = BigEndian32(data + kLengthOffset);
+    m_payloadLength.store(BigEndian32(data + kLengthOffset), std::memory_order_release);
     *consumed += kHeaderSize;
     return TRUE;
 }

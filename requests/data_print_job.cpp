@@ -33,7 +33,8 @@ void CDataPrintJob::SetSentLength(uint32_t count)
     m_pending += m_sentLength;
     m_pendingLength -= m_sentLength;
     if (m_sentLength > 0) {
-        m_sentAtBorder = m_pendingLength == 0 && !m_endsInsideUnit && IsPacketDone() && IsBetweenCards();
+        m_sentAtBorder.store(m_pendingLength == 0 && !m_endsInsideUnit && IsPacketDone() && IsBetweenCards(),
+                             std::memory_order_release);
     }
 }
 
@@ -158,7 +159,7 @@ uint32_t CDataPrintJob::FilterData(const uint8_t* data, uint32_t length)
     const uint32_t payloadLength = m_packet->m_payloadLength;
     const uint32_t available = std::min(payloadLength, length - forwarded);
     const uint32_t scanned = available > 0 ? ScanCommands(data + forwarded, available) : 0;
-    m_packet->m_payloadLength = payloadLength - scanned;
+    m_packet->m_payloadLength.store(payloadLength - scanned, std::memory_order_release);
     return forwarded + scanned;
 }
 

@@ -12,22 +12,19 @@ namespace {
 constexpr uint8_t kRecordMarker = 0x8F;
 constexpr uint32_t kRecordHeadSize = 2; // the marker and one byte more
 constexpr uint32_t kRecordBodySize = 474;
+constexpr uint32_t kRecordSize = kRecordHeadSize + kRecordBodySize;
 constexpr uint32_t kCommandSize = 4; // prefix and letter
 constexpr uint32_t kEndCommandSize = 5;
 constexpr uint8_t kEndOfJob = 'Z';
 constexpr uint32_t kMessageHeadSize = 7; // the last of these bytes tells how many follow
 
-bool OpensWithPrefix(const uint8_t* data)
+/// Where the last of the whole records ends that stand back to back from here on.
+uint32_t SkipRecords(const uint8_t* data, uint32_t length, uint32_t position)
 {
-    return data[0] == CommandPrefix[0] && data[1] == CommandPrefix[1] && data[2] == CommandPrefix[2];
-}
-
-/// Where the next command may begin behind a byte that begins none, or where too few bytes are left to tell.
-uint32_t SkipPlainBytes(const uint8_t* data, uint32_t length, uint32_t position)
-{
-    const uint32_t last = length - (kCommandSize - 1);
-    const void* found = std::memchr(data + position, CommandPrefix[0], last - position);
-    return found ? static_cast<uint32_t>(static_cast<const uint8_t*>(found) - data) : last;
+    while (length - position >= kRecordSize && data[position] == kRecordMarker) {
+        position += kRecordSize;
+    }
+    return position;
 }
 
 } // namespace
@@ -45,114 +42,117 @@ BOOL CDataPrintJobZRT::Prepare(const wchar_t* requestText)
 
 uint32_t CDataPrintJobZRT::ScanCommands(const uint8_t* data, uint32_t length)
 {
+    Piece piece{data, length, m_packetParser.m_payloadLength};
     uint32_t position = 0;
-    while (position < length) {
-        const Step step = ScanUnit(data, length, position);
-        position = step.position;
-        if (!step.goOn) {
+    while (position < piece.length) {
+        const uint32_t next = ScanUnit(piece, position);
+        if (next == position) {
             break;
         }
+        position = next;
     }
     return position;
 }
 
-CDataPrintJobZRT::Step CDataPrintJobZRT::ScanUnit(const uint8_t* data, uint32_t length, uint32_t position)
+uint32_t CDataPrintJobZRT::ScanUnit(Piece& piece, uint32_t position)
 {
-    const uint32_t available = length - position;
     if (m_scanState == ScanState::RecordBody) {
-        if (available < kRecordBodySize) {
-            return {position, false};
+        if (piece.length - position < kRecordBodySize) {
+            return position;
         }
         m_scanState = ScanState::RecordMarkerDue;
-        return {position + kRecordBodySize, true};
+        return position + kRecordBodySize;
     }
     if (m_scanState == ScanState::RecordMarkerDue) {
-        if (data[position] == kRecordMarker) {
-            if (available < kRecordHeadSize) {
-                return {position, false};
+        const uint32_t behind = SkipRecords(piece.data, piece.length, position);
+        if (behind > position) {
+            return behind;
+        }
+        if (piece.data[position] == kRecordMarker) {
+            if (piece.length - position < kRecordHeadSize) {
+                return position;
             }
             m_scanState = ScanState::RecordBody;
-            return {position + kRecordHeadSize, true};
+            return position + kRecordHeadSize;
         }
         m_scanState = ScanState::CommandDue;
     }
-    return ScanCommand(data, length, position);
+    return ScanCommand(piece, position);
 }
 
-CDataPrintJobZRT::Step CDataPrintJobZRT::ScanCommand(const uint8_t* data, uint32_t length, uint32_t position)
+uint32_t CDataPrintJobZRT::ScanCommand(Piece& piece, uint32_t position)
 {
-    const uint32_t available = length - position;
-    const uint32_t payloadLength = m_packetParser.m_payloadLength; // as it was when this scan began
-    if (payloadLength < kCommandSize) {
-        return {position + std::min(payloadLength, available), true};
+    const uint32_t available = piece.length - position;
+    if (piece.packetLeft < kCommandSize) {
+        return position + std::min(piece.packetLeft, available);
     }
     if (available < kCommandSize) {
-        return {position, false};
+        return position;
     }
-    if (!OpensWithPrefix(data + position)) {
+    if (!OpensWithPrefix(piece.data + position)) {
         m_scanState = ScanState::CommandDue;
-        return {SkipPlainBytes(data, length, position + 1), true};
+        return FindPrefix(piece.data, position + 1, piece.length - (kCommandSize - 1));
     }
-    switch (data[position + CommandPrefix.size()]) {
+    switch (piece.data[position + CommandPrefix.size()]) {
     case 'C':
-        return ScanCard(data, length, position);
+        return ScanCard(piece, position);
     case 'J':
         m_scanState = ScanState::AfterJobStart;
-        return {position + kCommandSize, false};
+        piece.length = position + kCommandSize; // what follows goes in a piece of its own
+        return piece.length;
     case 'X':
-        return ScanEndOrOther(data, length, position);
+        return ScanEndOrOther(piece, position);
     case 'j':
         m_cardSeen = true;
         m_cardCount = 0;
         m_passedCardCount = 0;
         m_scanState = ScanState::AfterCardEnd;
-        return {position + kCommandSize, true};
+        return position + kCommandSize;
     case 'm':
-        return ScanMessage(data, length, position);
+        return ScanMessage(piece, position);
     default:
         m_scanState = ScanState::CommandDue;
-        return {position + kCommandSize, true};
+        return position + kCommandSize;
     }
 }
 
-CDataPrintJobZRT::Step CDataPrintJobZRT::ScanCard(const uint8_t* data, uint32_t length, uint32_t position)
+uint32_t CDataPrintJobZRT::ScanCard(const Piece& piece, uint32_t position)
 {
     // Counted at every scan, also when the marker has not come yet and the command is scanned again.
     m_cardSeen = true;
     ++m_cardCount;
     const uint32_t first = position + kCommandSize;
-    const void* marker = std::memchr(data + first, kRecordMarker, length - first);
+    const void* marker = std::memchr(piece.data + first, kRecordMarker, piece.length - first);
     if (!marker) {
-        return {position, false};
+        return position;
     }
     ++m_passedCardCount;
     m_scanState = ScanState::RecordMarkerDue;
-    return {static_cast<uint32_t>(static_cast<const uint8_t*>(marker) - data), true};
+    return static_cast<uint32_t>(static_cast<const uint8_t*>(marker) - piece.data);
 }
 
-CDataPrintJobZRT::Step CDataPrintJobZRT::ScanEndOrOther(const uint8_t* data, uint32_t length,
-                                                        uint32_t position)
+uint32_t CDataPrintJobZRT::ScanEndOrOther(const Piece& piece, uint32_t position)
 {
-    if (length - position < kEndCommandSize) {
-        return {position, false};
+    if (piece.length - position < kEndCommandSize) {
+        return position;
     }
-    if (data[position + kCommandSize] == kEndOfJob) {
+    if (piece.data[position + kCommandSize] == kEndOfJob) {
         m_scanState = ScanState::AfterJobEnd;
     }
-    return {position + kEndCommandSize, true};
+    return position + kEndCommandSize;
 }
 
-CDataPrintJobZRT::Step CDataPrintJobZRT::ScanMessage(const uint8_t* data, uint32_t length, uint32_t position)
+uint32_t CDataPrintJobZRT::ScanMessage(const Piece& piece, uint32_t position)
 {
-    const uint32_t available = length - position;
+    const uint32_t available = piece.length - position;
     if (available < kMessageHeadSize) {
-        return {position, false};
+        return position;
     }
-    const uint32_t size = kMessageHeadSize + data[position + kMessageHeadSize - 1];
+    const uint32_t size = kMessageHeadSize + piece.data[position + kMessageHeadSize - 1];
     if (available < size) {
-        return {position, false};
+        return position;
     }
-    return {position + size, true};
+    return position + size;
 }
 
 } // namespace zrtmon

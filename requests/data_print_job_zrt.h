@@ -34,17 +34,20 @@ private:
         AfterCardEnd = 4,  ///< "j"
         AfterJobEnd = 5,   ///< "X" "Z"
     };
-    /// What the scan of one unit came to: the position behind it, and whether the scan goes on there.
-    struct Step {
-        uint32_t position;
-        bool goOn;
+    /// The bytes of one scan.
+    struct Piece {
+        const uint8_t* data;
+        uint32_t length;     ///< shortened by a command that ends the piece
+        uint32_t packetLeft; ///< payload bytes that the packet still had when the scan began
     };
 
-    Step ScanUnit(const uint8_t* data, uint32_t length, uint32_t position);
-    Step ScanCommand(const uint8_t* data, uint32_t length, uint32_t position);
-    Step ScanCard(const uint8_t* data, uint32_t length, uint32_t position);
-    Step ScanEndOrOther(const uint8_t* data, uint32_t length, uint32_t position);
-    Step ScanMessage(const uint8_t* data, uint32_t length, uint32_t position);
+    // Each answers the position behind the unit that begins at a position: that position itself when the unit
+    // is not whole.
+    uint32_t ScanUnit(Piece& piece, uint32_t position);
+    uint32_t ScanCommand(Piece& piece, uint32_t position);
+    uint32_t ScanCard(const Piece& piece, uint32_t position);
+    uint32_t ScanEndOrOther(const Piece& piece, uint32_t position);
+    uint32_t ScanMessage(const Piece& piece, uint32_t position);
 
     CPacketZRT m_packetParser;
     std::atomic<uint32_t> m_cardCount{0};
