@@ -170,17 +170,27 @@ BOOL CMonitor::RunRequestWithRetry(PortRecord* port, const Query& query)
     return FALSE;
 }
 
+/// A query goes in only where the bytes that have left end at a border: the scanner, which CanInterleave
+/// asks, may be ahead of the printer. What it says lasts only under the exchange mutex.
+bool CMonitor::IsAtBorder()
+{
+    return m_printMonitor->SentJobDataEndsAtBorder() && m_printMonitor->CanInterleave();
+}
+
 /// One attempt. Preparing, running and reading out are one hold of the exchange mutex (which its owner may
-/// take again), so that no other user of the same request object comes between. A query goes in only where
-/// the bytes that have left end at a border: the scanner, which CanInterleave asks, may be ahead of the
-/// printer.
+/// take again), so that no other user of the same request object comes between. An attempt that has no chance
+/// leaves the mutex alone: it comes again each millisecond, and a job's thread that meets it there has to
+/// wait until the system has woken one thread and then the other.
 BOOL CMonitor::RunQuery(PortRecord* port, const Query& query)
 {
+    if (!IsAtBorder()) {
+        return Fail(ERROR_BUSY);
+    }
     const ExchangeHold exchange(m_exchangeMutex.Get());
     if (!exchange) {
         return Fail(ERROR_DEVICE_NOT_AVAILABLE);
     }
-    if (!m_printMonitor->SentJobDataEndsAtBorder() || !m_printMonitor->CanInterleave()) {
+    if (!IsAtBorder()) {
         return Fail(ERROR_BUSY);
     }
     CData* request = m_printMonitor->GetRequestByName(query.valueName);

@@ -82,6 +82,7 @@ private:
     void ReleaseChannel(PortRecord* port, HANDLE token);
     BOOL PrepareRequest(const wchar_t* valueName);
     BOOL RunRequestWithRetry(PortRecord* port, const Query& query);
+    bool IsAtBorder();
     BOOL RunQuery(PortRecord* port, const Query& query);
     BOOL RunChain(PortRecord* port, CData* request);
     BOOL TakeOver(PortRecord* port, const uint8_t* data, DWORD size, DWORD* written);

@@ -70,8 +70,8 @@ public:
     CDataPrintJob* FindPrintJob() const { return m_printJob; }
 
     /// The bytes of the job that have left for the printer end between two cards. Unlike CanInterleave it
-    /// also holds while a buffer has been taken over and not sent yet. Any thread that holds the exchange
-    /// mutex.
+    /// also holds while a buffer has been taken over and not sent yet. Any thread; the answer lasts only
+    /// while the caller holds the exchange mutex.
     bool SentJobDataEndsAtBorder() const;
 
 protected:
