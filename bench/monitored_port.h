@@ -1,0 +1,51 @@
+/// A port of the library above a CopyingPort, as the spooler opens one.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "bench/copying_monitor.h"
+#include "platform/win32.h"
+
+namespace zrtmon::bench {
+
+/// The library's entry-point table; the library is initialised at the first call.
+const MONITOR2& Library();
+
+/// Opened by the constructor, closed by the destructor. Throws std::runtime_error when the port does not open.
+class MonitoredPort {
+public:
+    explicit MonitoredPort(std::wstring portName);
+    ~MonitoredPort();
+    MonitoredPort(const MonitoredPort&) = delete;
+    MonitoredPort& operator=(const MonitoredPort&) = delete;
+
+    void StartDocument();
+    void EndDocument();
+    HANDLE Handle() const { return m_port; }
+
+    /// Asks for a value as an application does; the length of the answer, 0 for none.
+    DWORD Ask(const wchar_t* valueName) const;
+
+    CopyingPort lower;
+
+private:
+    std::wstring m_name;
+    HANDLE m_port = nullptr;
+};
+
+/// The bytes of a job between two status queries.
+struct CardData {
+    std::vector<uint8_t> bytes; ///< the start of a job and of a card, and records up to the last whole one
+    size_t repeatFrom;          ///< from here on they may follow themselves again and again
+};
+
+/// At least so many bytes, in packets of up to payloadBytes.
+CardData LongCard(size_t bytes, uint32_t payloadBytes);
+
+/// Offers the bytes, pieceSize at a time, until all are taken.
+void Carry(HANDLE port, std::span<const uint8_t> bytes, size_t pieceSize,
+           decltype(MONITOR2::pfnWritePort) writePort);
+
+} // namespace zrtmon::bench
