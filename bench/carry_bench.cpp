@@ -31,7 +31,7 @@ void CarryToLowerPort(benchmark::State& state, size_t cardBytes)
     const std::vector<uint8_t>& card = Card(cardBytes);
     const auto write = CopyingMonitor().pfnWritePort;
     CopyingPort lower;
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         const Stopwatch watch;
         Carry(&lower, card, static_cast<size_t>(state.range(0)), write);
         state.SetIterationTime(watch.Seconds());
@@ -49,7 +49,7 @@ void CarryThroughLibrary(benchmark::State& state, const std::vector<uint8_t>& ca
     port.StartDocument();
     Carry(port.Handle(), card, pieceSize, Library().pfnWritePort); // makes what lasts
     port.EndDocument();
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         port.StartDocument();
         const FaultPlan plan(FaultPoint::Allocation, UINT64_MAX); // only counts
         const Stopwatch watch;

@@ -32,7 +32,7 @@ double BytesInUse() { return static_cast<double>(mallinfo2().uordblks); }
 
 void OpenAndClose(benchmark::State& state)
 {
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         OpenPorts(state.range(0));
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -42,7 +42,7 @@ void AskEach(benchmark::State& state)
 {
     const VirtualClock clock;
     const Ports ports = OpenPorts(state.range(0));
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         for (const auto& port : ports) {
             if (port->Ask(L"PrinterError") == 0) {
                 state.SkipWithError("no answer");
@@ -62,7 +62,7 @@ void WriteToOne(benchmark::State& state)
     MonitoredPort& port = *ports[ports.size() / 2];
     port.StartDocument();
     Carry(port.Handle(), card.bytes, kPiece, Library().pfnWritePort);
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         Carry(port.Handle(), records, kPiece, Library().pfnWritePort);
     }
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(records.size()));
@@ -78,7 +78,7 @@ void Memory(benchmark::State& state)
     double idleBytes = 0;
     double usedBytes = 0;
     const auto count = static_cast<size_t>(state.range(0));
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         const double before = BytesInUse();
         std::vector<std::unique_ptr<CopyingPort>> own;
         for (size_t index = 0; index < count; ++index) {

@@ -23,7 +23,7 @@ constexpr uint32_t kPieceBytes = 4096;
 void OneAfterAnother(benchmark::State& state)
 {
     const MonitoredPort port(L"bench:");
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         const Stopwatch watch;
         if (port.Ask(kValueName) == 0) {
             state.SkipWithError("no answer");
@@ -36,7 +36,7 @@ void OneAfterAnother(benchmark::State& state)
 /// The delay alone: what a wait costs the processor on this machine.
 void DelayAlone(benchmark::State& state)
 {
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         Sleep(CData::kDefaultSendDelayMs);
     }
 }
@@ -45,11 +45,12 @@ void DelayAlone(benchmark::State& state)
 void SixteenAtOnce(benchmark::State& state)
 {
     const MonitoredPort port(L"bench:");
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         std::atomic<int> answered = 0;
         const Stopwatch watch;
         {
             std::vector<std::jthread> askers;
+            askers.reserve(kAskers);
             for (int asker = 0; asker < kAskers; ++asker) {
                 askers.emplace_back([&] { answered += port.Ask(kValueName) != 0 ? 1 : 0; });
             }
@@ -73,6 +74,7 @@ void CarryBeside(benchmark::State& state)
     Carry(port.Handle(), card.bytes, kPieceBytes, Library().pfnWritePort);
     std::atomic<bool> over = false;
     std::vector<std::jthread> askers;
+    askers.reserve(static_cast<size_t>(state.range(0)));
     for (int64_t asker = 0; asker < state.range(0); ++asker) {
         askers.emplace_back([&] {
             while (!over) {
@@ -81,7 +83,7 @@ void CarryBeside(benchmark::State& state)
         });
     }
     int64_t bytes = 0;
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         const Stopwatch watch;
         do {
             Carry(port.Handle(), records, kPieceBytes, Library().pfnWritePort);

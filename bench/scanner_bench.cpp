@@ -76,7 +76,7 @@ void ScanPayload(benchmark::State& state, const Bytes& first, const Bytes& packe
     CDataPrintJobZRT job;
     job.Prepare(nullptr);
     Scan(job, first);
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         Scan(job, packet);
     }
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(packet.size() - kHeaderSize));
@@ -84,7 +84,7 @@ void ScanPayload(benchmark::State& state, const Bytes& first, const Bytes& packe
 
 void SearchPayload(benchmark::State& state, const Bytes& packet)
 {
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(
             std::memchr(packet.data() + kHeaderSize, kAbsentByte, packet.size() - kHeaderSize));
         benchmark::ClobberMemory();
