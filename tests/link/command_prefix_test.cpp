@@ -18,7 +18,7 @@ TEST(FindPrefix, AnswersWhatASearchPlaceByPlaceDoes)
     constexpr uint8_t kAlphabet[] = {0x1B, 0x00, 0x02, 'C'}; // prefixes and near misses are frequent
     for (int round = 0; round < 20000; ++round) {
         std::vector<uint8_t> data(3 + random() % 150);
-        const unsigned letters = 1 + random() % std::size(kAlphabet);
+        const auto letters = 1 + random() % std::size(kAlphabet);
         std::generate(data.begin(), data.end(), [&] { return kAlphabet[random() % letters]; });
         const auto end = static_cast<uint32_t>(data.size() - 2); // the last places have no room for a prefix
         const auto from = static_cast<uint32_t>(random() % (end + 1));
