@@ -1,6 +1,8 @@
 #include "tests/host/host_bench.h"
 
+#include <algorithm>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
 #include <random>
 #include <sstream>
@@ -37,7 +39,18 @@ HostBench::HostBench()
 
 HostBench::~HostBench() { std::filesystem::remove_all(m_folder); }
 
-CommandResult HostBench::Run(const std::vector<std::string>& arguments)
+std::vector<std::string> HostBench::WordsOf(const std::string& commandLine) const
+{
+    std::vector<std::string> words{"zrtctl"};
+    std::istringstream stream(commandLine);
+    for (std::string word; stream >> std::quoted(word, '\'');) {
+        const size_t at = word.find('@');
+        words.push_back(at == std::string::npos ? word : word.replace(at, 1, (m_folder / "").string()));
+    }
+    return words;
+}
+
+CommandResult HostBench::Run(const std::string& commandLine)
 {
     std::ostringstream out;
     std::ostringstream err;
@@ -59,19 +72,9 @@ CommandResult HostBench::Run(const std::vector<std::string>& arguments)
         .initialize = monitor,
         .printSystem = printSystem,
     };
-    std::vector<std::string> words{"zrtctl"};
-    for (std::string word : arguments) {
-        const size_t at = word.find('@');
-        if (at != std::string::npos) {
-            word.replace(at, 1, (m_folder / "").string());
-        }
-        words.push_back(word);
-    }
+    const std::vector<std::string> words = WordsOf(commandLine);
     std::vector<const char*> pointers;
-    pointers.reserve(words.size());
-    for (const std::string& word : words) {
-        pointers.push_back(word.c_str());
-    }
+    std::ranges::transform(words, std::back_inserter(pointers), &std::string::c_str);
     const int status = host::Main(static_cast<int>(pointers.size()), pointers.data(), environment);
     return {status, out.str(), err.str()};
 }
@@ -127,11 +130,6 @@ std::string JobBytes(uint32_t cards)
     return {bytes.begin(), bytes.end()};
 }
 
-bool Contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
 size_t CountOf(const std::string& text, const std::string& part)
 {
     size_t count = 0;
@@ -141,14 +139,16 @@ size_t CountOf(const std::string& text, const std::string& part)
     return count;
 }
 
-testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& parts)
+testing::AssertionResult Shows(const std::string& text, std::string_view parts)
 {
-    size_t at = 0;
-    for (const std::string& part : parts) {
+    constexpr std::string_view kGap = "...";
+    for (size_t at = 0; !parts.empty();) {
+        const std::string_view part = parts.substr(0, parts.find(kGap));
         at = text.find(part, at);
         if (at == std::string::npos) {
             return testing::AssertionFailure() << "'" << part << "' is missing or too early in\n" << text;
         }
+        parts.remove_prefix(std::min(parts.size(), part.size() + kGap.size()));
     }
     return testing::AssertionSuccess();
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -25,9 +26,9 @@ public:
     HostBench();
     ~HostBench();
 
-    /// Runs "zrtctl ARGUMENTS". A word "@NAME" stands for the path of that file in Folder, also behind an
-    /// option's "=" or "file:".
-    CommandResult Run(const std::vector<std::string>& arguments);
+    /// Runs zrtctl with these words, which blanks part; in single quotes a word may hold blanks. "@NAME" in a
+    /// word stands for the path of that file in Folder.
+    CommandResult Run(const std::string& commandLine);
 
     const std::filesystem::path& Folder() const { return m_folder; }
     void WriteFile(const std::string& name, const std::string& bytes) const;
@@ -45,6 +46,7 @@ public:
     std::filesystem::path programFolder;       ///< where the real library is looked for; set to its place
 
 private:
+    std::vector<std::string> WordsOf(const std::string& commandLine) const;
     terminal::SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop);
 
     std::filesystem::path m_folder;
@@ -56,9 +58,9 @@ std::vector<std::string> Lines(const std::string& text);
 /// A job of so many plain cards.
 std::string JobBytes(uint32_t cards);
 
-bool Contains(const std::string& text, const std::string& part);
 size_t CountOf(const std::string& text, const std::string& part);
-/// Whether the texts stand in the other one in this order.
-testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& parts);
+
+/// Whether the text holds these parts in their order; "..." stands between two of them.
+testing::AssertionResult Shows(const std::string& text, std::string_view parts);
 
 } // namespace zrtmon::test

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "host/environment.h"
 #include "platform/sync.h"
+#include "tests/host/host_bench.h"
 
 namespace zrtmon::test {
 
@@ -27,36 +27,39 @@ public:
 
     static MONITOR2* WINAPI Initialize(MONITORINIT* init, HANDLE* monitor);
 
-    /// Calls of an entry point so far.
+    /// Calls of an entry point so far, or of a request text.
     size_t Count(const std::string& call);
 
-    DWORD openError = 0;  ///< last error of OpenPortEx, 0 when it succeeds
-    DWORD startError = 0; ///< of StartDocPort
-    DWORD writeError = 0; ///< of WritePort
-    bool endFails = false;
+    /// By entry point: it fails with this last error.
+    std::map<std::string, DWORD> errors;
+    /// By entry point: called in it.
+    std::map<std::string, std::function<void()>> hooks;
     /// How many of the offered bytes WritePort reports written; all when it is empty.
     std::function<DWORD(DWORD size)> take;
-    /// Called in EndDocPort.
-    std::function<void()> onEnd;
-    /// Called in ClosePort.
-    std::function<void()> onClose;
-    /// The answer to a request text; error 87 where there is none.
-    std::function<std::optional<Answer>(const std::string& requestText)> answer;
+    /// The answer to a request text.
+    std::function<Answer(const std::string& requestText)> answer = [](const std::string&) {
+        return Answer{"", ERROR_INVALID_PARAMETER};
+    };
 
-    std::wstring printerName;      ///< of OpenPortEx
     std::string written;           ///< all bytes reported written, in order
     std::vector<DWORD> offers;     ///< sizes offered to WritePort
     std::optional<DWORD> jobAtEnd; ///< status of the job when EndDocPort came
-    DWORD jobId = 0;
-    size_t staleJobs = 0; ///< documents that were started with the job of an earlier one still in the queue
+    DWORD jobId = 0;               ///< of the last document
 
 private:
     struct Entries;
 
-    void Note(const char* call);
+    BOOL Note(const std::string& call);
 
     CCriticalSection m_lock; ///< guards m_calls: the watching thread asks too
     std::map<std::string, size_t> m_calls;
+};
+
+/// The command line above a scripted monitor.
+struct ScriptedBench : HostBench {
+    ScriptedBench() { monitor = ScriptedMonitor::Initialize; }
+
+    ScriptedMonitor script;
 };
 
 } // namespace zrtmon::test

@@ -7,7 +7,6 @@
 #include "host/lower_tap.h"
 #include "host/trace.h"
 #include "host/wire_words.h"
-#include "simulator/job_builder.h"
 #include "tests/host/host_bench.h"
 
 namespace zrtmon::test {
@@ -19,14 +18,11 @@ const std::string kPrefix = "\x1B\0\2"s;
 const std::string kSecurityQuery = kPrefix + "NP";
 const std::string kStatusQuery = kPrefix + "Nr";
 
-struct Wire {
-    std::string bytes;
-    const char* words;
-};
+using Meanings = std::vector<std::pair<std::string, const char*>>; // of bytes
 
 TEST(WireWords, SayWhatIsWritten)
 {
-    const Wire cases[] = {
+    const Meanings cases = {
         {kStatusQuery, "Nr ask the status"},
         {kPrefix + "PPL" + kPrefix + "i", "PPL move the card: PPL; i move the card: i"},
         {kPrefix + "TE0,5T\r" + kPrefix + "TE1,-3T\r", "TE write a setting, 2 times"},
@@ -38,14 +34,14 @@ TEST(WireWords, SayWhatIsWritten)
         {kPrefix + "J" + kStatusQuery, "job data"},
         {"picture" + kStatusQuery, "job data"},
     };
-    for (const Wire& wire : cases) {
-        EXPECT_EQ(wire.words, host::WrittenWords(wire.bytes));
+    for (const auto& [bytes, words] : cases) {
+        EXPECT_EQ(words, host::WrittenWords(bytes));
     }
 }
 
 TEST(WireWords, SayWhatIsRead)
 {
-    const Wire cases[] = {
+    const Meanings cases = {
         {"", "no reply yet"},
         {"noise ERR:0,83,1,11,0,251,",
          "status: busy 0, error 83, status 1, print state 11, secure 0, card count 251"},
@@ -54,20 +50,15 @@ TEST(WireWords, SayWhatIsRead)
         {"EEprom Settings:1,2,", "settings"},
         {"what?", "reply of another kind"},
     };
-    for (const Wire& wire : cases) {
-        EXPECT_EQ(wire.words, host::ReplyWords(wire.bytes));
+    for (const auto& [bytes, words] : cases) {
+        EXPECT_EQ(words, host::ReplyWords(bytes));
     }
 }
 
-/// Commands with what of them is to be hidden marked by '#' in a text of the same length.
-struct Secret {
-    std::string bytes;
-    std::string marks;
-};
-
-const std::vector<Secret>& Secrets()
+TEST(PasswordMask, HidesTheSameBytesWhereverTheWriteIsCut)
 {
-    static const std::vector<Secret> secrets = {
+    // What is to be hidden is marked by '#' in a text of the same length.
+    const Meanings secrets = {
         {kSecurityQuery + kPrefix + "4" + "RESPONSE" + kStatusQuery, "         ########     "},
         {kPrefix + "5" + "RESPONSE" + "\xFD" + kStatusQuery, "    #########     "},
         {kPrefix + "5" + "RESPONSE" + "\x73" + "clear", "    #########     "},
@@ -78,23 +69,17 @@ const std::vector<Secret>& Secrets()
         {"\x1B" + kPrefix + "4" + "RESPONSE" + kPrefix + "5" + "RESPONSE", "     ########    ########"},
         {kStatusQuery + kPrefix + "C45", "           "},
     };
-    return secrets;
-}
-
-TEST(PasswordMask, HidesTheSameBytesWhereverTheWriteIsCut)
-{
-    for (const Secret& secret : Secrets()) {
-        ASSERT_EQ(secret.bytes.size(), secret.marks.size());
-        for (size_t cut = 0; cut <= secret.bytes.size(); ++cut) {
+    for (const auto& [bytes, expected] : secrets) {
+        for (size_t cut = 0; cut <= bytes.size(); ++cut) {
             host::CPasswordMask mask;
             std::string marks;
-            for (const std::string& part : {secret.bytes.substr(0, cut), secret.bytes.substr(cut)}) {
+            for (const std::string& part : {bytes.substr(0, cut), bytes.substr(cut)}) {
                 for (const bool hidden : mask.Hidden(part)) {
                     marks += hidden ? '#' : ' ';
                 }
                 mask.Pass(part);
             }
-            EXPECT_EQ(secret.marks, marks) << "cut at " << cut;
+            EXPECT_EQ(expected, marks) << "cut at " << cut;
         }
     }
 }
@@ -147,21 +132,16 @@ TEST(Trace, HidesAPasswordThatThePortTakesInParts)
     EXPECT_EQ(39u, moved);
     const std::string text = bench.ReadFile("trace");
     EXPECT_EQ(std::string::npos, text.find("53")) << "an S of the secret: " << text;
-    EXPECT_NE(std::string::npos, text.find("\"offered\":27,\"taken\":12,")) << text;
-    EXPECT_NE(std::string::npos, text.find("1b 00 02 4e 72")) << "the command behind it is to be seen";
-    EXPECT_NE(std::string::npos, text.find("\"error 29\""));
+    EXPECT_TRUE(Shows(text, "\"offered\":27,\"taken\":12,"));
+    EXPECT_TRUE(Shows(text, "1b 00 02 4e 72...\"error 29\"")) << "the command behind it is to be seen";
 }
 
 /// Prints a job of two cards with a query beside it and a trace of that name; the file's text.
 std::string TraceOfAJob(const std::string& name)
 {
     HostBench bench;
-    sim::JobShape shape;
-    shape.cards = 2;
-    const std::vector<uint8_t> bytes = sim::BuildJob(shape).bytes;
-    bench.WriteFile("job", {bytes.begin(), bytes.end()});
-    const CommandResult result =
-        bench.Run({"print", "@job", "--ask", "CardCount", "--trace", "@" + name, "--port", "sim:cards=5"});
+    bench.WriteFile("job", JobBytes(2));
+    const CommandResult result = bench.Run("print @job --ask CardCount --port sim:cards=5 --trace @" + name);
     EXPECT_EQ(0, result.status) << result.err;
     return bench.ReadFile(name);
 }
@@ -188,10 +168,7 @@ TEST(Trace, HasALineOfJsonForEveryCall)
                             : 0;
         }
     }
-    sim::JobShape shape;
-    shape.cards = 2;
-    EXPECT_EQ(sim::BuildJob(shape).bytes.size(), jobBytes)
-        << "every byte of the job is in a write of its own";
+    EXPECT_EQ(JobBytes(2).size(), jobBytes) << "every byte of the job is in a write of its own";
     EXPECT_EQ((std::set<std::string>{"job", "queries 1"}), threads);
     EXPECT_EQ(1, calls["OpenPort"]);
     EXPECT_EQ(1, calls["ClosePort"]);
