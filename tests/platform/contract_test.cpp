@@ -54,43 +54,27 @@ DWORD WaitOnOtherThread(const CHandle& handle, DWORD timeoutMs = 0)
 // ---------------------------------------------------------------------------------------------
 // Events
 
-struct EventCase {
-    const char* name;
-    bool manualReset;
-    bool initiallySet;
-    const char* script; // S set, R reset, W a wait is let through, w a wait finds it unset
-};
-
-class EventStates : public testing::TestWithParam<EventCase> {};
-
-TEST_P(EventStates, FollowTheScript)
+TEST(Events, FollowTheScript)
 {
-    const CHandle event = MakeEvent(GetParam().manualReset, GetParam().initiallySet);
-    ASSERT_TRUE(event);
-    for (const char* step = GetParam().script; *step != '\0'; ++step) {
-        SCOPED_TRACE(step);
-        switch (*step) {
-        case 'S':
-            EXPECT_TRUE(SetEvent(event.Get()));
-            break;
-        case 'R':
-            EXPECT_TRUE(ResetEvent(event.Get()));
-            break;
-        default:
-            EXPECT_EQ(*step == 'W' ? kSignalled : kTimeout, Wait(event));
+    const struct {
+        bool manualReset;
+        bool initiallySet;
+        const char* script; // S set, R reset, W a wait is let through, w a wait finds it unset
+    } cases[] = {{false, false, "wSWw"}, {false, false, "SSWw"}, {false, false, "SRwRSW"},
+                 {false, true, "Ww"},    {true, false, "wSWWW"}, {true, false, "SWRwSW"},
+                 {true, true, "WWRw"}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(testing::Message() << (row.manualReset ? "manual " : "automatic ") << row.script);
+        const CHandle event = MakeEvent(row.manualReset, row.initiallySet);
+        for (const char* step = row.script; *step != '\0'; ++step) {
+            if (*step == 'S' || *step == 'R') {
+                EXPECT_TRUE(*step == 'S' ? SetEvent(event.Get()) : ResetEvent(event.Get())) << step;
+            } else {
+                EXPECT_EQ(*step == 'W' ? kSignalled : kTimeout, Wait(event)) << step;
+            }
         }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Events, EventStates,
-                         testing::Values(EventCase{"AutoLetsOneThrough", false, false, "wSWw"},
-                                         EventCase{"AutoDoesNotCount", false, false, "SSWw"},
-                                         EventCase{"AutoReset", false, false, "SRwRSW"},
-                                         EventCase{"AutoInitiallySet", false, true, "Ww"},
-                                         EventCase{"ManualLetsAllThrough", true, false, "wSWWW"},
-                                         EventCase{"ManualReset", true, false, "SWRwSW"},
-                                         EventCase{"ManualInitiallySet", true, true, "WWRw"}),
-                         [](const auto& tested) { return tested.param.name; });
 
 TEST(Events, ASignalWakesOneWaiterOfAnAutoResetEventAndAllOfAManualOne)
 {
@@ -124,45 +108,34 @@ TEST(Events, ASignalWakesOneWaiterOfAnAutoResetEventAndAllOfAManualOne)
     }
 }
 
-TEST(Events, AWaitEndsWhenItsTimeIsUp)
-{
-    const CHandle event = MakeEvent(false);
-    const DWORD start = GetTickCount();
-    EXPECT_EQ(kTimeout, Wait(event, kShortMs));
-    const DWORD taken = GetTickCount() - start;
-    EXPECT_GE(taken + kTickGrainMs, kShortMs);
-    EXPECT_LT(taken, kLongMs);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Mutexes
 
-TEST(Mutexes, AreTakenAgainByTheirOwnerAndReleasedAsOften)
+TEST(Mutexes, FollowTheScript)
 {
-    const CHandle mutex = MakeMutex(/*owned=*/true);
-    EXPECT_EQ(kSignalled, Wait(mutex));
-    EXPECT_EQ(kSignalled, Wait(mutex, kLongMs));
-    for (int depth = 3; depth > 0; --depth) {
-        SCOPED_TRACE(depth);
-        EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex));
-        EXPECT_TRUE(ReleaseMutex(mutex.Get()));
+    // t: this thread takes it, T: after its owner has ended. r: this thread releases it, R: it does not own
+    // it. o: another thread finds it taken and cannot release it, e: another takes it and ends.
+    for (const auto& [owned, script] :
+         {std::pair{true, "ttorororReTo"}, {false, "tor"}, {false, "eTorRtr"}}) {
+        const CHandle mutex = MakeMutex(owned);
+        const auto release = [&] {
+            SetLastError(ERROR_SUCCESS);
+            return ReleaseMutex(mutex.Get()) ? ERROR_SUCCESS : GetLastError();
+        };
+        for (const char* step = script; *step != '\0'; ++step) {
+            SCOPED_TRACE(step);
+            if (*step == 't' || *step == 'T') {
+                EXPECT_EQ(*step == 't' ? kSignalled : kAbandoned, Wait(mutex, kLongMs));
+            } else if (*step == 'r' || *step == 'R') {
+                EXPECT_EQ(*step == 'r' ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_NOT_OWNER}, release());
+            } else if (*step == 'e') {
+                EXPECT_EQ(kSignalled, WaitOnOtherThread(mutex));
+            } else {
+                EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex));
+                OnOtherThread([&] { EXPECT_EQ(DWORD{ERROR_NOT_OWNER}, release()); });
+            }
+        }
     }
-    EXPECT_FALSE(ReleaseMutex(mutex.Get()));
-    EXPECT_EQ(DWORD{ERROR_NOT_OWNER}, GetLastError());
-    OnOtherThread([&] {
-        EXPECT_EQ(kSignalled, Wait(mutex));
-        EXPECT_TRUE(ReleaseMutex(mutex.Get()));
-    });
-}
-
-TEST(Mutexes, OnlyTheOwnerReleases)
-{
-    const CHandle mutex = MakeMutex(/*owned=*/true);
-    OnOtherThread([&] {
-        EXPECT_FALSE(ReleaseMutex(mutex.Get()));
-        EXPECT_EQ(DWORD{ERROR_NOT_OWNER}, GetLastError());
-    });
-    EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex));
 }
 
 TEST(Mutexes, AReleaseLetsAWaiterIn)
@@ -178,18 +151,6 @@ TEST(Mutexes, AReleaseLetsAWaiterIn)
     ReleaseMutex(mutex.Get());
     waiter.join();
     EXPECT_EQ(kSignalled, outcome);
-}
-
-TEST(Mutexes, WhatAnEndedThreadOwnedIsAbandonedOnce)
-{
-    const CHandle mutex = MakeMutex();
-    EXPECT_EQ(kSignalled, WaitOnOtherThread(mutex));
-    EXPECT_EQ(kAbandoned, Wait(mutex));
-    EXPECT_EQ(kTimeout, WaitOnOtherThread(mutex)) << "who gets an abandoned mutex owns it";
-    EXPECT_TRUE(ReleaseMutex(mutex.Get()));
-    EXPECT_FALSE(ReleaseMutex(mutex.Get()));
-    EXPECT_EQ(kSignalled, Wait(mutex));
-    EXPECT_TRUE(ReleaseMutex(mutex.Get()));
 }
 
 TEST(Mutexes, TheEndOfTheOwnerWakesAWaiter)
@@ -338,13 +299,18 @@ TEST(LastError, IsEachThreadsOwnAndKeptBySuccess)
     other.join();
 }
 
-TEST(Ticks, CountWhatASleepTakes)
+TEST(Ticks, CountWhatASleepAndAWaitTake)
 {
-    const DWORD start = GetTickCount();
-    Sleep(2 * kShortMs);
-    const DWORD taken = GetTickCount() - start;
-    EXPECT_GE(taken + kTickGrainMs, 2 * kShortMs);
-    EXPECT_LT(taken, kLongMs);
+    const CHandle event = MakeEvent(false);
+    const std::function<DWORD()> waits[] = {[&] { return Wait(event, 2 * kShortMs); },
+                                            [] { return Sleep(2 * kShortMs), kTimeout; }};
+    for (const auto& wait : waits) {
+        const DWORD start = GetTickCount();
+        EXPECT_EQ(kTimeout, wait());
+        const DWORD taken = GetTickCount() - start;
+        EXPECT_GE(taken + kTickGrainMs, 2 * kShortMs);
+        EXPECT_LT(taken, kLongMs);
+    }
     Sleep(0);
 }
 
@@ -358,50 +324,41 @@ TEST(LocalTime, IsADate)
     EXPECT_LT(now.wDayOfWeek, 7);
 }
 
-struct DateCase {
-    const char* name;
-    SYSTEMTIME fields; // year, month, day of the week, day, hour, minute, second, ms
-    bool ok;
-    uint64_t count;
-};
-
-class FileTimes : public testing::TestWithParam<DateCase> {};
-
-TEST_P(FileTimes, AreConvertedOrRefused)
+TEST(FileTimes, AreConvertedOrRefused)
 {
-    const DateCase& row = GetParam();
-    FILETIME count = {1, 1};
-    SetLastError(kMarker);
-    ASSERT_EQ(row.ok, SystemTimeToFileTime(&row.fields, &count) != FALSE);
-    if (row.ok) {
-        EXPECT_EQ(row.count, uint64_t{count.dwHighDateTime} << 32 | count.dwLowDateTime);
-    } else {
-        EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
+    constexpr uint64_t kRefused = ~uint64_t{0};
+    const struct {
+        SYSTEMTIME fields; // year, month, day of the week, day, hour, minute, second, ms
+        uint64_t count;
+    } cases[] = {
+        {{1601, 1, 0, 1, 0, 0, 0, 0}, 0},
+        {{1601, 1, 0, 1, 0, 0, 0, 1}, 10'000},
+        {{1970, 1, 4, 1, 0, 0, 0, 0}, 116'444'736'000'000'000},
+        {{1970, 1, 99, 1, 0, 0, 0, 0}, 116'444'736'000'000'000}, // the day of the week is not looked at
+        {{2000, 2, 2, 29, 12, 34, 56, 789}, 125'963'012'967'890'000},
+        {{2024, 2, 0, 29, 23, 59, 59, 999}, 133'537'247'999'990'000},
+        {{2024, 3, 0, 1, 0, 0, 0, 0}, 133'537'248'000'000'000},
+        {{30827, 12, 0, 31, 23, 59, 59, 999}, 9'223'149'887'999'990'000},
+        {{1600, 12, 0, 31, 0, 0, 0, 0}, kRefused},
+        {{2024, 0, 0, 1, 0, 0, 0, 0}, kRefused},
+        {{2024, 13, 0, 1, 0, 0, 0, 0}, kRefused},
+        {{2024, 257, 0, 1, 0, 0, 0, 0}, kRefused},
+        {{2024, 1, 0, 0, 0, 0, 0, 0}, kRefused},
+        {{2024, 1, 0, 257, 0, 0, 0, 0}, kRefused},
+        {{2024, 4, 0, 31, 0, 0, 0, 0}, kRefused},
+        {{2024, 1, 0, 1, 24, 0, 0, 0}, kRefused},
+        {{2024, 1, 0, 1, 0, 60, 0, 0}, kRefused},
+        {{2024, 1, 0, 1, 0, 0, 60, 0}, kRefused},
+        {{2024, 1, 0, 1, 0, 0, 0, 1000}, kRefused}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(&row - cases);
+        FILETIME count = {1, 1};
+        SetLastError(ERROR_SUCCESS);
+        const bool isDate = SystemTimeToFileTime(&row.fields, &count) != FALSE;
+        EXPECT_EQ(row.count, isDate ? uint64_t{count.dwHighDateTime} << 32 | count.dwLowDateTime : kRefused);
+        EXPECT_EQ(DWORD{isDate ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER}, GetLastError());
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Dates, FileTimes,
-    testing::Values(DateCase{"Start", {1601, 1, 0, 1, 0, 0, 0, 0}, true, 0},
-                    DateCase{"OneMillisecond", {1601, 1, 0, 1, 0, 0, 0, 1}, true, 10'000},
-                    DateCase{"Epoch", {1970, 1, 4, 1, 0, 0, 0, 0}, true, 116'444'736'000'000'000},
-                    DateCase{"WrongWeekday", {1970, 1, 99, 1, 0, 0, 0, 0}, true, 116'444'736'000'000'000},
-                    DateCase{"LeapDay", {2000, 2, 2, 29, 12, 34, 56, 789}, true, 125'963'012'967'890'000},
-                    DateCase{"LeapDay2024", {2024, 2, 0, 29, 23, 59, 59, 999}, true, 133'537'247'999'990'000},
-                    DateCase{"DayAfterIt", {2024, 3, 0, 1, 0, 0, 0, 0}, true, 133'537'248'000'000'000},
-                    DateCase{"Last", {30827, 12, 0, 31, 23, 59, 59, 999}, true, 9'223'149'887'999'990'000},
-                    DateCase{"YearBeforeStart", {1600, 12, 0, 31, 0, 0, 0, 0}, false, 0},
-                    DateCase{"MonthZero", {2024, 0, 0, 1, 0, 0, 0, 0}, false, 0},
-                    DateCase{"Month13", {2024, 13, 0, 1, 0, 0, 0, 0}, false, 0},
-                    DateCase{"MonthOfManyBits", {2024, 257, 0, 1, 0, 0, 0, 0}, false, 0},
-                    DateCase{"DayZero", {2024, 1, 0, 0, 0, 0, 0, 0}, false, 0},
-                    DateCase{"DayOfManyBits", {2024, 1, 0, 257, 0, 0, 0, 0}, false, 0},
-                    DateCase{"April31", {2024, 4, 0, 31, 0, 0, 0, 0}, false, 0},
-                    DateCase{"Hour24", {2024, 1, 0, 1, 24, 0, 0, 0}, false, 0},
-                    DateCase{"Minute60", {2024, 1, 0, 1, 0, 60, 0, 0}, false, 0},
-                    DateCase{"Second60", {2024, 1, 0, 1, 0, 0, 60, 0}, false, 0},
-                    DateCase{"Millisecond1000", {2024, 1, 0, 1, 0, 0, 0, 1000}, false, 0}),
-    [](const auto& tested) { return tested.param.name; });
 
 // ---------------------------------------------------------------------------------------------
 // Text, memory, version

@@ -33,46 +33,40 @@ TEST(Faults, FailTheChosenCallAndNoOther)
 {
     spooler::CreatePrinter(kPrinter);
     const DWORD job = spooler::SubmitJob(kPrinter, L"document");
-    const CPrinterHandle printer = OpenFaulty();
+    const CPrinterHandle opened = OpenFaulty();
+    HANDLE const printer = opened.Get();
     alignas(JOB_INFO_1W) BYTE data[1024] = {};
     DWORD needed = 0;
     DWORD returned = 0;
     const auto store = [] {
         const FaultFree preparation;
         spooler::StoreValue(kPrinter, L"v", REG_SZ, "text");
-        return L"v";
     };
-    const struct {
-        FaultPoint point;
-        DWORD error;
-        std::function<BOOL()> call;
-    } cases[] = {
-        {FaultPoint::HandleCreation, 8, [] { return !!CHandle(CreateEventW(nullptr, TRUE, TRUE, nullptr)); }},
-        {FaultPoint::HandleCreation, 8, [] { return !!CHandle(CreateMutexW(nullptr, TRUE, nullptr)); }},
-        {FaultPoint::Allocation, 8,
+    const std::pair<FaultPoint, std::function<BOOL()>> cases[] = {
+        {FaultPoint::HandleCreation, [] { return !!CHandle(CreateEventW(nullptr, TRUE, TRUE, nullptr)); }},
+        {FaultPoint::HandleCreation, [] { return !!CHandle(CreateMutexW(nullptr, TRUE, nullptr)); }},
+        {FaultPoint::Allocation,
          [] {
              HGLOBAL const block = GlobalAlloc(GPTR, 8);
              GlobalFree(block);
              return block != nullptr;
          }},
-        {FaultPoint::SpoolerCall, 31, [] { return !!OpenFaulty(); }},
-        {FaultPoint::SpoolerCall, 31,
-         [&] { return ToResult(GetPrinterDataW(printer.Get(), Name(store()), nullptr, data, 9, &needed)); }},
-        {FaultPoint::SpoolerCall, 31,
-         [&] { return ToResult(SetPrinterDataW(printer.Get(), Name(L"v"), REG_BINARY, data, 9)); }},
-        {FaultPoint::SpoolerCall, 31,
-         [&] { return ToResult(DeletePrinterDataW(printer.Get(), Name(store()))); }},
-        {FaultPoint::SpoolerCall, 31,
-         [&] { return EnumJobsW(printer.Get(), 0, 9, 1, data, sizeof data, &needed, &returned); }},
-        {FaultPoint::SpoolerCall, 31,
-         [&] { return SetJobW(printer.Get(), job, 0, nullptr, JOB_CONTROL_PAUSE); }}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(&row - cases);
-        const FaultPlan plan(row.point, 2);
+        {FaultPoint::SpoolerCall, [] { return !!OpenFaulty(); }},
+        {FaultPoint::SpoolerCall,
+         [&] { return store(), ToResult(GetPrinterDataW(printer, Name(L"v"), nullptr, data, 9, &needed)); }},
+        {FaultPoint::SpoolerCall,
+         [&] { return ToResult(SetPrinterDataW(printer, Name(L"v"), REG_BINARY, data, 9)); }},
+        {FaultPoint::SpoolerCall, [&] { return store(), ToResult(DeletePrinterDataW(printer, Name(L"v"))); }},
+        {FaultPoint::SpoolerCall,
+         [&] { return EnumJobsW(printer, 0, 9, 1, data, sizeof data, &needed, &returned); }},
+        {FaultPoint::SpoolerCall, [&] { return SetJobW(printer, job, 0, nullptr, JOB_CONTROL_PAUSE); }}};
+    for (const auto& [point, makeCall] : cases) {
+        const FaultPlan plan(point, 2);
+        const DWORD planned = point == FaultPoint::SpoolerCall ? ERROR_GEN_FAILURE : ERROR_NOT_ENOUGH_MEMORY;
         for (unsigned call = 0; call < 4; ++call) {
             EXPECT_EQ(call > 2, plan.Fired());
-            const DWORD error = row.call() ? ERROR_SUCCESS : GetLastError();
-            EXPECT_EQ(call == 2 ? row.error : ERROR_SUCCESS, error) << "call " << call;
+            const DWORD error = makeCall() ? ERROR_SUCCESS : GetLastError();
+            EXPECT_EQ(call == 2 ? planned : ERROR_SUCCESS, error) << "call " << call;
         }
         EXPECT_EQ(4u, plan.Calls());
     }

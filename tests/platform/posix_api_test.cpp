@@ -1,4 +1,6 @@
 // Promises of the layer beyond those that every system gives.
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "platform/faults.h"
@@ -40,17 +42,16 @@ TEST(PosixApi, CountsHandlesAndBlocks)
 
 TEST(PosixApi, RefusesDaysThatTheirYearLacks)
 {
-    const struct {
-        SYSTEMTIME fields; // year, month, day of the week, day
-        bool ok;
-    } cases[] = {{{2024, 2, 0, 29, 0, 0, 0, 0}, true},  {{2023, 2, 0, 29, 0, 0, 0, 0}, false},
-                 {{1900, 2, 0, 29, 0, 0, 0, 0}, false}, {{2000, 2, 0, 29, 0, 0, 0, 0}, true},
-                 {{30828, 1, 0, 1, 0, 0, 0, 0}, false}, {{65535, 1, 0, 1, 0, 0, 0, 0}, false}};
-    for (const auto& row : cases) {
-        FILETIME count = {};
-        EXPECT_EQ(row.ok, SystemTimeToFileTime(&row.fields, &count) != FALSE) << "row " << &row - cases;
+    // year, month, day of the week, day
+    const std::pair<SYSTEMTIME, BOOL> cases[] = {
+        {{2024, 2, 0, 29, 0, 0, 0, 0}, TRUE},  {{2023, 2, 0, 29, 0, 0, 0, 0}, FALSE},
+        {{1900, 2, 0, 29, 0, 0, 0, 0}, FALSE}, {{2000, 2, 0, 29, 0, 0, 0, 0}, TRUE},
+        {{30828, 1, 0, 1, 0, 0, 0, 0}, FALSE}, {{65535, 1, 0, 1, 0, 0, 0, 0}, FALSE}};
+    FILETIME count = {};
+    for (const auto& [date, isThere] : cases) {
+        EXPECT_EQ(isThere, SystemTimeToFileTime(&date, &count)) << date.wYear;
     }
-    EXPECT_FALSE(SystemTimeToFileTime(&cases[0].fields, nullptr));
+    EXPECT_FALSE(SystemTimeToFileTime(&cases[0].first, nullptr));
     EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
 }
 
@@ -64,14 +65,10 @@ TEST(PosixApi, CopiesNoTextIntoNoRoom)
 
 TEST(PosixApi, LeavingASectionThatAnotherOwnsDoesNothing)
 {
-    CRITICAL_SECTION section;
-    InitializeCriticalSection(&section);
-    LeaveCriticalSection(&section);
-    EnterCriticalSection(&section);
-    EXPECT_EQ(1u, section.depth);
-    LeaveCriticalSection(&section);
-    EXPECT_EQ(0u, section.owner);
-    DeleteCriticalSection(&section);
+    CCriticalSection section;
+    const CSectionHold hold(section);
+    std::thread([&section] { LeaveCriticalSection(section.Get()); }).join();
+    EXPECT_EQ(1u, section.Get()->depth);
 }
 
 } // namespace

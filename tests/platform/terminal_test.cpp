@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "platform/terminal.h"
-#include "tests/support/case_name.h"
 
 namespace zrtmon::terminal {
 namespace {
@@ -31,47 +30,33 @@ private:
     int m_before;
 };
 
-struct Piped {
-    const char* name;
-    std::string input;
-    std::vector<std::pair<SecretEnd, std::string>> reads;
-};
-
-class SecretFromAPipe : public testing::TestWithParam<Piped> {};
-
-TEST_P(SecretFromAPipe, IsALineAtATime)
+TEST(SecretFromAPipe, IsALineAtATime)
 {
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    const CInputFrom input(ends[0]);
-    ASSERT_EQ(static_cast<ssize_t>(GetParam().input.size()),
-              write(ends[1], GetParam().input.data(), GetParam().input.size()));
-    close(ends[1]);
-    EXPECT_FALSE(IsInputTyped());
-    CSecret line;
-    for (const auto& [end, text] : GetParam().reads) {
-        EXPECT_EQ(end, ReadSecret(line, [] { return false; }));
-        EXPECT_EQ(text, line.Text());
+    const std::string longest(CSecret::kCapacity, 'x');
+    const std::pair<std::string, std::vector<std::pair<SecretEnd, std::string>>> pipes[] = {
+        {"", {{SecretEnd::EndOfInput, ""}, {SecretEnd::EndOfInput, ""}}},
+        {"one\ntwo\r\n\nlast",
+         {{SecretEnd::Line, "one"},
+          {SecretEnd::Line, "two"},
+          {SecretEnd::Line, ""},
+          {SecretEnd::Line, "last"},
+          {SecretEnd::EndOfInput, ""}}},
+        {longest + "\n", {{SecretEnd::Line, longest}}},
+        {longest + "x\nnext\n", {{SecretEnd::TooLong, ""}, {SecretEnd::Line, "next"}}}};
+    for (const auto& [bytes, reads] : pipes) {
+        int ends[2];
+        ASSERT_EQ(0, pipe(ends));
+        const CInputFrom input(ends[0]);
+        ASSERT_EQ(static_cast<ssize_t>(bytes.size()), write(ends[1], bytes.data(), bytes.size()));
+        close(ends[1]);
+        EXPECT_FALSE(IsInputTyped());
+        CSecret line;
+        for (const auto& [end, text] : reads) {
+            EXPECT_EQ(end, ReadSecret(line, [] { return false; }));
+            EXPECT_EQ(text, line.Text());
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Inputs, SecretFromAPipe,
-    testing::Values(Piped{"Nothing", "", {{SecretEnd::EndOfInput, ""}, {SecretEnd::EndOfInput, ""}}},
-                    Piped{"Lines",
-                          "one\ntwo\r\n\nlast",
-                          {{SecretEnd::Line, "one"},
-                           {SecretEnd::Line, "two"},
-                           {SecretEnd::Line, ""},
-                           {SecretEnd::Line, "last"},
-                           {SecretEnd::EndOfInput, ""}}},
-                    Piped{"Longest",
-                          std::string(CSecret::kCapacity, 'x') + "\n",
-                          {{SecretEnd::Line, std::string(CSecret::kCapacity, 'x')}}},
-                    Piped{"TooLong",
-                          std::string(CSecret::kCapacity + 1, 'x') + "\nnext\n",
-                          {{SecretEnd::TooLong, ""}, {SecretEnd::Line, "next"}}}),
-    test::CaseName());
 
 struct TerminalBench {
     TerminalBench() : input(Open()) {}

@@ -67,11 +67,7 @@ struct Gate {
     std::function<DWORD(DWORD)> enter; // within that many milliseconds
     std::function<void()> leave;
 };
-
-struct GateCase {
-    const char* name;
-    std::function<Gate()> make; // closed: entered by the calling thread
-};
+using MakeGate = Gate (*)(); // closed: entered by the calling thread
 
 Gate MakeMutexGate()
 {
@@ -96,40 +92,34 @@ Gate MakeSectionGate()
             [section] { LeaveCriticalSection(section->Get()); }};
 }
 
-class Gates : public testing::TestWithParam<GateCase> {};
-
-TEST_P(Gates, LetThreadsInOneByOneInTheOrderOfTheirComing)
+TEST(VirtualClock, LetsThreadsInOneByOneInTheOrderOfTheirComing)
 {
-    VirtualClock clock;
-    Gate gate = GetParam().make();
-    std::vector<std::pair<unsigned, uint64_t>> entered; // guarded by the gate
-    std::vector<VirtualClock::Thread> threads;
-    for (const unsigned comes : {4u, 1u, 3u, 2u}) {
-        threads.emplace_back([&, comes] {
-            Sleep(comes);
-            EXPECT_EQ(WAIT_OBJECT_0, gate.enter(kLongMs));
-            entered.emplace_back(comes, clock.Elapsed());
-            Sleep(100);
-            gate.leave();
-        });
+    for (const MakeGate make : {MakeMutexGate, MakeEventGate, MakeSectionGate}) {
+        VirtualClock clock;
+        Gate gate = make();
+        std::vector<std::pair<unsigned, uint64_t>> entered; // guarded by the gate
+        std::vector<VirtualClock::Thread> threads;
+        for (const unsigned comes : {4u, 1u, 3u, 2u}) {
+            threads.emplace_back([&, comes] {
+                Sleep(comes);
+                EXPECT_EQ(WAIT_OBJECT_0, gate.enter(kLongMs));
+                entered.emplace_back(comes, clock.Elapsed());
+                Sleep(100);
+                gate.leave();
+            });
+        }
+        Sleep(10);
+        EXPECT_TRUE(entered.empty());
+        gate.leave();
+        threads.clear();
+        EXPECT_EQ((decltype(entered){{1, 10}, {2, 110}, {3, 210}, {4, 310}}), entered);
+        EXPECT_EQ(410u, clock.Elapsed());
     }
-    Sleep(10);
-    EXPECT_TRUE(entered.empty());
-    gate.leave();
-    threads.clear();
-    const decltype(entered) expected = {{1, 10}, {2, 110}, {3, 210}, {4, 310}};
-    EXPECT_EQ(expected, entered);
-    EXPECT_EQ(410u, clock.Elapsed());
 }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, Gates,
-                         testing::Values(GateCase{"Mutex", MakeMutexGate}, GateCase{"Event", MakeEventGate},
-                                         GateCase{"Section", MakeSectionGate}),
-                         [](const auto& tested) { return tested.param.name; });
 
 TEST(VirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
 {
-    for (const auto make : {MakeMutexGate, MakeEventGate}) {
+    for (const MakeGate make : {MakeMutexGate, MakeEventGate}) {
         VirtualClock clock;
         Gate gate = make();
         VirtualClock::Thread impatient([&] { EXPECT_EQ(WAIT_TIMEOUT, gate.enter(20)); });
@@ -146,23 +136,20 @@ TEST(VirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
 TEST(VirtualClock, SectionsAreLeftApart)
 {
     VirtualClock clock;
-    CCriticalSection first;
-    CCriticalSection second;
-    EnterCriticalSection(first.Get());
-    EnterCriticalSection(second.Get());
-    const auto passAt = [&clock](CCriticalSection& section, uint64_t ms) {
-        return [&clock, &section, ms] {
-            const CSectionHold hold(section);
-            EXPECT_EQ(ms, clock.Elapsed());
-        };
+    Gate first = MakeSectionGate();
+    Gate second = MakeSectionGate();
+    const auto passAt = [&clock](Gate& section, uint64_t ms) {
+        section.enter(INFINITE);
+        EXPECT_EQ(ms, clock.Elapsed());
+        section.leave();
     };
-    VirtualClock::Thread early(passAt(first, 90));
+    VirtualClock::Thread early([&] { passAt(first, 90); });
     Sleep(1);
-    VirtualClock::Thread late(passAt(second, 40));
+    VirtualClock::Thread late([&] { passAt(second, 40); });
     Sleep(39);
-    LeaveCriticalSection(second.Get());
+    second.leave();
     Sleep(50);
-    LeaveCriticalSection(first.Get());
+    first.leave();
 }
 
 TEST(VirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
@@ -171,13 +158,13 @@ TEST(VirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
         VirtualClock clock;
         const CHandle event = MakeEvent(false);
         DWORD outcome = WAIT_FAILED;
-        {
-            VirtualClock::Thread waiter([&] { outcome = Wait(event, 10); });
-            VirtualClock::Thread setter([&] {
-                Sleep(10);
-                SetEvent(event.Get());
-            });
-        }
+        VirtualClock::Thread waiter([&] { outcome = Wait(event, 10); });
+        VirtualClock::Thread setter([&] {
+            Sleep(10);
+            SetEvent(event.Get());
+        });
+        waiter.Join();
+        setter.Join();
         EXPECT_EQ(10u, clock.Elapsed());
         EXPECT_EQ(outcome == WAIT_OBJECT_0 ? WAIT_TIMEOUT : WAIT_OBJECT_0, Wait(event, 0));
     }
@@ -189,9 +176,9 @@ TEST(VirtualClock, AbandonsAtTheMomentAThreadEnds)
     const CHandle waitedFor = MakeMutex(false);
     const CHandle later = MakeMutex(false);
     VirtualClock::Thread owner([&] {
-        Wait(waitedFor, 0);
-        Wait(waitedFor, 0);
-        Wait(later, 0);
+        for (const CHandle* mutex : {&waitedFor, &waitedFor, &later}) {
+            Wait(*mutex, 0);
+        }
         Sleep(25);
     });
     Sleep(1);
@@ -204,21 +191,21 @@ TEST(VirtualClock, AbandonsAtTheMomentAThreadEnds)
 TEST(VirtualClock, AWaitOutlivesItsHandle)
 {
     VirtualClock clock;
-    CHandle event = MakeEvent(false);
-    CHandle mutex = MakeMutex(/*owned=*/true);
-    VirtualClock::Thread onEvent([&, raw = event.Get()] {
-        EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(raw, 30));
-        EXPECT_EQ(30u, clock.Elapsed());
-        EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(raw, 30));
-    });
-    VirtualClock::Thread onMutex(
-        [&, raw = mutex.Get()] { EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(raw, 40)); });
+    CHandle handles[] = {MakeEvent(false), MakeMutex(/*owned=*/true)};
+    std::vector<VirtualClock::Thread> threads;
+    for (const CHandle& handle : handles) {
+        threads.emplace_back([&clock, raw = handle.Get()] {
+            EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(raw, 30));
+            EXPECT_EQ(30u, clock.Elapsed());
+            EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(raw, 30));
+        });
+    }
     Sleep(10);
-    event.Reset();
-    mutex.Reset();
-    onEvent.Join();
-    onMutex.Join();
-    EXPECT_EQ(40u, clock.Elapsed());
+    for (CHandle& handle : handles) {
+        handle.Reset();
+    }
+    threads.clear();
+    EXPECT_EQ(30u, clock.Elapsed());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -321,35 +308,25 @@ TEST(VirtualClock, ASeedDecidesTheOrderOfEverything)
 // ---------------------------------------------------------------------------------------------
 // Ends of the process
 
-class VirtualClockDeathTest : public testing::Test {
-protected:
-    void SetUp() override { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
-};
-
-TEST_F(VirtualClockDeathTest, ADeadlockSaysWhoWaitsForWhat)
+TEST(VirtualClockDeathTest, SaysWhyTheProcessEnds)
 {
-    EXPECT_DEATH(
-        {
-            VirtualClock clock;
-            const CHandle mutex = MakeMutex(/*owned=*/true);
-            VirtualClock::Thread thread([&] {
-                Sleep(20);
-                Wait(mutex, INFINITE);
-            });
-            Wait(MakeEvent(false), INFINITE);
-        },
-        "deadlock at 20 ms.* for an event; thread [0-9]+ for a mutex;");
-}
-
-TEST_F(VirtualClockDeathTest, TheClockOutlivesItsThreads)
-{
-    EXPECT_DEATH(
-        {
-            auto clock = std::make_unique<VirtualClock>();
-            VirtualClock::Thread thread([] { Sleep(1); });
-            clock.reset();
-        },
-        "destroyed while threads of it live");
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto deadlock = [] {
+        VirtualClock clock;
+        const CHandle mutex = MakeMutex(/*owned=*/true);
+        VirtualClock::Thread thread([&] {
+            Sleep(20);
+            Wait(mutex, INFINITE);
+        });
+        Wait(MakeEvent(false), INFINITE);
+    };
+    EXPECT_DEATH(deadlock(), "deadlock at 20 ms.* for an event; thread [0-9]+ for a mutex;");
+    const auto outlive = [] {
+        auto clock = std::make_unique<VirtualClock>();
+        VirtualClock::Thread thread([] { Sleep(1); });
+        clock.reset();
+    };
+    EXPECT_DEATH(outlive(), "destroyed while threads of it live");
 }
 
 } // namespace

@@ -22,12 +22,6 @@ constexpr unsigned kThreads = 6;
 constexpr unsigned kSteps = 150;
 constexpr unsigned kGenerations = 4; // of threads: an ending thread abandons what it owns
 
-uint32_t Seed()
-{
-    const char* const text = std::getenv("ZRT_SEED");
-    return text ? static_cast<uint32_t>(std::strtoul(text, nullptr, 0)) : std::random_device()();
-}
-
 struct Guarded {
     CHandle mutex{CreateMutexW(nullptr, FALSE, nullptr)};
     unsigned inside = 0; // guarded by the mutex alone
@@ -44,84 +38,54 @@ struct Arena {
     std::atomic<unsigned> tokensSet = 0;
 };
 
-class CActor {
-public:
-    CActor(Arena& arena, uint32_t seed) : m_arena(arena), m_random(seed) {}
+bool Gets(Arena& arena, const CHandle& handle, DWORD limitMs)
+{
+    const DWORD outcome = WaitForSingleObject(handle.Get(), limitMs);
+    EXPECT_NE(WAIT_FAILED, outcome);
+    arena.timeouts += outcome == WAIT_TIMEOUT;
+    arena.abandoned += outcome == WAIT_ABANDONED;
+    return outcome != WAIT_TIMEOUT;
+}
 
-    void Run()
-    {
-        for (unsigned step = 0; step < kSteps; ++step) {
-            Step();
+/// Of several threads only one at a time.
+void Stay(unsigned& inside, DWORD forMs)
+{
+    EXPECT_EQ(0u, inside++);
+    Sleep(forMs);
+    --inside;
+}
+
+void Act(Arena& arena, std::mt19937 random)
+{
+    const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
+    for (unsigned step = 0; step < kSteps; ++step) {
+        const DWORD ms = below(6);
+        Guarded& guarded = arena.guarded[below(kMutexes)];
+        const uint32_t act = below(5);
+        if (act == 0) {
+            Sleep(ms);
+        } else if (act == 1) {
+            ++arena.tokensSet;
+            SetEvent(arena.tokens.Get());
+        } else if (act == 2) {
+            arena.tokensTaken += Gets(arena, arena.tokens, ms);
+        } else if (act == 3) {
+            const CSectionHold hold(arena.section);
+            Stay(arena.inSection, ms / 2);
+        } else if (Gets(arena, guarded.mutex, ms)) {
+            Stay(guarded.inside, ms / 2);
+            EXPECT_TRUE(ReleaseMutex(guarded.mutex.Get()));
         }
-        if (Below(2) == 0) {
-            Own(m_arena.guarded[Below(kMutexes)]); // and is never released
-        }
     }
-
-private:
-    unsigned Below(unsigned limit) { return std::uniform_int_distribution<unsigned>(0, limit - 1)(m_random); }
-
-    void Step()
-    {
-        switch (Below(5)) {
-        case 0:
-            Sleep(Below(4));
-            break;
-        case 1:
-            ++m_arena.tokensSet;
-            SetEvent(m_arena.tokens.Get());
-            break;
-        case 2:
-            Count(WaitForSingleObject(m_arena.tokens.Get(), Below(5)), m_arena.tokensTaken);
-            break;
-        case 3:
-            VisitSection();
-            break;
-        default:
-            VisitMutex(m_arena.guarded[Below(kMutexes)]);
-        }
+    if (below(2) == 0) {
+        Gets(arena, arena.guarded[below(kMutexes)].mutex, 5); // and never releases it
     }
-
-    void Count(DWORD outcome, std::atomic<unsigned>& granted)
-    {
-        ASSERT_NE(WAIT_FAILED, outcome);
-        ++(outcome == WAIT_TIMEOUT ? m_arena.timeouts : granted);
-    }
-
-    void VisitSection()
-    {
-        const CSectionHold hold(m_arena.section);
-        ASSERT_EQ(0u, m_arena.inSection++);
-        Sleep(Below(3));
-        --m_arena.inSection;
-    }
-
-    bool Own(Guarded& guarded)
-    {
-        const DWORD outcome = WaitForSingleObject(guarded.mutex.Get(), Below(6));
-        m_arena.timeouts += outcome == WAIT_TIMEOUT;
-        m_arena.abandoned += outcome == WAIT_ABANDONED;
-        return outcome != WAIT_TIMEOUT;
-    }
-
-    void VisitMutex(Guarded& guarded)
-    {
-        if (!Own(guarded)) {
-            return;
-        }
-        ASSERT_EQ(0u, guarded.inside++);
-        Sleep(Below(3));
-        --guarded.inside;
-        ASSERT_TRUE(ReleaseMutex(guarded.mutex.Get()));
-    }
-
-    Arena& m_arena;
-    std::mt19937 m_random;
-};
+}
 
 TEST(WaitStress, NobodyGetsWhatAnotherOwns)
 {
-    const uint32_t seed = Seed();
+    const char* const given = std::getenv("ZRT_SEED");
+    const auto seed = given ? static_cast<uint32_t>(std::strtoul(given, nullptr, 0)) : std::random_device()();
     std::cout << "ZRT_SEED=" << seed << '\n';
     const uint64_t handles = OpenHandleCount();
     {
@@ -131,8 +95,7 @@ TEST(WaitStress, NobodyGetsWhatAnotherOwns)
         for (unsigned generation = 0; generation < kGenerations; ++generation) {
             std::vector<VirtualClock::Thread> threads;
             for (unsigned i = 0; i < kThreads; ++i) {
-                threads.emplace_back(
-                    [actor = CActor(arena, static_cast<uint32_t>(random()))]() mutable { actor.Run(); });
+                threads.emplace_back([&arena, own = std::mt19937(random())] { Act(arena, own); });
             }
         }
         EXPECT_LE(arena.tokensTaken, arena.tokensSet);
