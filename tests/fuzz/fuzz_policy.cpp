@@ -1,6 +1,7 @@
 // The policy file, as whoever may write printer data and files could leave it. Input: the file's bytes.
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -36,11 +37,7 @@ private:
     std::filesystem::path m_path;
 };
 
-bool IsKnownDelay(uint32_t delayMs)
-{
-    return delayMs == 0 || delayMs == 600000 || delayMs == 1800000 || delayMs == 3600000 ||
-           delayMs == 14400000;
-}
+constexpr uint32_t kKnownDelays[] = {0, 600000, 1800000, 3600000, 14400000}; // milliseconds
 
 void Check(const std::wstring& path)
 {
@@ -51,7 +48,8 @@ void Check(const std::wstring& path)
     if (document.Load(path.c_str())) {
         document.ReadOnFirstCard(&onFirstCard);
         document.ReadAfterDelay(&afterDelay);
-        Demand(IsKnownDelay(document.ReadDelay()), "a delay is one of the known ones");
+        Demand(std::ranges::count(kKnownDelays, document.ReadDelay()) == 1,
+               "a delay is one of the known ones");
     }
     CConfigPassword config;
     if (!config.Load(path.c_str())) {

@@ -10,98 +10,55 @@
 #include <utility>
 #include <vector>
 
-#include "queries/data_card_count.h"
-#include "queries/data_device_info.h"
-#include "queries/data_lcd_dump_zrt.h"
-#include "queries/data_mag_zrt.h"
-#include "queries/data_ribbon.h"
-#include "queries/data_serial_number.h"
-#include "queries/data_status_info.h"
-#include "queries/data_version_info.h"
-#include "requests/data_button_press.h"
-#include "requests/data_cancel.h"
-#include "requests/data_move_to.h"
-#include "requests/data_station_status.h"
-#include "security/data_oem_enable.h"
-#include "security/data_password.h"
-#include "security/data_security_token.h"
-#include "settings/data_settings_init.h"
-#include "settings/data_settings_zrt.h"
+#include "link/print_monitor_zrt.h"
+#include "requests/data.h"
 #include "tests/fuzz/fuzz_target.h"
 
 namespace zrtmon::fuzz {
 namespace {
 
-using Maker = std::unique_ptr<CData> (*)();
-
-template <typename Request>
-std::unique_ptr<CData> Make()
-{
-    return std::make_unique<Request>();
-}
-
-/// A request with the text that prepares it, or null for one that is not prepared.
-std::unique_ptr<CData> Prepared(std::unique_ptr<CData> request, const wchar_t* text)
-{
-    Demand(request->Prepare(text), "a request takes its own text");
-    return request;
-}
-
-template <int selector>
-std::unique_ptr<CData> MakeStatusInfo()
-{
-    return std::make_unique<CDataStatusInfo>(std::make_unique<CDataStatus>(), selector);
-}
-
-/// A head and the second request, which is given the head.
-template <typename Head, typename Second, typename... HeadArguments>
-std::unique_ptr<CData> MakeChain(HeadArguments... arguments)
-{
-    auto head = std::make_unique<Head>(arguments...);
-    head->SetNext(std::make_unique<Second>(head.get()));
-    return head;
-}
-
-std::unique_ptr<CData> MakeStations(const wchar_t* text)
-{
-    return Prepared(MakeChain<CDataStationStatus, CDataStationStatusBay2>(), text);
-}
+/// A request and the text that prepares it, or null for one that is not prepared.
+struct RequestRow {
+    RequestCode code;
+    const wchar_t* text = nullptr;
+};
 
 /// The first input byte, modulo their number, chooses one. New ones go to the end: the corpus counts on it.
-constexpr Maker kRequests[] = {
-    Make<CDataStatus>,
-    Make<CDataCardCount>,
-    MakeStatusInfo<CDataStatusInfo::kErrorCategory>,
-    MakeStatusInfo<CDataStatusInfo::kErrorCode>,
-    MakeStatusInfo<CDataStatusInfo::kStatusCode>,
-    Make<CDataDeviceInfo>,
-    Make<CDataVersionInfo>,
-    [] { return std::unique_ptr<CData>(new CDataSerialNumber(nullptr, CData::kReceiveDeviceId)); },
-    [] { return std::unique_ptr<CData>(new CDataRibbon(CDataRibbon::kRibbon)); },
-    Make<CDataMagZRT>,
-    Make<CDataLCDDump>,
-    Make<CDataLCDDumpZRT>,
-    [] { return Prepared(Make<CDataSettingsZRT>(), L"CurrentSettings"); },
-    [] { return Prepared(Make<CDataSettingsZRTDefault>(), L"DefaultSettings"); },
-    Make<CDataSettingsFlip>,
-    Make<CDataSettingsFlipDefault>,
-    Make<CDataSettingsInitZRT>,
-    Make<CDataSettingsInitFlip>,
-    [] { return MakeStations(L"StationStatus/2"); },
-    [] { return MakeStations(L"StationStatus/5"); },
-    [] { return MakeStations(L"StationStatus/6"); },
-    [] { return Prepared(Make<CDataSendCommand>(), L"UtilityCommand/9"); },
-    [] { return Prepared(Make<CDataButtonPress>(), L"SimulateButtonPress/0"); },
-    [] { return Prepared(Make<CDataMoveTo>(), L"MoveTo/3"); },
-    Make<CDataCancel>,
-    Make<CDataSecurity>,
-    [] { return MakeChain<CDataSerialNumber, CDataOEMEnable>(nullptr, CData::kReceiveDeviceId); },
-    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPassword>(), L"Password/abc"); },
-    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordDisable>(), L"DisablePassword/abc"); },
-    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordEnable>(), L"EnablePassword/abc"); },
-    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordSet>(), L"SetAdminPassword/abc/xyz"); },
-    [] { return Prepared(MakeChain<CDataSecurityToken, CDataPasswordSetUser>(), L"SetUserPassword/abc"); },
+constexpr RequestRow kRequests[] = {
+    {Status},
+    {CardCount},
+    {PrinterError},
+    {ConfigInfo},
+    {VersionInfo},
+    {SerialNumber},
+    {RibbonInfo},
+    {MagData},
+    {LCDInfo},
+    {CurrentSettings, L"CurrentSettings"},
+    {DefaultSettings, L"DefaultSettings"},
+    {InitializeSettings},
+    {StationStatus, L"StationStatus/2"},
+    {StationStatus, L"StationStatus/5"},
+    {StationStatus, L"StationStatus/6"},
+    {UtilityCommand, L"UtilityCommand/9"},
+    {SimulateButtonPress, L"SimulateButtonPress/0"},
+    {MoveTo, L"MoveTo/3"},
+    {CancelPrint},
+    {SecurityInfo},
+    {EnableOemSupplies},
+    {Password, L"Password/abc"},
+    {DisablePassword, L"DisablePassword/abc"},
+    {EnablePassword, L"EnablePassword/abc"},
+    {SetAdminPassword, L"SetAdminPassword/abc/xyz"},
+    {SetUserPassword, L"SetUserPassword/abc"},
 };
+
+std::unique_ptr<CData> Make(const RequestRow& row)
+{
+    std::unique_ptr<CData> request = CPrintMonitorZRT().CreateRequest(row.code);
+    Demand(!row.text || request->Prepare(row.text), "a request takes its own text");
+    return request;
+}
 
 constexpr uint8_t kChunkEnd = 0xFE;
 constexpr size_t kLongestChunk = 2048;
@@ -167,13 +124,14 @@ std::pair<bool, std::string> AnswerTo(CData& head, std::string_view reply, std::
     return {ok, ok ? text : std::string()};
 }
 
-void Run(Maker make, const std::vector<std::string_view>& chunks)
+void Run(const RequestRow& row, const std::vector<std::string_view>& chunks)
 {
-    const std::unique_ptr<CData> used = make();
+    const std::unique_ptr<CData> used = Make(row);
     for (size_t i = 0; i < chunks.size(); ++i) {
         const std::string_view next = i + 1 < chunks.size() ? chunks[i + 1] : chunks[i];
         const auto answer = AnswerTo(*used, chunks[i], next);
-        Demand(answer == AnswerTo(*make(), chunks[i], next), "an answer does not depend on replies before");
+        Demand(answer == AnswerTo(*Make(row), chunks[i], next),
+               "an answer does not depend on replies before");
         for (CData* request = used.get(); request; request = request->GetNext()) {
             CheckFields(*request);
             CheckCommand(*request);
