@@ -19,41 +19,30 @@ constexpr DWORD kSettleMs = 120'000; // for the printer to print all that it has
 constexpr DWORD kShortWaitMs = 10;
 constexpr uint32_t kErrorCodes[] = {1, 30, 83, 147, 146, 999};
 
-/// What a query is to give where nothing stands against it.
+/// A query that is answered where nothing stands against it.
 struct Question {
     const wchar_t* text;
-    enum Kind { Answered, Counted, Silent, Security, Refused } kind;
-    const char* answer = ""; ///< what the answer begins with
+    const char* answer; ///< what the answer begins with
 };
-constexpr Question kQuestions[] = {
-    {L"CardCount", Question::Counted},
-    {L"PrinterError", Question::Answered},
-    {L"ConfigInfo", Question::Answered, "MagModule=1;FlipperModule=1"},
-    {L"RibbonInfo", Question::Answered, "PartNumber=R5210;OEMPartNumber=OEM5210;"},
-    {L"CurrentSettings", Question::Answered, "Image Darkness="},
-    {L"DefaultSettings", Question::Answered, "Image Darkness=0,"},
-    {L"SerialNumber", Question::Answered, "SN24070001"},
-    {L"StationStatus/2", Question::Answered},
-    {L"LCDInfo", Question::Answered},
-    {L"MagData", Question::Answered, "Track1="},
-    {L"VersionInfo", Question::Answered, "Firmware=1.4.2"},
-    {L"SecurityInfo", Question::Answered, "Validation="},
-    {L"MoveTo/2", Question::Silent},
-    {L"UtilityCommand/9", Question::Silent},
-    {L"SimulateButtonPress/0", Question::Silent},
-    {L"CancelPrint", Question::Silent},
-    {L"Password/clerk", Question::Security},
-    {L"EnablePassword/boss", Question::Security},
-    {L"DisablePassword/boss", Question::Security},
-    {L"Password/nobody", Question::Security},
-    {L"FilmInfo", Question::Refused},
-    {L"StationStatus/6", Question::Refused},
-};
+constexpr Question kServed[] = {{L"CardCount", ""},
+                                {L"PrinterError", ""},
+                                {L"ConfigInfo", "MagModule=1;FlipperModule=1"},
+                                {L"RibbonInfo", "PartNumber=R5210;OEMPartNumber=OEM5210;"},
+                                {L"CurrentSettings", "Image Darkness="},
+                                {L"DefaultSettings", "Image Darkness=0,"},
+                                {L"SerialNumber", "SN24070001"},
+                                {L"StationStatus/2", ""},
+                                {L"LCDInfo", ""},
+                                {L"MagData", "Track1="},
+                                {L"VersionInfo", "Firmware=1.4.2"},
+                                {L"SecurityInfo", "Validation="}};
+/// Those that have no answer: they only do something, or are refused.
+constexpr const wchar_t* kUnanswered[] = {
+    L"MoveTo/2",       L"UtilityCommand/9",    L"SimulateButtonPress/0", L"CancelPrint",
+    L"Password/clerk", L"EnablePassword/boss", L"DisablePassword/boss",  L"Password/nobody",
+    L"FilmInfo",       L"StationStatus/6"};
 
-struct Passphrase {
-    const char* text;
-};
-constexpr Passphrase kPasswords[] = {{"boss"}, {"clerk"}, {"clerk"}, {"nobody"}};
+constexpr const char* kPasswords[] = {"boss", "clerk", "clerk", "nobody"};
 
 std::string WideBytes(const std::string& text)
 {
@@ -215,12 +204,12 @@ void Site::PrintOne(Print print)
 void Site::OfferAll(Print& print)
 {
     Dice& dice = m_world.dice;
-    while (print.reported < print.offered) {
+    bool isGoingOn = true;
+    while (isGoingOn && print.reported < print.offered) {
         const size_t sizes[] = {dice.Between(1, 16), dice.Between(1, 600), dice.Between(1, 5000), 65536};
-        if (!OfferPiece(print, std::min(dice.Pick(sizes), print.offered - print.reported))) {
-            return;
-        }
-        CheckReported(print);
+        isGoingOn = OfferPiece(print, std::min(dice.Pick(sizes), print.offered - print.reported));
+        Expect(!print.isValid || m_wire.Below() + kHeldAtMost >= print.reported,
+               "bytes are reported written that are neither below nor held");
     }
 }
 
@@ -259,12 +248,6 @@ bool Site::OfferPiece(Print& print, size_t piece)
     m_world.journal.Note("taken", m_number, piece, written);
     print.reported += written;
     return true;
-}
-
-void Site::CheckReported(const Print& print)
-{
-    Expect(!print.isValid || m_wire.Below() + kHeldAtMost >= print.reported,
-           "bytes are reported written that are neither below nor held");
 }
 
 /// Its thread may come back, and is refused.
@@ -372,34 +355,35 @@ void Site::AskQuestions()
 
 void Site::AskOne()
 {
-    const Question& question = m_world.dice.Pick(kQuestions);
-    const std::wstring text = question.text;
-    m_securityChanges += question.kind == Question::Security ? 1 : 0;
+    Dice& dice = m_world.dice;
+    const bool isServed = dice.OneIn(2);
+    const Question question = isServed ? dice.Pick(kServed) : Question{dice.Pick(kUnanswered), ""};
+    const std::wstring name = question.text;
+    const std::string text(name.begin(), name.end());
+    const bool isSecurity = text.find("Password/") != std::string::npos;
+    m_securityChanges += isSecurity;
     const uint32_t countBefore = m_printer->View().cardCount;
     const uint64_t disorders = m_wire.Disorders();
     const uint64_t start = m_world.clock.Elapsed();
-    const auto answer = World::Call([&] { return m_bench.Ask(text); });
-    m_securityChanges += question.kind == Question::Security ? 1 : 0; // it may have begun before a job
+    const auto answer = World::Call([&] { return m_bench.Ask(name); });
+    m_securityChanges += isSecurity; // it may have begun before a job
     const uint64_t elapsed = m_world.clock.Elapsed() - start;
-    m_world.journal.Note(answer.ok                    ? "answered"
-                         : answer.error == ERROR_BUSY ? "busy"
-                                                      : "not answered",
+    const bool isBusy = !answer.ok && answer.error == ERROR_BUSY;
+    m_world.journal.Note(answer.ok ? "answered"
+                         : isBusy  ? "busy"
+                                   : "not answered",
                          m_number, elapsed, answer.error);
-    const std::string context = std::string(text.begin(), text.end()) + " '" + answer.text + "' error " +
-                                std::to_string(answer.error) + ", " + std::to_string(elapsed) + " ms";
+    const std::string context = text + " '" + answer.text + "' error " + std::to_string(answer.error) + ", " +
+                                std::to_string(elapsed) + " ms";
     const bool isQuiet = m_world.troubles.IsQuiet();
     Expect(elapsed <= (isQuiet ? kQuietLimitMs : kQueryLimitMs), "a query takes too long:", context);
-    const bool wasCrossed = m_wire.IsDisorderly() || m_wire.Disorders() != disorders;
-    if (!isQuiet || wasCrossed || (!answer.ok && answer.error == ERROR_BUSY)) {
+    if (!isQuiet || isBusy || m_wire.IsDisorderly() || m_wire.Disorders() != disorders) {
         return;
     }
-    const bool isServed = question.kind == Question::Answered || question.kind == Question::Counted;
     Expect(answer.ok == isServed, "a query is not served as it should be:", context);
     Expect(answer.text.starts_with(question.answer), "a query has another's answer:", context);
-    if (question.kind == Question::Counted) {
-        const unsigned long count = std::stoul("0" + answer.text);
-        Expect(countBefore <= count && count <= m_printer->View().cardCount, "a wrong card count:", context);
-    }
+    const unsigned long count = text == "CardCount" ? std::stoul("0" + answer.text) : countBefore;
+    Expect(countBefore <= count && count <= m_printer->View().cardCount, "a wrong card count:", context);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -422,34 +406,27 @@ void Site::MakeTrouble()
     Dice& dice = m_world.dice;
     const uint32_t clearMs = dice.Between(1, 20'000);
     const auto code = static_cast<int32_t>(dice.Pick(kErrorCodes));
-    const uint32_t what = dice.Between(0, m_world.troubles.replies ? 10 : 7);
+    const std::function<void()> events[] = {
+        [&] { m_printer->SetError(code, clearMs); },
+        [&] { m_printer->FailAtCard(m_printer->View().cardsPrinted + dice.Between(1, 3), code, clearMs); },
+        [&] { m_printer->SetBusy(true); },
+        [&] { m_printer->SetPrintState(dice.OneIn(2) ? 11 : 0); },
+        [&] { m_bench.DeleteJob(); },
+        [&] {
+            ++m_securityChanges;
+            m_printer->SetProtection(dice.OneIn(2));
+        },
+        [&] { m_printer->ReplyNoise("~#"); },
+        [&] { m_printer->SetReplyDelay(dice.Between(1, 2500)); },
+        // From here on queries may go without an answer.
+        [&] { m_printer->SetReplyDelay(dice.Between(3000, 8000)); },
+        [&] { m_printer->NeverAnswer(); },
+        [&] { m_printer->CutReplies(dice.Between(1, 20), dice.Between(0, 500)); },
+    };
+    constexpr uint32_t kLast = std::size(events) - 1;
+    const uint32_t what = dice.Between(0, m_world.troubles.replies ? kLast : kLast - 3);
     m_world.journal.Note("printer event", m_number, what);
-    switch (what) {
-    case 0:
-        return m_printer->SetError(code, clearMs);
-    case 1:
-        return m_printer->FailAtCard(m_printer->View().cardsPrinted + dice.Between(1, 3), code, clearMs);
-    case 2:
-        return m_printer->SetBusy(true);
-    case 3:
-        return m_printer->SetPrintState(dice.OneIn(2) ? 11 : 0);
-    case 4:
-        m_bench.DeleteJob();
-        return;
-    case 5:
-        ++m_securityChanges;
-        return m_printer->SetProtection(dice.OneIn(2));
-    case 6:
-        return m_printer->ReplyNoise("~#");
-    case 7:
-        return m_printer->SetReplyDelay(dice.Between(1, 2500));
-    case 8:
-        return m_printer->SetReplyDelay(dice.Between(3000, 8000));
-    case 9:
-        return m_printer->NeverAnswer();
-    default:
-        return m_printer->CutReplies(dice.Between(1, 20), dice.Between(0, 500));
-    }
+    events[what]();
 }
 
 /// What had happened is over, and who is asked for a password may give one.
@@ -463,7 +440,7 @@ void Site::Soothe()
     m_printer->CutReplies(0);
     if (m_bench.ValueOf(L"PrinterError") == "100") {
         m_world.journal.Note("password stored", m_number);
-        spooler::StoreValue(m_printerName, L"Password", REG_BINARY, m_world.dice.Pick(kPasswords).text);
+        spooler::StoreValue(m_printerName, L"Password", REG_BINARY, m_world.dice.Pick(kPasswords));
     }
 }
 

@@ -41,7 +41,6 @@ private:
     void PrintOne(Print print);
     void OfferAll(Print& print);
     bool OfferPiece(Print& print, size_t piece);
-    void CheckReported(const Print& print);
     void CloseUnderDocument();
     void End(Print& print);
     void CheckBytes(const Print& print);

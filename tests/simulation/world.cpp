@@ -1,7 +1,8 @@
 #include "tests/simulation/world.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <iomanip>
+#include <iostream>
 #include <utility>
 
 namespace zrtmon::simulation {
@@ -37,9 +38,8 @@ void Journal::Note(const char* event, uint64_t port, uint64_t first, uint64_t se
         m_hash = (m_hash ^ word) * kHashPrime;
     }
     if (m_isTold) {
-        std::printf("%10llu  %llu  %-24s %llu %llu\n", static_cast<unsigned long long>(now),
-                    static_cast<unsigned long long>(port), event, static_cast<unsigned long long>(first),
-                    static_cast<unsigned long long>(second));
+        std::cout << std::setw(10) << now << "  " << port << "  " << std::left << std::setw(24) << event
+                  << std::right << ' ' << first << ' ' << second << '\n';
     }
 }
 
@@ -51,7 +51,7 @@ bool Journal::Expect(bool holds, const char* rule, const std::string& context)
             m_broken.push_back("at " + std::to_string(m_clock.Elapsed()) + " ms: " + rule + ' ' + context);
         }
         if (m_isTold) {
-            std::printf("            %s %s\n", rule, context.c_str());
+            std::cout << "            " << rule << ' ' << context << '\n';
         }
     }
     return holds;

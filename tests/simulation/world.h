@@ -38,6 +38,9 @@ private:
     std::mt19937_64 m_engine;
 };
 
+/// Events by name.
+using Counts = std::map<std::string_view, uint64_t>;
+
 /// The record of a run: its events as one hash and counted by name, and the rules that were broken.
 class Journal {
 public:
@@ -50,14 +53,14 @@ public:
     bool Expect(bool holds, const char* rule, const std::string& context = {});
 
     uint64_t Hash() const { return m_hash; }
-    const std::map<std::string_view, uint64_t>& Counts() const { return m_counts; }
+    const Counts& Events() const { return m_counts; }
     const std::vector<std::string>& Broken() const { return m_broken; }
 
 private:
     const VirtualClock& m_clock;
     const bool m_isTold;
     uint64_t m_hash = 14695981039346656037u;
-    std::map<std::string_view, uint64_t> m_counts;
+    Counts m_counts;
     std::vector<std::string> m_broken; ///< the first few
 };
 
