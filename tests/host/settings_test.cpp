@@ -8,39 +8,22 @@
 namespace zrtmon::test {
 namespace {
 
-/// The printer: answers its settings, and takes over what is stored for it when it is told to.
+/// A printer that answers its settings, and notes what is stored for it when it is told to take that over.
 struct SettingsBench : ScriptedBench {
     SettingsBench()
     {
-        script.answer = [this](const std::string& requestText) { return Answer(requestText); };
+        script.answer = [this](const std::string&) { return ScriptedMonitor::Answer{settings}; };
+        script.hooks["InitializeSettings/Card Printer"] = [this] {
+            written = spooler::LoadValue(L"Card Printer", L"CurrentSettings").value_or("");
+            settings = next;
+        };
     }
 
-    ScriptedMonitor::Answer Answer(const std::string& requestText)
-    {
-        if (requestText == "InitializeSettings/Card Printer") {
-            const std::string text = spooler::LoadValue(L"Card Printer", L"CurrentSettings").value_or("");
-            stored.push_back(text);
-            for (const host::CSetting& setting : host::ParseSettings(text)) {
-                if (setting.name != stubborn) {
-                    values.at(setting.name) = setting.value;
-                }
-            }
-            return {text};
-        }
-        return {reply.empty() ? Report() : reply};
-    }
-
-    std::string Report() const
-    {
-        return "Image Darkness=" + std::to_string(values.at("Image Darkness")) + ",-128,127,1;" +
-               "Print Left of Form=" + std::to_string(values.at("Print Left of Form")) + ",-75,15,1;" +
-               "FeedPWM=" + std::to_string(values.at("FeedPWM")) + ",-128,127,0;";
-    }
-
-    std::map<std::string, int> values{{"Image Darkness", 5}, {"Print Left of Form", -3}, {"FeedPWM", 0}};
-    std::string stubborn;            ///< a setting that the printer does not take
-    std::string reply;               ///< in place of its own
-    std::vector<std::string> stored; ///< the texts that it was told to take over
+    const std::string first =
+        "Image Darkness=5,-128,127,1;Print Left of Form=-3,-75,15,1;FeedPWM=0,-128,127,0;";
+    std::string settings = first;
+    std::string next = first; ///< its settings once they have been written
+    std::optional<std::string> written;
 };
 
 TEST(Settings, AreShownWithTheirRanges)
@@ -57,17 +40,16 @@ TEST(Settings, AreShownWithTheirRanges)
 TEST(Settings, ComeBackFromTheFileAsTheyWere)
 {
     SettingsBench bench;
-    const std::map<std::string, int> before = bench.values;
     ASSERT_EQ(0, bench.Run("settings save @kept").status);
+    bench.next = "Image Darkness=-128,-128,127,1;Print Left of Form=-3,-75,15,1;FeedPWM=7,-128,127,0;";
     ASSERT_EQ(0, bench.Run("settings set 'Image Darkness=-128' 'FeedPWM = 7'").status);
-    EXPECT_EQ(-128, bench.values["Image Darkness"]);
-    EXPECT_EQ(7, bench.values["FeedPWM"]);
-    EXPECT_EQ("Image Darkness=-128,-128,127,1;FeedPWM=7,-128,127,0;", bench.stored.back())
+    EXPECT_EQ("Image Darkness=-128,-128,127,1;FeedPWM=7,-128,127,0;", bench.written)
         << "settings that are not named are not written";
+    bench.next = bench.first;
     const CommandResult result = bench.Run("settings restore @kept");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("3 settings written\n", result.err);
-    EXPECT_EQ(before, bench.values);
+    EXPECT_EQ(bench.first, bench.written);
 }
 
 TEST(SettingsOfTheSimulatedPrinter, AllGoOutAndComeBack)
@@ -114,7 +96,7 @@ TEST(Settings, ThatAreRefusedAreNotWritten)
         EXPECT_EQ(row.status, result.status);
         EXPECT_EQ(1u, Lines(result.err).size());
         EXPECT_TRUE(Shows(result.err, row.message));
-        EXPECT_TRUE(bench.stored.empty());
+        EXPECT_EQ(std::nullopt, bench.written);
         EXPECT_FALSE(spooler::LoadValue(L"Card Printer", L"CurrentSettings"));
     }
 }
@@ -122,8 +104,7 @@ TEST(Settings, ThatAreRefusedAreNotWritten)
 TEST(Settings, ThatThePrinterDoesNotTakeAreToldOf)
 {
     SettingsBench bench;
-    bench.stubborn = "FeedPWM";
-    const CommandResult result = bench.Run("settings set 'Image Darkness=1' FeedPWM=7");
+    const CommandResult result = bench.Run("settings set 'Image Darkness=5' FeedPWM=7");
     EXPECT_EQ(1, result.status);
     EXPECT_EQ("zrtctl: the printer did not take FeedPWM=7\n", result.err);
 }
@@ -133,7 +114,7 @@ TEST(Settings, AnAnswerOfAnotherFormIsNoList)
     for (const char* reply :
          {"FeedPWM=1,2;", "FeedPWM=a,0,1,1;", "=1,0,1,1;", "FeedPWM=1,0,1,1,1;", ";;", "x"}) {
         SettingsBench bench;
-        bench.reply = reply;
+        bench.settings = reply;
         EXPECT_EQ(1, bench.Run("settings save @kept").status) << reply;
         EXPECT_FALSE(std::filesystem::exists(bench.Folder() / "kept")) << reply;
     }

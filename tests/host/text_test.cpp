@@ -43,9 +43,8 @@ TEST(Numbers, AreShownAsPeopleReadThem)
     EXPECT_EQ("0.007", Seconds(7));
     EXPECT_EQ("61.250", Seconds(61250));
     const std::pair<uint64_t, const char*> sizes[] = {
-        {0, "0 bytes"},    {1, "1 byte"},         {1023, "1023 bytes"}, {1024, "1 KiB"},
-        {1536, "1.5 KiB"}, {1048575, "1024 KiB"}, {1048576, "1 MiB"},   {1610612736, "1536 MiB"},
-    };
+        {1, "1 byte"},         {1023, "1023 bytes"}, {1024, "1 KiB"},          {1536, "1.5 KiB"},
+        {1048575, "1024 KiB"}, {1048576, "1 MiB"},   {1610612736, "1536 MiB"}, {0, "0 bytes"}};
     for (const auto& [size, text] : sizes) {
         EXPECT_EQ(text, ByteCount(size));
     }

@@ -151,30 +151,28 @@ TEST(Trace, HasALineOfJsonForEveryCall)
     size_t jobBytes = 0;
     unsigned long last = 0;
     std::set<std::string> threads;
-    std::map<std::string, int> calls;
-    std::map<std::string, int> meanings;
+    std::map<std::string, int> counts; // of calls and of meanings
     for (const std::string& line : Lines(TraceOfAJob("trace.jsonl"))) {
         const auto record = nlohmann::json::parse(line);
+        const std::string meaning = record["meaning"];
         threads.insert(record["thread"]);
-        ++calls[record["call"]];
-        ++meanings[record["meaning"]];
+        ++counts[record["call"]];
+        ++counts[meaning];
         EXPECT_GE(record["ms"], 0);
         last = std::max(last, record["ms"].get<unsigned long>());
         if (record["call"] == "WritePort") {
             EXPECT_EQ("to printer", record["direction"]);
             EXPECT_LE(record["sent"].get<std::string>().size(), 64u * 3 + 4);
-            jobBytes += record["meaning"].get<std::string>().find("ask ") == std::string::npos
-                            ? record["taken"].get<size_t>()
-                            : 0;
+            jobBytes += CountOf(meaning, "ask ") == 0 ? record["taken"].get<size_t>() : 0;
         }
     }
     EXPECT_EQ(JobBytes(2).size(), jobBytes) << "every byte of the job is in a write of its own";
     EXPECT_EQ((std::set<std::string>{"job", "queries 1"}), threads);
-    EXPECT_EQ(1, calls["OpenPort"]);
-    EXPECT_EQ(1, calls["ClosePort"]);
-    EXPECT_EQ(1, calls["StartDocPort"]);
-    EXPECT_GT(meanings["Nr ask the status"], 2);
-    EXPECT_GT(meanings["status: busy 0, error 0, status 0, print state 0, secure 0, card count 7"], 0);
+    for (const char* call : {"OpenPort", "ClosePort", "StartDocPort"}) {
+        EXPECT_EQ(1, counts[call]) << call;
+    }
+    EXPECT_GT(counts["Nr ask the status"], 2);
+    EXPECT_GT(counts["status: busy 0, error 0, status 0, print state 0, secure 0, card count 7"], 0);
     EXPECT_GT(last, 500u);
 }
 

@@ -182,7 +182,9 @@ TEST(VirtualClock, AbandonsAtTheMomentAThreadEnds)
         Sleep(25);
     });
     Sleep(1);
-    EXPECT_EQ(WAIT_ABANDONED, Wait(waitedFor, kLongMs));
+    VirtualClock::Thread heir([&] { EXPECT_EQ(WAIT_ABANDONED, Wait(waitedFor, kLongMs)); });
+    Sleep(1);
+    EXPECT_EQ(WAIT_ABANDONED, Wait(waitedFor, kLongMs)) << "the heir has ended, too";
     EXPECT_EQ(25u, clock.Elapsed());
     EXPECT_TRUE(ReleaseMutex(waitedFor.Get()));
     EXPECT_EQ(WAIT_ABANDONED, Wait(later, 0));

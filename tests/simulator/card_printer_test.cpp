@@ -7,20 +7,20 @@ namespace {
 
 TEST(CardPrinter, RepliesAsItsOptionsSay)
 {
-    struct Question {
+    const struct {
         const char* options;
         const char* mnemonic;
         const char* reply;
-    };
-    for (const Question& question : {Question{"protected=1", "Nr", "ERR:0,0,0,0,1,100,"},
-                                     {"mag=0", "NM", "Module Status:0,1"},
-                                     {"flipper=0", "NM", "Module Status:1,0"},
-                                     {"mag=0", "N0", "MAG:,,;"},
-                                     {"flipper=0", "NF", "Flipper not fitted;"},
-                                     {"flipper=0", "Nf", "Flipper not fitted;"},
-                                     {"noise=??,firmware=1", "NV", "??Ver:1"},
-                                     {"never-answer=1", "Nr", ""},
-                                     {"", "TRT", ""}}) {
+    } questions[] = {{"protected=1", "Nr", "ERR:0,0,0,0,1,100,"},
+                     {"mag=0", "NM", "Module Status:0,1"},
+                     {"flipper=0", "NM", "Module Status:1,0"},
+                     {"mag=0", "N0", "MAG:,,;"},
+                     {"flipper=0", "NF", "Flipper not fitted;"},
+                     {"flipper=0", "Nf", "Flipper not fitted;"},
+                     {"noise=??,firmware=1", "NV", "??Ver:1"},
+                     {"never-answer=1", "Nr", ""},
+                     {"", "TRT", ""}};
+    for (const auto& question : questions) {
         SCOPED_TRACE(std::string(question.mnemonic) + " with " + question.options);
         PrinterBench bench(question.options);
         EXPECT_EQ(question.reply, bench.Ask(question.mnemonic));

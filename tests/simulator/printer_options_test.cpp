@@ -22,14 +22,9 @@ TEST(PrinterOptions, EveryOptionTakesItsDefaultAndShowsAnotherValue)
     EXPECT_EQ(31u, names.size());
 }
 
-struct BadPort {
-    const wchar_t* name;
-    const char* problem;
-};
-
 TEST(PrinterOptions, SayWhatIsWrongAndWhatWouldDo)
 {
-    const BadPort kBad[] = {
+    const std::pair<const wchar_t*, const char*> bad[] = {
         {L"sim:card-m=5", "unknown printer option 'card-m'; did you mean 'card-ms'?"},
         {L"sim:cards", "the printer option 'cards' lacks its value; write cards=N"},
         {L"sim:cards=4294967296",
@@ -42,10 +37,10 @@ TEST(PrinterOptions, SayWhatIsWrongAndWhatWouldDo)
         {L"file:", "the port file: lacks its path; write file:PATH"},
         {L"usb:1", "the port is neither sim: nor file:; write sim:, sim:OPTION=VALUE,... or file:PATH"},
     };
-    for (const BadPort& bad : kBad) {
+    for (const auto& [name, expected] : bad) {
         std::string problem;
-        EXPECT_FALSE(ParsePortName(bad.name, &problem));
-        EXPECT_EQ(bad.problem, problem);
+        EXPECT_FALSE(ParsePortName(name, &problem));
+        EXPECT_EQ(expected, problem);
     }
 }
 
