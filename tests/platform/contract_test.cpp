@@ -190,34 +190,28 @@ TEST(Mutexes, AHoldLetsAnAbandonedMutexGoAndThenFindsItSound)
 
 TEST(Handles, ThatAreNotOpenOrOfAnotherKindAreRefused)
 {
+    const auto isRefused = [](bool hasSucceeded) {
+        const DWORD error = GetLastError();
+        SetLastError(kMarker);
+        return !hasSucceeded && error == ERROR_INVALID_HANDLE;
+    };
     const CHandle event = MakeEvent(true);
     const CHandle mutex = MakeMutex(/*owned=*/true);
     // The last to be made, since its value may be given again.
     HANDLE const closed = MakeEvent(true, true).Get();
-    using Call = std::function<bool(HANDLE)>; // whether it succeeded
-    const Call wait = [](HANDLE handle) { return WaitForSingleObject(handle, 0) != kFailed; };
-    const Call set = [](HANDLE handle) { return SetEvent(handle) != FALSE; };
-    const Call reset = [](HANDLE handle) { return ResetEvent(handle) != FALSE; };
-    const Call release = [](HANDLE handle) { return ReleaseMutex(handle) != FALSE; };
-    const Call close = [](HANDLE handle) { return CloseHandle(handle) != FALSE; };
     HANDLE const foreign = reinterpret_cast<HANDLE>(uintptr_t{0x7FFFFFF0});
-    const struct {
-        const char* name;
-        HANDLE handle;
-        std::vector<Call> refusing;
-    } cases[] = {{"null", nullptr, {wait, set, reset, release, close}},
-                 {"closed", closed, {wait, set, reset, release, close}},
-                 {"foreign", foreign, {wait, set, reset, release, close}},
-                 {"event", event.Get(), {release}},
-                 {"mutex", mutex.Get(), {set, reset}}};
-    for (const auto& row : cases) {
-        for (size_t call = 0; call < row.refusing.size(); ++call) {
-            SCOPED_TRACE(row.name + std::string(" call ") + std::to_string(call));
-            SetLastError(kMarker);
-            EXPECT_FALSE(row.refusing[call](row.handle));
-            EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE}, GetLastError());
-        }
+    SetLastError(kMarker);
+    for (HANDLE const handle : {HANDLE{}, closed, foreign}) {
+        SCOPED_TRACE(handle);
+        EXPECT_TRUE(isRefused(WaitForSingleObject(handle, 0) != kFailed));
+        EXPECT_TRUE(isRefused(SetEvent(handle)));
+        EXPECT_TRUE(isRefused(ResetEvent(handle)));
+        EXPECT_TRUE(isRefused(ReleaseMutex(handle)));
+        EXPECT_TRUE(isRefused(CloseHandle(handle)));
     }
+    EXPECT_TRUE(isRefused(ReleaseMutex(event.Get())));
+    EXPECT_TRUE(isRefused(SetEvent(mutex.Get())));
+    EXPECT_TRUE(isRefused(ResetEvent(mutex.Get())));
 }
 
 TEST(Handles, OwnersCloseAndHandOver)
@@ -324,13 +318,10 @@ TEST(LocalTime, IsADate)
     EXPECT_LT(now.wDayOfWeek, 7);
 }
 
-TEST(FileTimes, AreConvertedOrRefused)
+// year, month, day of the week, day, hour, minute, second, ms
+TEST(FileTimes, CountFromTheirStart)
 {
-    constexpr uint64_t kRefused = ~uint64_t{0};
-    const struct {
-        SYSTEMTIME fields; // year, month, day of the week, day, hour, minute, second, ms
-        uint64_t count;
-    } cases[] = {
+    const std::pair<SYSTEMTIME, uint64_t> cases[] = {
         {{1601, 1, 0, 1, 0, 0, 0, 0}, 0},
         {{1601, 1, 0, 1, 0, 0, 0, 1}, 10'000},
         {{1970, 1, 4, 1, 0, 0, 0, 0}, 116'444'736'000'000'000},
@@ -338,25 +329,26 @@ TEST(FileTimes, AreConvertedOrRefused)
         {{2000, 2, 2, 29, 12, 34, 56, 789}, 125'963'012'967'890'000},
         {{2024, 2, 0, 29, 23, 59, 59, 999}, 133'537'247'999'990'000},
         {{2024, 3, 0, 1, 0, 0, 0, 0}, 133'537'248'000'000'000},
-        {{30827, 12, 0, 31, 23, 59, 59, 999}, 9'223'149'887'999'990'000},
-        {{1600, 12, 0, 31, 0, 0, 0, 0}, kRefused},
-        {{2024, 0, 0, 1, 0, 0, 0, 0}, kRefused},
-        {{2024, 13, 0, 1, 0, 0, 0, 0}, kRefused},
-        {{2024, 257, 0, 1, 0, 0, 0, 0}, kRefused},
-        {{2024, 1, 0, 0, 0, 0, 0, 0}, kRefused},
-        {{2024, 1, 0, 257, 0, 0, 0, 0}, kRefused},
-        {{2024, 4, 0, 31, 0, 0, 0, 0}, kRefused},
-        {{2024, 1, 0, 1, 24, 0, 0, 0}, kRefused},
-        {{2024, 1, 0, 1, 0, 60, 0, 0}, kRefused},
-        {{2024, 1, 0, 1, 0, 0, 60, 0}, kRefused},
-        {{2024, 1, 0, 1, 0, 0, 0, 1000}, kRefused}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(&row - cases);
+        {{30827, 12, 0, 31, 23, 59, 59, 999}, 9'223'149'887'999'990'000}};
+    for (const auto& [date, expected] : cases) {
         FILETIME count = {1, 1};
-        SetLastError(ERROR_SUCCESS);
-        const bool isDate = SystemTimeToFileTime(&row.fields, &count) != FALSE;
-        EXPECT_EQ(row.count, isDate ? uint64_t{count.dwHighDateTime} << 32 | count.dwLowDateTime : kRefused);
-        EXPECT_EQ(DWORD{isDate ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER}, GetLastError());
+        EXPECT_TRUE(SystemTimeToFileTime(&date, &count)) << date.wYear;
+        EXPECT_EQ(expected, uint64_t{count.dwHighDateTime} << 32 | count.dwLowDateTime);
+    }
+}
+
+TEST(FileTimes, AreRefusedWhenTheyAreNoDate)
+{
+    const SYSTEMTIME cases[] = {
+        {1600, 12, 0, 31, 0, 0, 0, 0}, {2024, 0, 0, 1, 0, 0, 0, 0},   {2024, 13, 0, 1, 0, 0, 0, 0},
+        {2024, 257, 0, 1, 0, 0, 0, 0}, {2024, 1, 0, 0, 0, 0, 0, 0},   {2024, 1, 0, 257, 0, 0, 0, 0},
+        {2024, 4, 0, 31, 0, 0, 0, 0},  {2024, 1, 0, 1, 24, 0, 0, 0},  {2024, 1, 0, 1, 0, 60, 0, 0},
+        {2024, 1, 0, 1, 0, 0, 60, 0},  {2024, 1, 0, 1, 0, 0, 0, 1000}};
+    for (const SYSTEMTIME& date : cases) {
+        FILETIME count = {};
+        SetLastError(kMarker);
+        EXPECT_FALSE(SystemTimeToFileTime(&date, &count)) << "row " << &date - cases;
+        EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
     }
 }
 

@@ -125,13 +125,8 @@ struct Options {
     bool isTwice = false;
 };
 
-struct Totals {
-    uint64_t virtualMs = 0;
-    Counts counts;
-};
-
 /// One run, or two that must be the same; false when something broke.
-bool RunSeed(uint64_t seed, const Options& options, Totals& totals)
+bool RunSeed(uint64_t seed, const Options& options, Outcome& totals)
 {
     Outcome outcome = Simulate(seed, options.isTold);
     if (options.isTwice && Simulate(seed, false).hash != outcome.hash) {
@@ -150,7 +145,7 @@ bool RunSeed(uint64_t seed, const Options& options, Totals& totals)
     return outcome.broken.empty();
 }
 
-bool HasMetEverything(const Totals& totals)
+bool HasMetEverything(const Outcome& totals)
 {
     bool all = true;
     for (const char* event : kRare) {
@@ -170,7 +165,7 @@ int Main(const Options& options)
     for (uint64_t seed = 0; seed < kWarmUpRuns; ++seed) {
         Simulate(seed, false);
     }
-    Totals totals;
+    Outcome totals;
     for (uint64_t run = 0; run < options.runs; ++run) {
         if (!RunSeed(options.seed + run, options, totals)) {
             return EXIT_FAILURE;

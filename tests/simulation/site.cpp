@@ -302,7 +302,7 @@ void Site::CheckBytes(const Print& print)
 void Site::CheckPrinter(const Print& print)
 {
     const bool isWhole = print.isValid && m_wire.Below() == print.job.bytes.size();
-    if (!isWhole || m_wire.IsDropped() || m_wire.IsConfused() || m_wire.IsUnguarded()) {
+    if (!isWhole || m_wire.IsConfused() || m_wire.IsUnguarded()) {
         return;
     }
     const sim::PrinterView view = m_printer->View();

@@ -50,7 +50,8 @@ void Wire::EndJob(bool hasEnded)
 
 bool Wire::IsConfused() const
 {
-    return m_isConfused || std::ranges::any_of(m_rests, [](const Rest& rest) { return !rest.bytes.empty(); });
+    return m_isDropped || m_isConfused ||
+           std::ranges::any_of(m_rests, [](const Rest& rest) { return !rest.bytes.empty(); });
 }
 
 void Wire::NoteOpened(bool isUnguarded)

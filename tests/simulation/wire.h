@@ -33,19 +33,16 @@ public:
     size_t Below() const { return m_below; }
     /// When the last of them did, virtual milliseconds.
     uint64_t LastProgress() const { return m_lastProgress; }
-    /// The printer was told to drop the job, which the job's thread does beside whatever query there is: from
-    /// then to the end of the document nothing on the wire has an order.
-    bool IsCancelled() const { return m_isCancelled; }
-    /// The printer was told so by whomever: it need not make sense of the rest of the document.
-    bool IsDropped() const { return m_isDropped; }
     /// The job's last packet began to go out ahead of its command: no command can go in any more, and the
     /// gate cannot ask.
     bool IsEndCut() const { return m_isEndCut; }
-    /// The printer need not answer now: the job was cancelled or is none.
+    /// The printer need not answer now: the job was cancelled, which the job's thread does beside whatever
+    /// query there is, or is none. From then to the end of the document nothing on the wire has an order.
     bool IsDisorderly() const { return m_isCancelled || (m_job && !m_isValid); }
     /// How often that began.
     uint64_t Disorders() const { return m_disorders; }
-    /// In this document a command went out in part only, for a reason that the library cannot help.
+    /// The printer need not make sense of the rest of the document: it was told to drop it, or a command went
+    /// out in part only, for a reason that the library cannot help.
     bool IsConfused() const;
     /// The lower monitor refused to end a document or a channel: only closing the port helps.
     bool IsStuck() const { return m_isStuck; }

@@ -10,7 +10,8 @@
 namespace zrtmon::sim {
 namespace {
 
-/// The port monitor as the monitor above it sees it. Calls answer 0 or the last error.
+/// The port monitor as the monitor above it sees it. Calls answer 0 or the last error; those with a text for
+/// an answer "error N" in its place.
 struct Line {
     explicit Line(const std::wstring& portName) : name(portName) { Open(); }
 
@@ -26,24 +27,22 @@ struct Line {
         return ErrorOf(table.pfnWritePort(port, reinterpret_cast<LPBYTE>(bytes.data()),
                                           static_cast<DWORD>(bytes.size()), &count));
     }
-    DWORD Read(DWORD size = 2048)
+    std::string Read(DWORD size = 2048)
     {
-        text.assign(size, '\0');
-        const DWORD error =
-            ErrorOf(table.pfnReadPort(port, reinterpret_cast<LPBYTE>(text.data()), size, &count));
-        text.resize(count);
-        return error;
+        std::string text(size, '\0');
+        return TextOr(ErrorOf(table.pfnReadPort(port, reinterpret_cast<LPBYTE>(text.data()), size, &count)),
+                      text);
     }
     DWORD End() { return ErrorOf(table.pfnEndDocPort(port)); }
     DWORD Close() { return ErrorOf(table.pfnClosePort(port)); }
-    DWORD Control(DWORD code, std::string input, DWORD outputSize)
+    std::string Control(DWORD code, std::string input, size_t outputSize)
     {
-        text.assign(outputSize, '\0');
-        const DWORD error = ErrorOf(table.pfnGetPrinterDataFromPort(
-            port, code, nullptr, reinterpret_cast<LPWSTR>(input.data()), static_cast<DWORD>(input.size()),
-            reinterpret_cast<LPWSTR>(text.data()), outputSize, &count));
-        text.resize(count);
-        return error;
+        std::string text(outputSize, '\0');
+        return TextOr(
+            ErrorOf(table.pfnGetPrinterDataFromPort(
+                port, code, nullptr, reinterpret_cast<LPWSTR>(input.data()), static_cast<DWORD>(input.size()),
+                reinterpret_cast<LPWSTR>(text.data()), static_cast<DWORD>(outputSize), &count)),
+            text);
     }
     PortView View() { return monitor.View(name); }
     CCardPrinter* Printer() { return monitor.FindPrinter(name); }
@@ -54,9 +53,12 @@ struct Line {
     std::wstring name;
     HANDLE port = nullptr;
     DWORD count = 0;
-    std::string text;
 
 private:
+    std::string TextOr(DWORD error, const std::string& text) const
+    {
+        return error ? "error " + std::to_string(error) : text.substr(0, count);
+    }
     static DWORD ErrorOf(BOOL result)
     {
         const DWORD error = GetLastError();
@@ -76,12 +78,9 @@ TEST(PortMonitor, CarriesDocumentsAndChannels)
     EXPECT_EQ(3u, line.count);
     EXPECT_EQ(0u, line.Write("Nr"));
     EXPECT_EQ(2u, line.count);
-    EXPECT_EQ(0u, line.Read(5));
-    EXPECT_EQ("ERR:0", line.text);
-    EXPECT_EQ(0u, line.Read());
-    EXPECT_EQ(",0,0,0,0,7,", line.text);
-    EXPECT_EQ(0u, line.Read());
-    EXPECT_EQ("", line.text);
+    EXPECT_EQ("ERR:0", line.Read(5));
+    EXPECT_EQ(",0,0,0,0,7,", line.Read());
+    EXPECT_EQ("", line.Read());
     EXPECT_EQ(0u, line.End());
     EXPECT_EQ(0u, line.Start());
     EXPECT_EQ(0u, line.End());
@@ -97,7 +96,7 @@ TEST(PortMonitor, RefusesCallsOutOfOrder)
     EXPECT_EQ(ERROR_INVALID_HANDLE, line.Start());
     line.port = port;
     EXPECT_EQ(ERROR_GEN_FAILURE, line.Write("x"));
-    EXPECT_EQ(ERROR_GEN_FAILURE, line.Read());
+    EXPECT_EQ("error 31", line.Read());
     EXPECT_EQ(ERROR_GEN_FAILURE, line.End());
     EXPECT_EQ(0u, line.Start());
     EXPECT_EQ(ERROR_BUSY, line.Start());
@@ -109,7 +108,7 @@ TEST(PortMonitor, RefusesCallsOutOfOrder)
     EXPECT_EQ(ERROR_INVALID_HANDLE, line.Close());
     EXPECT_EQ(ERROR_INVALID_HANDLE, line.Start());
     EXPECT_EQ(ERROR_INVALID_HANDLE, line.Write("x"));
-    EXPECT_EQ(ERROR_INVALID_HANDLE, line.Read());
+    EXPECT_EQ("error 6", line.Read());
     EXPECT_EQ(ERROR_INVALID_HANDLE, line.End());
     EXPECT_EQ(12u, line.View().misuses);
     EXPECT_EQ("EndDocPort on a closed port", line.View().misuseTexts[11]);
@@ -152,16 +151,13 @@ TEST(PortMonitor, ServesTheDevicesControls)
 {
     Line line(L"sim:serial=S1,model=M,firmware=3");
     const std::string id = "MFG:ZRT;CMD:ZRT;MDL:M;CLS:PRINTER;SN:S1;";
-    EXPECT_EQ(0u, line.Control(kIoctlParQueryDeviceId, "", static_cast<DWORD>(id.size())));
-    EXPECT_EQ(id, line.text);
-    EXPECT_EQ(ERROR_INSUFFICIENT_BUFFER,
-              line.Control(kIoctlParQueryDeviceId, "", static_cast<DWORD>(id.size() - 1)));
+    EXPECT_EQ(id, line.Control(kIoctlParQueryDeviceId, "", id.size()));
+    EXPECT_EQ("error 122", line.Control(kIoctlParQueryDeviceId, "", id.size() - 1));
     EXPECT_EQ(0u, line.count);
     const std::string head(3, '\0');
-    EXPECT_EQ(ERROR_GEN_FAILURE, line.Control(kIoctlUsbPrintVendorGetCommand, head, 100));
-    EXPECT_EQ(0u, line.Control(kIoctlUsbPrintVendorSetCommand, head + Command("NV"), 0));
-    EXPECT_EQ(0u, line.Control(kIoctlUsbPrintVendorGetCommand, head, 100));
-    EXPECT_EQ("Ver:3", line.text);
+    EXPECT_EQ("error 31", line.Control(kIoctlUsbPrintVendorGetCommand, head, 100));
+    EXPECT_EQ("", line.Control(kIoctlUsbPrintVendorSetCommand, head + Command("NV"), 0));
+    EXPECT_EQ("Ver:3", line.Control(kIoctlUsbPrintVendorGetCommand, head, 100));
     EXPECT_EQ(5u, line.Printer()->View().bytesReceived);
 }
 
