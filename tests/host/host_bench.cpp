@@ -21,20 +21,14 @@ private:
     VirtualClock::Thread m_thread;
 };
 
-std::filesystem::path MakeFolder()
-{
-    std::random_device random;
-    std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("zrtctl-test-" + std::to_string(random()));
-    std::filesystem::create_directories(folder);
-    return folder;
-}
-
 } // namespace
 
 HostBench::HostBench()
-    : programFolder(std::filesystem::path(ZRTMON_LIBRARY).parent_path()), m_folder(MakeFolder())
+    : programFolder(std::filesystem::path(ZRTMON_LIBRARY).parent_path()),
+      m_folder(std::filesystem::temp_directory_path() /
+               ("zrtctl-test-" + std::to_string(std::random_device()())))
 {
+    std::filesystem::create_directories(m_folder);
 }
 
 HostBench::~HostBench() { std::filesystem::remove_all(m_folder); }
@@ -124,9 +118,7 @@ std::vector<std::string> Lines(const std::string& text)
 
 std::string JobBytes(uint32_t cards)
 {
-    sim::JobShape shape;
-    shape.cards = cards;
-    const std::vector<uint8_t> bytes = sim::BuildJob(shape).bytes;
+    const std::vector<uint8_t> bytes = sim::BuildJob({.cards = cards}).bytes;
     return {bytes.begin(), bytes.end()};
 }
 

@@ -10,25 +10,12 @@
 namespace zrtmon::terminal {
 namespace {
 
-/// Stands in for standard input while it exists.
-class CInputFrom {
-public:
-    explicit CInputFrom(int descriptor) : m_before(dup(STDIN_FILENO))
-    {
-        dup2(descriptor, STDIN_FILENO);
-        close(descriptor);
-    }
-    ~CInputFrom()
-    {
-        dup2(m_before, STDIN_FILENO);
-        close(m_before);
-    }
-    CInputFrom(const CInputFrom&) = delete;
-    CInputFrom& operator=(const CInputFrom&) = delete;
-
-private:
-    int m_before;
-};
+/// Becomes standard input, to the end of the process or the next one.
+void MakeInput(int descriptor)
+{
+    EXPECT_EQ(STDIN_FILENO, dup2(descriptor, STDIN_FILENO));
+    close(descriptor);
+}
 
 TEST(SecretFromAPipe, IsALineAtATime)
 {
@@ -46,7 +33,7 @@ TEST(SecretFromAPipe, IsALineAtATime)
     for (const auto& [bytes, reads] : pipes) {
         int ends[2];
         ASSERT_EQ(0, pipe(ends));
-        const CInputFrom input(ends[0]);
+        MakeInput(ends[0]);
         ASSERT_EQ(static_cast<ssize_t>(bytes.size()), write(ends[1], bytes.data(), bytes.size()));
         close(ends[1]);
         EXPECT_FALSE(IsInputTyped());
@@ -58,61 +45,49 @@ TEST(SecretFromAPipe, IsALineAtATime)
     }
 }
 
-struct TerminalBench {
-    TerminalBench() : input(Open()) {}
-    ~TerminalBench() { close(master); }
-
-    int Open()
-    {
-        int slave = -1;
-        EXPECT_EQ(0, openpty(&master, &slave, nullptr, nullptr, nullptr));
-        return slave;
-    }
-    void Type(const std::string& keys) const
-    {
-        EXPECT_EQ(static_cast<ssize_t>(keys.size()), write(master, keys.data(), keys.size()));
-    }
-    static bool Echoes()
-    {
-        termios settings{};
-        return tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
-    }
-
-    int master = -1;
-    CInputFrom input;
-};
+bool Echoes()
+{
+    termios settings{};
+    return tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
+}
 
 TEST(SecretFromATerminal, IsNotShownAndCanBeStoppedInTheMiddle)
 {
-    const TerminalBench bench;
+    int master = -1;
+    int slave = -1;
+    ASSERT_EQ(0, openpty(&master, &slave, nullptr, nullptr, nullptr));
+    MakeInput(slave);
+    const auto type = [master](const std::string& keys) {
+        EXPECT_EQ(static_cast<ssize_t>(keys.size()), write(master, keys.data(), keys.size()));
+    };
     EXPECT_TRUE(IsInputTyped());
     CSecret line;
     bool typed = false;
     EXPECT_EQ(SecretEnd::Line, ReadSecret(line, [&] {
-                  EXPECT_FALSE(TerminalBench::Echoes());
-                  bench.Type(typed ? "" : "sekrez\x7Ft\n"); // corrected while typing
+                  EXPECT_FALSE(Echoes());
+                  type(typed ? "" : "sekrez\x7Ft\n"); // corrected while typing
                   typed = true;
                   return false;
               }));
     EXPECT_EQ("sekret", line.Text());
-    EXPECT_TRUE(TerminalBench::Echoes());
+    EXPECT_TRUE(Echoes());
 
     int calls = 0;
     EXPECT_EQ(SecretEnd::Stopped, ReadSecret(line, [&] {
-                  bench.Type(calls == 0 ? "half" : "");
+                  type(calls == 0 ? "half" : "");
                   return ++calls == 3;
               }));
     EXPECT_EQ("", line.Text());
-    EXPECT_TRUE(TerminalBench::Echoes());
+    EXPECT_TRUE(Echoes());
 
-    const std::string mark = "mark";
-    ASSERT_EQ(4,
-              write(STDIN_FILENO, mark.data(), mark.size())); // the terminal shows it behind what it echoed
+    const std::string mark = "mark"; // the terminal shows it behind what it echoed
+    ASSERT_EQ(4, write(STDIN_FILENO, mark.data(), mark.size()));
     std::string shown(64, '\0');
-    shown.resize(static_cast<size_t>(std::max<ssize_t>(0, read(bench.master, shown.data(), shown.size()))));
+    shown.resize(static_cast<size_t>(std::max<ssize_t>(0, read(master, shown.data(), shown.size()))));
     EXPECT_TRUE(shown.ends_with(mark)) << shown;
     EXPECT_EQ(std::string::npos, shown.find("sekre")) << shown;
     EXPECT_EQ(std::string::npos, shown.find("half")) << shown;
+    close(master);
 }
 
 } // namespace

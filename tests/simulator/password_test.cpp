@@ -8,16 +8,6 @@
 namespace zrtmon::sim {
 namespace {
 
-template <size_t N>
-std::array<uint8_t, N> Unhex(std::string_view text)
-{
-    std::array<uint8_t, N> bytes{};
-    for (size_t i = 0; i < N; ++i) {
-        bytes[i] = static_cast<uint8_t>(std::stoul(std::string(text.substr(2 * i, 2)), nullptr, 16));
-    }
-    return bytes;
-}
-
 /// A host that knows a password.
 struct PasswordBench : PrinterBench {
     using PrinterBench::PrinterBench;
@@ -34,7 +24,11 @@ struct PasswordBench : PrinterBench {
         CipherKey key;
         key.fill('0');
         std::copy_n(password.begin(), std::min<size_t>(password.size(), 16), key.begin());
-        const CipherBlock response = Encipher(Unhex<8>(challenge), key);
+        CipherBlock block{};
+        for (size_t i = 0; i < block.size(); ++i) {
+            block[i] = static_cast<uint8_t>(std::stoul(challenge.substr(2 * i, 2), nullptr, 16));
+        }
+        const CipherBlock response = Encipher(block, key);
         return {response.begin(), response.end()};
     }
     void Present(const std::string& password) { Send(Command("4" + Answer(Challenge(), password))); }
@@ -42,13 +36,6 @@ struct PasswordBench : PrinterBench {
     {
         Send(Command("5" + Answer(Challenge(), password) + mode + newPassword));
     }
-    /// The field of a new password: its text filled with '0' to 15 bytes, and a NUL.
-    static std::string Field(std::string text)
-    {
-        text.resize(15, '0');
-        return text + '\0';
-    }
-    void PrintCard() { Send(Packet(CardPayload()) + Packet(Command("XZ"))); }
 };
 
 constexpr char kEnable = '\x73';
@@ -67,7 +54,7 @@ TEST(PrinterPasswords, OnlyTheAdministratorsChangesAnything)
     bench.Change("boss", kEnable);
     bench.Change("clerk", kDisable);
     EXPECT_EQ(kLocked, bench.Ask("NP"));
-    bench.Change("clerk", kSetAdmin, PasswordBench::Field("mine"));
+    bench.Change("clerk", kSetAdmin, std::string("mine00000000000\0", 16));
     bench.Change("clerk", kSetUser, "sixteen bytes!!!");
     EXPECT_EQ(3u, bench.printer.View().passwordsRefused) << "a user changes the user's own";
     for (const auto& [password, good] : {std::pair{"boss", true},
@@ -114,7 +101,7 @@ TEST(PrinterPasswords, CardsWaitForOneAndItIsGoodForOneJob)
     EXPECT_EQ(1u, bench.printer.View().cardsPrinted);
     EXPECT_EQ(kLocked, bench.Ask("NP")) << "the validation ended with the job";
 
-    bench.PrintCard();
+    bench.Send(Packet(CardPayload()) + Packet(Command("XZ")));
     Sleep(1000);
     EXPECT_EQ(1u, bench.printer.View().cardsPrinted);
     EXPECT_EQ(1u, bench.printer.View().cardsRefused);
