@@ -13,8 +13,6 @@ constexpr size_t kKeptBroken = 8;
 constexpr uint64_t kHashPrime = 1099511628211u;
 constexpr DWORD kBeforeTheWrap = 0xFFFFFFFF - 20'000;
 
-thread_local std::optional<FaultFree> t_outside;
-
 Troubles DrawTroubles(Dice& dice)
 {
     Troubles troubles{.slow = dice.OneIn(4)};
@@ -56,10 +54,6 @@ bool Journal::Expect(bool holds, const char* rule, const std::string& context)
     }
     return holds;
 }
-
-World::Inside::Inside() { t_outside.reset(); }
-
-World::Inside::~Inside() { t_outside.emplace(); }
 
 World::World(uint64_t seed, bool isTold)
     : dice(seed), clock(dice.OneIn(4) ? kBeforeTheWrap : 0, dice.Word()), journal(clock, isTold),

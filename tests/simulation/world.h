@@ -78,6 +78,9 @@ struct Troubles {
     bool IsQuiet() const { return !writes && !reads && !replies && !documents && plans == decltype(plans){}; }
 };
 
+/// There while this thread is outside the library.
+inline thread_local std::optional<FaultFree> t_outside;
+
 /// Made and destroyed by the thread that runs it.
 class World {
 public:
@@ -90,8 +93,10 @@ public:
     template <class Body>
     static auto Call(Body&& body)
     {
-        const Inside inside;
-        return body();
+        t_outside.reset();
+        const auto result = body();
+        t_outside.emplace();
+        return result;
     }
 
     /// Arms a fault plan from time to time until *isOver.
@@ -111,12 +116,6 @@ public:
     uint64_t printersLeft = 0; ///< likewise
 
 private:
-    /// The calling thread is inside the library for a scope.
-    struct Inside {
-        Inside();
-        ~Inside();
-    };
-
     std::array<std::optional<FaultPlan>, 3> m_plans;
 };
 
