@@ -120,7 +120,7 @@ BOOL CPrinterData::SendVendorControl(PortRecord* port, const uint8_t* command, u
 BOOL CPrinterData::Receive(PortRecord* port, CData* request)
 {
     if (!Resize(m_buffer, kBufferSize)) {
-        return FALSE;
+        return request->GetReceiveMethod() == CData::kReceiveNothing; // what has no reply is done
     }
     for (unsigned chunk = 0; chunk < kMaxReplyChunks; ++chunk) {
         uint32_t length = 0;
