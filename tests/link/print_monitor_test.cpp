@@ -46,6 +46,10 @@ TEST(PrintMonitor, AsksTheScannerBetweenCardsAndAtTheEnd)
     EXPECT_FALSE(model.CanInterleave()) << "in the middle of a card";
     EXPECT_FALSE(feed("\x1B_\0\0\0\0\0\4\x1B\0\2j"s));
     EXPECT_TRUE(model.CanInterleave());
+    EXPECT_FALSE(feed("\x1B_\0\0\0\0\0\4"s));
+    EXPECT_FALSE(model.CanInterleave()) << "in the middle of a packet";
+    EXPECT_FALSE(feed("\x1B\0\2Q"s));
+    EXPECT_TRUE(model.CanInterleave());
     EXPECT_TRUE(feed("\x1B_\0\0\0\0\0\5\x1B\0\2XZ"s));
     EXPECT_FALSE(model.IsJobAtCheckpoint()) << "nothing is pending any more";
 }

@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
+#include <optional>
 
+#include "link/print_monitor_zrt.h"
 #include "platform/faults.h"
 #include "platform/spooler_admin.h"
 #include "simulator/job_builder.h"
@@ -51,74 +52,82 @@ void ExpectUsable(SpoolerBench& bench, const std::vector<uint8_t>& job)
     EXPECT_TRUE(bench.Close());
 }
 
-/// Runs the scenario with call 0, 1, 2 ... failing until one run meets no failure.
-void Sweep(
-    const std::function<bool(SpoolerBench&, uint64_t failAt, const std::vector<uint8_t>& job)>& runWithFault)
+/// UsePort with one call failing, of that kind or, without one, at the lower port. Answers whether it came.
+bool UseWithFault(SpoolerBench& bench, std::optional<FaultPoint> point, uint64_t failAt,
+                  const std::vector<uint8_t>& job)
 {
-    sim::JobShape shape;
-    shape.recordsPerSide = 2;
-    shape.payloadBytes = 512;
-    const std::vector<uint8_t> job = sim::BuildJob(shape).bytes;
-    for (uint64_t failAt = 0;; ++failAt) {
+    if (point) {
+        const FaultPlan plan(*point, failAt);
+        UsePort(bench, job);
+        return plan.Fired();
+    }
+    bench.lower.FailCall(failAt, ERROR_GEN_FAILURE);
+    UsePort(bench, job);
+    bench.lower.FailNothing();
+    return !bench.lower.FailedCall().empty();
+}
+
+/// Uses a port with call 0, 1, 2 ... failing until one run meets no failure.
+void Sweep(std::optional<FaultPoint> point)
+{
+    const std::vector<uint8_t> job = sim::BuildJob({.recordsPerSide = 2, .payloadBytes = 512}).bytes;
+    bool fired = true;
+    for (uint64_t failAt = 0; fired; ++failAt) {
         ASSERT_LT(failAt, kSweepLimit) << "the sweep does not end";
         SCOPED_TRACE("call " + std::to_string(failAt) + " fails");
         const uint64_t handles = OpenHandleCount();
-        uint64_t blocks = GlobalBlockCount();
+        const uint64_t blocks = GlobalBlockCount();
         const size_t printers = spooler::OpenPrinterCount();
-        bool fired = false;
+        uint64_t leftOpen = 0;
         {
             SpoolerBench bench("card-ms=1");
-            fired = runWithFault(bench, failAt, job);
+            fired = UseWithFault(bench, point, failAt, job);
             // A document that could not be ended below leaves the record behind when its port is closed.
-            blocks += bench.lower.FailedCall() == "EndDocPort" ? 1 : 0;
+            leftOpen = bench.lower.FailedCall() == "EndDocPort" ? 1 : 0;
             ExpectUsable(bench, job);
+            const sim::PortView view = bench.ports.View(bench.PortName());
+            EXPECT_EQ(leftOpen, view.misuses) << view.misuseTexts.front();
         }
         EXPECT_EQ(printers, spooler::OpenPrinterCount());
         EXPECT_EQ(handles, OpenHandleCount());
-        EXPECT_EQ(blocks, GlobalBlockCount());
-        if (!fired) {
-            ASSERT_GT(failAt, 0u) << "no call was ever made";
-            return;
-        }
+        EXPECT_EQ(blocks + leftOpen, GlobalBlockCount());
+        ASSERT_TRUE(fired || failAt > 0) << "no call was ever made";
     }
 }
 
-bool RunWithPlan(FaultPoint point, SpoolerBench& bench, uint64_t failAt, const std::vector<uint8_t>& job)
+TEST(FaultSweep, Allocations) { Sweep(FaultPoint::Allocation); }
+TEST(FaultSweep, HandleCreations) { Sweep(FaultPoint::HandleCreation); }
+TEST(FaultSweep, SpoolerCalls) { Sweep(FaultPoint::SpoolerCall); }
+TEST(FaultSweep, LowerCalls) { Sweep({}); }
+
+TEST(FaultSweep, WithoutAPrintJobRequestNoDocumentBegins)
 {
-    const FaultPlan plan(point, failAt);
-    UsePort(bench, job);
-    return plan.Fired();
+    CPrintMonitorZRT model;
+    const FaultPlan plan(FaultPoint::Allocation, 0);
+    EXPECT_FALSE(model.ResetJob());
+    EXPECT_EQ(DWORD{ERROR_NOT_ENOUGH_MEMORY}, GetLastError());
 }
 
-TEST(FaultSweep, Allocations)
+TEST(FaultSweep, AQueryBehindADeletedJobIsSentOnlyWhereTheCancelWas)
 {
-    Sweep([](SpoolerBench& bench, uint64_t failAt, const auto& job) {
-        return RunWithPlan(FaultPoint::Allocation, bench, failAt, job);
-    });
-}
-
-TEST(FaultSweep, HandleCreations)
-{
-    Sweep([](SpoolerBench& bench, uint64_t failAt, const auto& job) {
-        return RunWithPlan(FaultPoint::HandleCreation, bench, failAt, job);
-    });
-}
-
-TEST(FaultSweep, SpoolerCalls)
-{
-    Sweep([](SpoolerBench& bench, uint64_t failAt, const auto& job) {
-        return RunWithPlan(FaultPoint::SpoolerCall, bench, failAt, job);
-    });
-}
-
-TEST(FaultSweep, LowerCalls)
-{
-    Sweep([](SpoolerBench& bench, uint64_t failAt, const auto& job) {
-        bench.lower.FailCall(failAt, ERROR_GEN_FAILURE);
-        UsePort(bench, job);
-        bench.lower.FailNothing();
-        return bench.lower.Fired();
-    });
+    const std::vector<uint8_t> job = sim::BuildJob({.cards = 3}).bytes;
+    bool fired = true;
+    for (uint64_t failAt = 0; fired; ++failAt) {
+        ASSERT_LT(failAt, kSweepLimit);
+        SCOPED_TRACE("allocation " + std::to_string(failAt) + " fails");
+        test::OpenBench bench;
+        ASSERT_TRUE(bench.StartDocument());
+        bench.Offer(job.data(), job.size() / 2);
+        bench.DeleteJob();
+        {
+            const FaultPlan plan(FaultPoint::Allocation, failAt);
+            EXPECT_TRUE(bench.EndDocument());
+            fired = plan.Fired();
+        }
+        const bool isCancelled = bench.Printer().View().jobsCancelled > 0;
+        EXPECT_TRUE(isCancelled || fired);
+        EXPECT_EQ(isCancelled, bench.Ask(kCardCount).ok);
+    }
 }
 
 } // namespace

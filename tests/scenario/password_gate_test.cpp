@@ -2,13 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdio>
 #include <deque>
-#include <fstream>
 #include <string>
 
 #include "platform/spooler_admin.h"
 #include "simulator/job_builder.h"
+#include "tests/support/policy_file.h"
 #include "tests/support/spooler_bench.h"
 
 namespace zrtmon {
@@ -19,17 +18,14 @@ using test::SpoolerBench;
 constexpr const char* kLocked = "protected=1,admin-password=boss,user-password=clerk,card-ms=100";
 constexpr uint64_t kLookMs = 5000; ///< long enough for the gate to ask some times
 
-struct GateBench : SpoolerBench {
-    explicit GateBench(const std::string& options = kLocked)
-        : SpoolerBench(options), job(sim::BuildJob({}).bytes)
-    {
-        EXPECT_TRUE(Open());
-    }
+struct GateBench : test::OpenBench {
+    explicit GateBench(const std::string& options = kLocked) : OpenBench(options) {}
 
-    static void StorePassword(const std::string& password)
+    void StorePassword(const std::string& password)
     {
         spooler::StoreValue(kPrinter, L"Password", REG_BINARY, password);
     }
+    bool IsPasswordWanted() const { return ValueOf(L"PrinterError") == "100"; }
     /// Begins a document and offers the job until it is taken or the gate has held its end for a while.
     bool Goes()
     {
@@ -39,6 +35,7 @@ struct GateBench : SpoolerBench {
     }
     /// A whole document that is not held.
     bool Prints() { return Goes() && EndDocument(); }
+    bool Finishes() { return GoesOn() && EndDocument(); }
     void ExpectPrinted(uint32_t cards)
     {
         EXPECT_EQ(cards, Printer().View().cardsPrinted);
@@ -60,7 +57,7 @@ struct GateBench : SpoolerBench {
     }
     uint64_t Asked() { return Printer().View().commands["NP"]; }
 
-    std::vector<uint8_t> job;
+    std::vector<uint8_t> job = sim::BuildJob({}).bytes;
 
 private:
     size_t m_taken = 0;
@@ -68,67 +65,19 @@ private:
 
 constexpr const char* kAfterAnHour =
     "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='1 hour'/></PassWordAfterDelay>";
-constexpr const char* kOnFirstCard = "<PassWordOnfirstCard Enabled='True'/>";
 
-/// A policy, and the printer value that names it. The file is the test's own:
-/// others run beside it.
-class Policy {
-public:
-    explicit Policy(const std::string& rules = kAfterAnHour)
-        : m_path(testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() + ".xml")
+/// With a policy, whose file printer data names.
+struct PolicyBench : GateBench {
+    /// behind: bytes of the value behind the path
+    explicit PolicyBench(const std::string& behind = {}) : policy(test::PolicyText(kAfterAnHour))
     {
-        Write(rules);
-    }
-    ~Policy() { Remove(); }
-    Policy(const Policy&) = delete;
-    Policy& operator=(const Policy&) = delete;
-
-    void Write(const std::string& rules) const
-    {
-        std::ofstream(m_path) << "<Configurations><Configuration ModuleName='Password Protection'>" << rules
-                              << "</Configuration></Configurations>";
-    }
-    void Remove() const { std::remove(m_path.c_str()); }
-    static void Forget()
-    {
-        std::wstring printer = SpoolerBench::kPrinter;
-        std::wstring value = L"ConfigurationFile";
-        HANDLE handle = nullptr;
-        PRINTER_DEFAULTSW access{nullptr, nullptr, PRINTER_ACCESS_ADMINISTER};
-        ASSERT_TRUE(OpenPrinterW(printer.data(), &handle, &access));
-        EXPECT_EQ(0u, DeletePrinterDataW(handle, value.data()));
-        ClosePrinter(handle);
-    }
-    /// Names it with these bytes behind the text.
-    void Name(const std::string& behind) const
-    {
-        std::string bytes;
-        for (const char c : m_path) {
-            const auto wide = static_cast<wchar_t>(c);
-            bytes.append(reinterpret_cast<const char*>(&wide), sizeof wide);
-        }
-        spooler::StoreValue(SpoolerBench::kPrinter, L"ConfigurationFile", REG_SZ, bytes + behind);
+        const std::wstring path = policy.Path();
+        const std::string bytes(reinterpret_cast<const char*>(path.data()), path.size() * sizeof(wchar_t));
+        spooler::StoreValue(kPrinter, L"ConfigurationFile", REG_SZ, bytes + behind);
     }
 
-private:
-    std::string m_path;
+    const test::PolicyFile policy;
 };
-
-TEST(PasswordGate, ProtectionOffHoldsNothing)
-{
-    GateBench bench("admin-password=boss,card-ms=100");
-    GateBench::StorePassword("boss");
-    for (int document = 0; document < 2; ++document) {
-        const uint64_t start = bench.clock.Elapsed();
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_LT(bench.clock.Elapsed() - start, 1000u);
-        EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
-        EXPECT_TRUE(bench.EndDocument());
-    }
-    EXPECT_EQ(2u, bench.Printer().View().cardsPrinted);
-    EXPECT_EQ("boss", SpoolerBench::Published(L"Password")) << "it was nobody's to take";
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
-}
 
 TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
 {
@@ -136,19 +85,18 @@ TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
         SCOPED_TRACE(password);
         GateBench bench;
         EXPECT_FALSE(bench.Goes());
-        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
-        GateBench::StorePassword("wrong");
+        EXPECT_TRUE(bench.IsPasswordWanted());
+        bench.StorePassword("wrong");
         EXPECT_FALSE(bench.OfferOnce());
-        EXPECT_EQ("1", SpoolerBench::Published(L"PrinterError")) << "presented, whatever came of it";
-        EXPECT_EQ("-", SpoolerBench::Published(L"Password"));
+        EXPECT_EQ("1", bench.ValueOf(L"PrinterError")) << "presented, whatever came of it";
+        EXPECT_EQ("-", bench.ValueOf(L"Password"));
         EXPECT_FALSE(bench.GoesOn());
-        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
-        GateBench::StorePassword(password);
+        EXPECT_TRUE(bench.IsPasswordWanted());
+        bench.StorePassword(password);
         EXPECT_FALSE(bench.OfferOnce());
-        EXPECT_EQ("1", SpoolerBench::Published(L"PrinterError"));
-        EXPECT_EQ("-", SpoolerBench::Published(L"Password"));
-        EXPECT_TRUE(bench.GoesOn());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_EQ("1", bench.ValueOf(L"PrinterError"));
+        EXPECT_EQ("-", bench.ValueOf(L"Password"));
+        EXPECT_TRUE(bench.Finishes());
         const sim::PrinterView view = bench.Printer().View();
         EXPECT_EQ(1u, view.cardsPrinted);
         EXPECT_EQ(1u, view.passwordsAccepted);
@@ -167,24 +115,40 @@ TEST(PasswordGate, LetsOneJobThroughForAValidation)
     EXPECT_FALSE(bench.Goes());
     EXPECT_GE(bench.Asked() - asked, 3u);
     EXPECT_LE(bench.Asked() - asked, 6u) << "once a second";
-    EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
+    EXPECT_FALSE(bench.IsPasswordWanted());
     bench.Printer().SetValidated(false);
     EXPECT_FALSE(bench.OfferOnce());
     bench.Printer().SetValidated(true);
-    EXPECT_TRUE(bench.GoesOn());
-    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_TRUE(bench.Finishes());
     bench.ExpectPrinted(2);
 }
 
-TEST(PasswordGate, AJobWithoutProtectionUsesUpNoValidation)
+TEST(PasswordGate, AJobWithoutProtectionIsNotHeldAndUsesUpNoValidation)
 {
     GateBench bench;
+    bench.StorePassword("boss");
     for (const bool on : {true, false, false, true}) {
         bench.Printer().SetProtection(on);
         bench.Printer().SetValidated(on);
-        EXPECT_TRUE(bench.Prints());
+        const uint64_t start = bench.clock.Elapsed();
+        EXPECT_TRUE(bench.Goes());
+        EXPECT_LT(bench.clock.Elapsed() - start, 1000u);
+        EXPECT_FALSE(bench.IsPasswordWanted());
+        EXPECT_TRUE(bench.EndDocument());
     }
+    EXPECT_EQ("boss", bench.ValueOf(L"Password")) << "it was nobody's to take";
     bench.ExpectPrinted(4);
+}
+
+TEST(PasswordGate, EachJobOfADocumentNeedsAPasswordOfItsOwn)
+{
+    GateBench bench;
+    bench.Printer().SetValidated(true);
+    const std::vector<uint8_t> first = bench.job;
+    bench.job.insert(bench.job.end(), first.begin(), first.end());
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_EQ(1u, bench.Printer().View().jobsEnded);
+    EXPECT_TRUE(bench.IsPasswordWanted());
 }
 
 TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
@@ -192,8 +156,7 @@ TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
     GateBench bench;
     EXPECT_FALSE(bench.Goes());
     bench.Printer().SetProtection(false);
-    EXPECT_TRUE(bench.GoesOn());
-    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_TRUE(bench.Finishes());
     bench.ExpectPrinted(1);
 }
 
@@ -202,18 +165,16 @@ TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
     const std::string end(sizeof(wchar_t), '\0');
     for (const std::string& behind : {end, std::string(), std::string("x"), end + "x", end + "more"}) {
         SCOPED_TRACE(testing::PrintToString(behind));
-        GateBench bench;
-        const Policy policy;
-        policy.Name(behind);
-        GateBench::StorePassword("clerk");
+        PolicyBench bench(behind);
+        bench.StorePassword("clerk");
         EXPECT_TRUE(bench.Prints());
         EXPECT_TRUE(bench.Goes()) << "within the hour";
-        EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_FALSE(bench.IsPasswordWanted());
         EXPECT_TRUE(bench.EndDocument());
         EXPECT_EQ(2u, bench.Printer().View().passwordsAccepted);
         Sleep(3600 * 1000);
         EXPECT_FALSE(bench.Goes());
-        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_TRUE(bench.IsPasswordWanted());
         EXPECT_EQ(2u, bench.Printer().View().passwordsAccepted);
         EXPECT_TRUE(bench.EndDocument());
     }
@@ -223,68 +184,30 @@ TEST(PasswordGate, WithoutItsFileOrItsNameThePolicyIsGone)
 {
     for (const bool isFileThere : {false, true}) {
         SCOPED_TRACE(isFileThere);
-        GateBench bench;
-        const Policy policy;
-        policy.Name({});
-        GateBench::StorePassword("clerk");
+        PolicyBench bench;
+        bench.StorePassword("clerk");
         EXPECT_TRUE(bench.Prints());
-        isFileThere ? Policy::Forget() : policy.Remove();
-        EXPECT_FALSE(bench.Goes());
-        EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
-        EXPECT_TRUE(bench.EndDocument());
-    }
-}
-
-TEST(PasswordGate, TheFirstCardOfADayWantsAFreshPassword)
-{
-    struct Day {
-        SYSTEMTIME time;
-        const char* stored; ///< by the person at the printer; empty: nobody is there
-        bool goes;
-    };
-    const auto at = [](WORD month, WORD day, WORD hour) {
-        return SYSTEMTIME{2026, month, 0, day, hour, 0, 0, 0};
-    };
-    GateBench bench;
-    const Policy policy(kOnFirstCard);
-    policy.Name({});
-    for (const Day& day :
-         {Day{at(3, 5, 9), "", false}, Day{at(3, 5, 9), "clerk", true}, Day{at(3, 5, 23), "", true},
-          Day{at(3, 6, 0), "", false}, Day{at(3, 6, 8), "boss", true}, Day{at(4, 6, 8), "", true}}) {
-        SCOPED_TRACE(testing::Message() << day.time.wMonth << '/' << day.time.wDay << ' ' << day.time.wHour);
-        bench.clock.SetLocalTime(day.time);
-        if (*day.stored) {
-            GateBench::StorePassword(day.stored);
+        if (isFileThere) { // a new printer has no values
+            spooler::RemovePrinter(SpoolerBench::kPrinter);
+            spooler::CreatePrinter(SpoolerBench::kPrinter);
+        } else {
+            bench.policy.Remove();
         }
-        EXPECT_EQ(day.goes, bench.Goes());
+        EXPECT_FALSE(bench.Goes());
+        EXPECT_TRUE(bench.IsPasswordWanted());
         EXPECT_TRUE(bench.EndDocument());
     }
-}
-
-TEST(PasswordGate, AChangedPolicyWantsAFreshPassword)
-{
-    GateBench bench;
-    const Policy policy;
-    policy.Name({});
-    GateBench::StorePassword("clerk");
-    EXPECT_TRUE(bench.Prints());
-    policy.Write(std::string(kAfterAnHour) + kOnFirstCard);
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
 }
 
 TEST(PasswordGate, AWrongPasswordIsPresentedAgainOnceAndThenAskedFor)
 {
-    GateBench bench;
-    const Policy policy;
-    policy.Name({});
-    GateBench::StorePassword("wrong");
+    PolicyBench bench;
+    bench.StorePassword("wrong");
     EXPECT_FALSE(bench.Goes());
-    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
+    EXPECT_TRUE(bench.IsPasswordWanted());
     EXPECT_GE(bench.Printer().View().passwordsRefused, 2u);
-    GateBench::StorePassword("clerk");
-    EXPECT_TRUE(bench.GoesOn());
-    EXPECT_TRUE(bench.EndDocument());
+    bench.StorePassword("clerk");
+    EXPECT_TRUE(bench.Finishes());
     EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
 }
 
@@ -296,29 +219,10 @@ TEST(PasswordGate, TakesStoredPasswordsOfAnyLengthAndByte)
         SCOPED_TRACE(stored);
         GateBench bench;
         bench.Printer().SetPasswords(longest, "clerk");
-        GateBench::StorePassword(stored);
+        bench.StorePassword(stored);
         EXPECT_TRUE(bench.Prints());
         EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
     }
-}
-
-TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
-{
-    GateBench bench("admin-password=boss,card-ms=100");
-    bench.job = sim::BuildJob({.cards = 3}).bytes;
-    int writes = 0;
-    bench.lower.beforeWrite = [&](const uint8_t*, DWORD size) {
-        if (size > 100 && ++writes == 2) {
-            bench.Printer().SetProtection(true);
-        }
-    };
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
-    EXPECT_EQ(0u, bench.Printer().View().jobsEnded);
-    GateBench::StorePassword("boss");
-    EXPECT_TRUE(bench.GoesOn());
-    EXPECT_TRUE(bench.EndDocument());
-    bench.ExpectPrinted(3);
 }
 
 TEST(PasswordGate, AsksBetweenPacketsOnly)
@@ -336,12 +240,11 @@ TEST(PasswordGate, ABusyPrinterIsWaitedForBehindTheGate)
     GateBench bench;
     EXPECT_FALSE(bench.Goes());
     bench.Printer().SetBusy(true);
-    GateBench::StorePassword("clerk");
+    bench.StorePassword("clerk");
     EXPECT_FALSE(bench.GoesOn());
     EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
     bench.Printer().SetBusy({});
-    EXPECT_TRUE(bench.GoesOn());
-    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_TRUE(bench.Finishes());
     EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
 }
 
@@ -349,10 +252,10 @@ TEST(PasswordGate, APasswordThatCannotBePresentedStays)
 {
     GateBench bench;
     bench.Printer().SetReply("NT", "none today");
-    GateBench::StorePassword("clerk");
+    bench.StorePassword("clerk");
     EXPECT_FALSE(bench.Goes());
-    EXPECT_EQ("100", SpoolerBench::Published(L"PrinterError"));
-    EXPECT_EQ("clerk", SpoolerBench::Published(L"Password"));
+    EXPECT_TRUE(bench.IsPasswordWanted());
+    EXPECT_EQ("clerk", bench.ValueOf(L"Password"));
     bench.Printer().ClearReply("NT");
     EXPECT_TRUE(bench.GoesOn());
 }
@@ -364,7 +267,7 @@ TEST(PasswordGate, APrinterThatDoesNotTellItsStateIsNotHeld)
         GateBench bench;
         bench.Printer().SetReply("NP", reply);
         EXPECT_TRUE(bench.Goes());
-        EXPECT_NE("100", SpoolerBench::Published(L"PrinterError"));
+        EXPECT_FALSE(bench.IsPasswordWanted());
     }
 }
 
@@ -373,7 +276,7 @@ TEST(PasswordGate, AQueryThatPresentsAPasswordGetsItsTurn)
     GateBench bench;
     bool ok = true;
     VirtualClock::Thread person([&] {
-        while (SpoolerBench::Published(L"PrinterError") != "100") {
+        while (!bench.IsPasswordWanted()) {
             Sleep(100);
         }
         ok = bench.Ask(L"Password/clerk").ok; // leaves no text

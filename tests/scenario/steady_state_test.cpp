@@ -8,8 +8,6 @@
 namespace zrtmon {
 namespace {
 
-using test::LowerPort;
-
 /// Takes everything and looks where it lies.
 class WatchingPort : public test::ScriptedPort {
 public:
@@ -38,18 +36,13 @@ uint64_t AllocationsOf(Body&& body)
 
 TEST(SteadyState, AWriteOf64KiBNeitherAllocatesNorCopies)
 {
-    sim::JobShape shape;
-    shape.recordsPerSide = 2000;
-    const sim::Job job = sim::BuildJob(shape);
+    const sim::Job job = sim::BuildJob({.recordsPerSide = 2000});
     constexpr DWORD kPiece = 64 * 1024;
     ASSERT_GT(job.bytes.size(), 10 * kPiece);
 
     WatchingPort lower;
     test::SpoolerBench bench;
-    wchar_t port[] = L"watched";
-    wchar_t printer[] = L"Cards";
-    ASSERT_TRUE(
-        bench.table->pfnOpenPortEx(nullptr, lower.Handle(), port, printer, &bench.port, LowerPort::Table()));
+    ASSERT_TRUE(bench.OpenAbove(lower));
     ASSERT_TRUE(bench.StartDocument());
     lower.begin = job.bytes.data();
     lower.end = lower.begin + job.bytes.size();

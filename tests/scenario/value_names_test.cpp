@@ -22,10 +22,9 @@ constexpr DWORD kInvalid = ERROR_INVALID_PARAMETER;
 std::string Esc(const char* mnemonic) { return "\x1B\0\2"s + mnemonic; }
 
 /// The bench with its port open and the writes of the lower port kept.
-struct NameBench : SpoolerBench {
-    explicit NameBench(const std::string& options = "") : SpoolerBench(options)
+struct NameBench : test::OpenBench {
+    explicit NameBench(const std::string& options = "") : OpenBench(options)
     {
-        EXPECT_TRUE(Open());
         lower.beforeWrite = [this](const uint8_t* data, DWORD size) {
             writes.emplace_back(data, data + size);
         };

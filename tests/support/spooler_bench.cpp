@@ -24,12 +24,6 @@ MONITOR2* LoadEntryPoints()
 
 LPWSTR Mutable(const wchar_t* text) { return const_cast<LPWSTR>(text); }
 
-/// A value up to its NUL; "-" when there is none.
-std::string StoredText(const std::wstring& printerName, const wchar_t* valueName)
-{
-    return spooler::LoadValue(printerName, valueName).value_or("-").c_str();
-}
-
 } // namespace
 
 PortBench::PortBench(VirtualClock& time, sim::CPortMonitor& lowerMonitor, const std::wstring& printerName,
@@ -47,10 +41,10 @@ PortBench::~PortBench()
     spooler::RemovePrinter(m_printerName);
 }
 
-bool PortBench::Open()
+bool PortBench::OpenAbove(LowerPort& other, MONITOR2* lowerTable)
 {
-    return table->pfnOpenPortEx(nullptr, lower.Handle(), Mutable(m_portName.c_str()),
-                                Mutable(m_printerName.c_str()), &port, LowerPort::Table()) != FALSE;
+    return table->pfnOpenPortEx(nullptr, other.Handle(), Mutable(m_portName.c_str()),
+                                Mutable(m_printerName.c_str()), &port, lowerTable) != FALSE;
 }
 
 bool PortBench::Close()
@@ -149,10 +143,8 @@ DWORD PortBench::JobStatus() const
 
 std::string PortBench::ValueOf(const wchar_t* valueName) const
 {
-    return StoredText(m_printerName, valueName);
+    return spooler::LoadValue(m_printerName, valueName).value_or("-").c_str();
 }
-
-std::string SpoolerBench::Published(const wchar_t* valueName) { return StoredText(kPrinter, valueName); }
 
 sim::CCardPrinter& PortBench::Printer() { return *m_ports.FindPrinter(m_portName); }
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/virtual_clock.h"
@@ -23,7 +24,9 @@ public:
               const std::string& options);
     ~PortBench();
 
-    bool Open();
+    bool Open() { return OpenAbove(lower); }
+    /// Above another lower port, which must outlast this.
+    bool OpenAbove(LowerPort& other, MONITOR2* lowerTable = LowerPort::Table());
     bool Close();
 
     struct Answer {
@@ -85,8 +88,11 @@ public:
         : BenchWorld(startTick), PortBench(clock, ports, kPrinter, options)
     {
     }
+};
 
-    static std::string Published(const wchar_t* valueName);
+/// With its port open.
+struct OpenBench : SpoolerBench {
+    explicit OpenBench(const std::string& options = "") : SpoolerBench(options) { EXPECT_TRUE(Open()); }
 };
 
 } // namespace zrtmon::test

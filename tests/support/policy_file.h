@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+
+namespace zrtmon::test {
+
+/// A policy file's text with these rules, behind those of another module, which are none of ours.
+inline std::string PolicyText(const std::string& rules)
+{
+    return "<Configurations><Configuration ModuleName=\"Other\"><PassWordOnfirstCard Enabled=\"True\"/>"
+           "</Configuration><Configuration ModuleName=\"Password Protection\">" +
+           rules + "</Configuration></Configurations>";
+}
+
+/// A file of the test's own, gone with the object.
+class PolicyFile {
+public:
+    explicit PolicyFile(const std::string& bytes)
+        : m_path(std::filesystem::temp_directory_path() /
+                 ("policy" + std::to_string(std::random_device()()) + ".xml"))
+    {
+        Write(bytes);
+    }
+    ~PolicyFile() { Remove(); }
+    PolicyFile(const PolicyFile&) = delete;
+    PolicyFile& operator=(const PolicyFile&) = delete;
+
+    void Write(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
+    void Remove() const { std::filesystem::remove(m_path); }
+    std::wstring Path() const { return m_path.wstring(); }
+
+private:
+    std::filesystem::path m_path;
+};
+
+} // namespace zrtmon::test
