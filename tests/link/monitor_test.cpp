@@ -4,12 +4,11 @@
 
 #include <atomic>
 #include <list>
+#include <optional>
 
+#include "link/print_monitor_zrt.h"
 #include "platform/spooler_admin.h"
-#include "queries/data_status.h"
-#include "requests/data_cancel.h"
-#include "requests/data_print_job_zrt.h"
-#include "requests/printer_data.h"
+#include "requests/data.h"
 #include "tests/support/unit_port.h"
 
 namespace zrtmon {
@@ -21,9 +20,13 @@ using test::UnitPort;
 constexpr wchar_t kPrinter[] = L"Cards";
 const std::string kStatusCommand = "\x1B\0\2Nr"s;
 
-/// Sends its parameters and answers with them: shows whose parameters a query ran with.
+/// Sends and answers its parameters, which shows whose a query ran with, or always the same text.
 class EchoData : public CData {
 public:
+    explicit EchoData(const char* constant = "", uint32_t method = kSendToPort)
+        : m_isConstant(*constant != '\0'), m_method(method), m_parameters(constant)
+    {
+    }
     const uint8_t* GetCommand(uint32_t* length) override
     {
         *length = static_cast<uint32_t>(m_parameters.size());
@@ -31,48 +34,35 @@ public:
     }
     BOOL Prepare(const wchar_t* text) override
     {
-        EXPECT_FALSE(m_running) << "prepared while it runs";
+        EXPECT_FALSE(m_isRunning) << "prepared while it runs";
         const std::wstring whole = text;
         const size_t slash = whole.find(L'/');
-        if (slash == std::wstring::npos) {
-            return FALSE;
+        if (!m_isConstant && slash != std::wstring::npos) {
+            m_parameters.assign(whole.begin() + static_cast<std::ptrdiff_t>(slash) + 1, whole.end());
         }
-        m_parameters.assign(whole.begin() + static_cast<std::ptrdiff_t>(slash) + 1, whole.end());
-        return TRUE;
+        return slash != std::wstring::npos;
     }
+    uint32_t GetSendMethod() override { return m_method; }
     uint32_t GetSendDelay() override
     {
-        m_running = true;
+        m_isRunning = true;
         return 250;
     }
     uint32_t GetReceiveMethod() override
     {
-        m_running = false;
+        m_isRunning = false;
         m_text = m_parameters;
         return kReceiveNothing;
     }
 
-protected:
+private:
+    const bool m_isConstant;
+    const uint32_t m_method;
     std::string m_parameters;
-
-private:
-    bool m_running = false;
+    bool m_isRunning = false;
 };
 
-/// Answers a constant, by any way of sending.
-class FixedData : public EchoData {
-public:
-    explicit FixedData(const char* answer, uint32_t method = kSendToPort) : m_method(method)
-    {
-        m_parameters = answer;
-    }
-    BOOL Prepare(const wchar_t*) override { return TRUE; }
-    uint32_t GetSendMethod() override { return m_method; }
-
-private:
-    uint32_t m_method;
-};
-
+/// The printer family's, with two names that echo.
 class TestModel : public CPrintMonitor {
 public:
     CData* GetRequest(RequestCode code) override { return FindOrCreate(code); }
@@ -80,24 +70,16 @@ public:
     BOOL CanInterleave() override { return canInterleave && CPrintMonitor::CanInterleave(); }
     std::unique_ptr<CData> CreateRequest(RequestCode code) const override
     {
-        switch (code) {
-        case MoveTo:
+        if (code == MoveTo) {
             return std::make_unique<EchoData>();
-        case CancelPrint:
-            return std::make_unique<CDataCancel>();
-        case Status:
-            return std::make_unique<CDataStatus>();
-        case PrintJob:
-            return std::make_unique<CDataPrintJobZRT>();
-        case StationStatus: { // the second of the chain goes by a vendor control
-            auto head = std::make_unique<FixedData>("first;");
-            head->SetNext(std::make_unique<FixedData>("second;", CData::kSendVendorControl));
-            head->GetNext()->SetNext(std::make_unique<FixedData>("third;"));
-            return head;
         }
-        default:
-            return nullptr;
+        if (code != StationStatus) {
+            return CPrintMonitorZRT().CreateRequest(code);
         }
+        auto head = std::make_unique<EchoData>("first;");
+        head->SetNext(std::make_unique<EchoData>("second;", CData::kSendVendorControl));
+        head->GetNext()->SetNext(std::make_unique<EchoData>("third;"));
+        return head;
     }
 
     std::atomic<bool> canInterleave = true;
@@ -114,7 +96,13 @@ struct MonitorTest : testing::Test {
         monitor = std::make_unique<CMonitor>(std::move(owned));
         port.lower.reply = [this] { return port.lower.Written().ends_with(kStatusCommand) ? status : ""s; };
     }
-    ~MonitorTest() override { EndDocument(); }
+    ~MonitorTest() override
+    {
+        if (port.record->job) {
+            JobRecordPtr(std::exchange(port.record->job, nullptr));
+            spooler::RemovePrinter(kPrinter);
+        }
+    }
 
     /// A document with its printer, and a job at the head of the printer's queue.
     void StartDocument()
@@ -125,17 +113,9 @@ struct MonitorTest : testing::Test {
         port.record->job = MakeJobRecord(kPrinter, jobId).release();
         ASSERT_TRUE(monitor->StartDoc(port.record.get()));
     }
-    void EndDocument()
-    {
-        if (port.record->job) {
-            JobRecordPtr(std::exchange(port.record->job, nullptr));
-            spooler::RemovePrinter(kPrinter);
-        }
-    }
 
     struct Answer {
-        BOOL ok;
-        DWORD error;
+        std::optional<DWORD> error; ///< of a query that failed
         std::string text;
     };
     Answer Ask(const wchar_t* name)
@@ -145,7 +125,7 @@ struct MonitorTest : testing::Test {
         SetLastError(ERROR_BUSY); // left over
         const BOOL ok =
             monitor->GetPrinterData(port.record.get(), name, nullptr, 0, output, sizeof output, &returned);
-        return {ok, GetLastError(), output};
+        return {ok ? std::nullopt : std::optional(GetLastError()), output};
     }
     DWORD Write(const std::string& data)
     {
@@ -177,7 +157,7 @@ TEST_F(MonitorTest, AnEmptyTextAfterABusyStartDoesNotRunTwice)
         Sleep(100);
         model->canInterleave = true;
     });
-    EXPECT_FALSE(Ask(L"MoveTo/").ok);
+    EXPECT_TRUE(Ask(L"MoveTo/").error);
     later.Join();
     EXPECT_NEAR(350.0, static_cast<double>(port.clock.Elapsed()), 1.0); // once: 250 ms behind the release
 }
@@ -190,9 +170,7 @@ TEST_F(MonitorTest, ALinkInTheChainThatIsNotSupportedEndsItAsASuccess)
     EXPECT_EQ("first;second;third;", Ask(L"StationStatus/1").text);
     port.lower.control = nullptr;
     port.lower.failError = ERROR_GEN_FAILURE;
-    const Answer answer = Ask(L"StationStatus/1");
-    EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, answer.error);
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"StationStatus/1").error);
 }
 
 TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
@@ -208,7 +186,7 @@ TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
         SetLastError(call == "StartDocPort"s ? ERROR_NOT_SUPPORTED : GetLastError()); // of a success
         return true;
     };
-    EXPECT_TRUE(Ask(L"MoveTo/x").ok);
+    EXPECT_FALSE(Ask(L"MoveTo/x").error);
     port.lower.take = [](DWORD) { return 0; };
     EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"MoveTo/x").error) << "a command that does not leave";
 }
@@ -216,9 +194,7 @@ TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
 TEST_F(MonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)
 {
     model->canInterleave = false;
-    const Answer answer = Ask(L"MoveTo/x");
-    EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error);
+    EXPECT_EQ(DWORD{ERROR_BUSY}, Ask(L"MoveTo/x").error);
     EXPECT_EQ(5001u, port.clock.Elapsed());
     EXPECT_EQ(0u, port.lower.CountCalls("WritePort"));
 }
@@ -231,11 +207,9 @@ TEST_F(MonitorTest, QueriesWithDifferentParametersGetTheirOwnAnswers)
             const std::wstring name = L"MoveTo/parameter" + std::to_wstring(number);
             for (int round = 0; round < 5; ++round) {
                 const Answer answer = Ask(name.c_str());
-                if (answer.ok) {
-                    EXPECT_EQ("parameter" + std::to_string(number), answer.text);
-                } else {
-                    EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error);
-                }
+                EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error.value_or(ERROR_BUSY));
+                EXPECT_TRUE(answer.error || answer.text == "parameter" + std::to_string(number))
+                    << answer.text;
             }
         });
     }
@@ -274,16 +248,13 @@ TEST_F(MonitorTest, AStatusWithoutACountLeavesTheOldOne)
 TEST_F(MonitorTest, BetweenCardsDataIsHeldBackUntilThePrinterIsReady)
 {
     StartDocument();
-    std::string card = "\x1B\0\2C\x8F\1"s + std::string(474, 'r') + "\x1B\0\2j"s;
-    const std::string data = "\x1B_\0\0\0\0\x01\xE4"s + card;
-    ASSERT_EQ(484u, card.size());
+    const std::string data = "\x1B_\0\0\0\0\x01\xE4\x1B\0\2C\x8F\1"s + std::string(474, 'r') + "\x1B\0\2j"s;
     status = "ERR:1,0,0,11,0,7,";
-    EXPECT_EQ(0u, Write(data));
-    EXPECT_EQ(0u, Write(data));
-    const uint64_t start = port.clock.Elapsed();
-    EXPECT_EQ(0u, Write(data));
-    EXPECT_EQ(250u + 100, port.clock.Elapsed() - start);
-    EXPECT_EQ(0u, Write(data));
+    for (const DWORD elapsed : {0u, 0u, 250u + 100, 250u + 100}) {
+        const uint64_t start = port.clock.Elapsed();
+        EXPECT_EQ(0u, Write(data));
+        EXPECT_EQ(elapsed, port.clock.Elapsed() - start);
+    }
     status = "ERR:0,0,0,11,0,7,";
     EXPECT_EQ(data.size(), Write(data));
     EXPECT_EQ(0u, Write("\x1B_"));
@@ -336,13 +307,8 @@ TEST_F(MonitorTest, ADeadPortDoesNotHoldTheEndOfADocumentForLong)
 TEST_F(MonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
 {
     StartDocument();
-    status = "ERR:0,83,0,11,0,7,";
-    int polls = 0;
-    port.lower.reply = [this, &polls] {
-        if (++polls == 4) {
-            status = "ERR:0,83,0,0,0,8,";
-        }
-        return status;
+    port.lower.reply = [polls = 0]() mutable {
+        return ++polls < 4 ? "ERR:0,83,0,11,0,7,"s : "ERR:0,83,0,0,0,8,"s;
     };
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
     EXPECT_EQ(4u * 250 + 3 * 100, port.clock.Elapsed());
@@ -393,9 +359,7 @@ TEST_F(MonitorTest, AnExchangeIsWaitedForThirtySeconds)
     Write("data");
     VirtualClock::Thread job([this] { Write("data"); });
     Sleep(1);
-    const Answer answer = Ask(L"MoveTo/x");
-    EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(DWORD{ERROR_DEVICE_NOT_AVAILABLE}, answer.error);
+    EXPECT_EQ(DWORD{ERROR_DEVICE_NOT_AVAILABLE}, Ask(L"MoveTo/x").error);
     EXPECT_EQ(30001u, port.clock.Elapsed());
     job.Join();
 }

@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "simulator/job_builder.h"
 #include "tests/support/case_name.h"
@@ -216,38 +218,36 @@ TEST(PrintJob, TheBorderIsWhereTheSentBytesEndNotTheScanner)
     EXPECT_FALSE(job.SentDataEndsAtBorder());
 }
 
-TEST(PrintJob, ANewDocumentBeginsAfresh)
+TEST(PrintJob, CutAtAnyByteAndPrintedAgainAfterBeingGivenUpThereItIsTheSame)
 {
-    Feeder feeder;
-    feeder.Offer(Header(500) + Card().substr(0, 300));
-    EXPECT_TRUE(feeder.job.IsCardSeen());
-    feeder.job.Prepare(nullptr);
-    EXPECT_TRUE(feeder.job.IsPacketDone());
-    EXPECT_FALSE(feeder.job.IsCardSeen());
-    EXPECT_EQ(0u, feeder.job.GetCardCount());
-    EXPECT_FALSE(feeder.job.HasPending());
-    feeder.sent.clear();
-    feeder.Offer("plain");
-    feeder.Flush();
-    EXPECT_EQ("plain", feeder.sent);
-}
-
-TEST(PrintJob, AJobCutAtAnyByteGivesTheSameBytes)
-{
-    sim::JobShape shape;
-    shape.cards = 2;
-    shape.recordsPerSide = 3;
-    shape.payloadBytes = 600;
-    shape.trickyBodies = true;
-    const sim::Job built = sim::BuildJob(shape);
+    const sim::Job built = sim::BuildJob(
+        {.cards = 2, .sidesPerCard = 2, .recordsPerSide = 2, .payloadBytes = 600, .trickyBodies = true});
     const std::string job(built.bytes.begin(), built.bytes.end());
     for (size_t cut = 0; cut <= job.size(); ++cut) {
+        SCOPED_TRACE(cut);
         Feeder feeder;
+        feeder.Offer("not framed");
+        feeder.job.Prepare(nullptr);
+        feeder.pieces.clear();
         feeder.Offer(job.substr(0, cut));
+        const std::vector<size_t> pieces = std::exchange(feeder.pieces, {});
+        const BOOL atBorder = feeder.job.SentDataEndsAtBorder();
+        if (cut % 3 == 0) {
+            feeder.job.UseBufferedData();
+        } else if (cut % 3 == 1) {
+            feeder.job.SetReply(job.data() + cut, static_cast<uint32_t>(job.size() - cut));
+        }
+        feeder.job.Prepare(nullptr);
+        EXPECT_FALSE(feeder.job.IsCardSeen());
+        EXPECT_TRUE(feeder.job.SentDataEndsAtBorder());
+        feeder.sent.clear();
+        feeder.Offer(job.substr(0, cut));
+        EXPECT_EQ(pieces, feeder.pieces);
+        EXPECT_EQ(atBorder, feeder.job.SentDataEndsAtBorder());
         feeder.Offer(job.substr(cut));
-        ASSERT_TRUE(feeder.job.IsJobEnd()) << "cut at " << cut;
+        ASSERT_TRUE(feeder.job.IsJobEnd());
         feeder.Flush();
-        ASSERT_EQ(job, feeder.sent) << "cut at " << cut;
+        ASSERT_EQ(job, feeder.sent);
     }
 }
 

@@ -35,9 +35,8 @@ TEST(EntryPoints, OnlyVersionFiveZeroGetsTheShorterTable)
         EXPECT_EQ(&init, monitor);
     }
     HANDLE monitor = nullptr;
-    const MONITOR2& table = *InitializePrintMonitor2(&init, &monitor);
-    EXPECT_EQ(sizeof(MONITOR2), table.cbSize);
-    table.pfnShutdown(monitor);
+    EXPECT_EQ(sizeof(MONITOR2), InitializePrintMonitor2(&init, &monitor)->cbSize);
+    Shutdown(monitor);
 }
 
 TEST(EntryPoints, OpeningRefusesWhatIsMissing)
@@ -138,7 +137,6 @@ TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
     });
     EXPECT_TRUE(bench.StartDocument());
     EXPECT_EQ(9100u, bench.clock.Elapsed());
-    EXPECT_EQ(L"Cards", std::wstring(printerName));
     EXPECT_TRUE(bench.EndDocument());
 }
 
@@ -160,24 +158,6 @@ TEST(EntryPoints, ADocumentThatCannotStartLeavesThePortIdle)
     EXPECT_EQ(start, bench.clock.Elapsed());
     EXPECT_TRUE(bench.EndDocument());
     EXPECT_EQ(printers, spooler::OpenPrinterCount());
-}
-
-TEST(EntryPoints, ADocumentWithoutMemoryIsTakenBackBelow)
-{
-    bool fired = true;
-    for (uint64_t failAt = 0; fired; ++failAt) {
-        ASSERT_LT(failAt, 100u);
-        OpenBench bench;
-        bool started = false;
-        {
-            const FaultPlan plan(FaultPoint::Allocation, failAt);
-            started = bench.StartDocument();
-            fired = plan.Fired();
-        }
-        EXPECT_TRUE(started || bench.StartDocument()) << failAt;
-        EXPECT_TRUE(bench.EndDocument());
-        EXPECT_EQ(0u, bench.ports.View(bench.PortName()).misuses) << failAt;
-    }
 }
 
 TEST(EntryPoints, APrinterThatMayNotBeAdministeredPrintsAndPublishesNothing)

@@ -8,24 +8,6 @@
 namespace zrtmon {
 namespace {
 
-/// Takes everything and looks where it lies.
-class WatchingPort : public test::ScriptedPort {
-public:
-    BOOL WritePort(LPBYTE data, DWORD size, LPDWORD written) override
-    {
-        *written = size;
-        const bool inside = data >= begin && data + size <= end;
-        (inside ? bytesInPlace : bytesElsewhere) += size;
-        return TRUE;
-    }
-    BOOL ReadPort(LPBYTE, DWORD, LPDWORD) override { return FALSE; }
-
-    const uint8_t* begin = nullptr;
-    const uint8_t* end = nullptr;
-    uint64_t bytesInPlace = 0;
-    uint64_t bytesElsewhere = 0;
-};
-
 template <typename Body>
 uint64_t AllocationsOf(Body&& body)
 {
@@ -40,12 +22,14 @@ TEST(SteadyState, AWriteOf64KiBNeitherAllocatesNorCopies)
     constexpr DWORD kPiece = 64 * 1024;
     ASSERT_GT(job.bytes.size(), 10 * kPiece);
 
-    WatchingPort lower;
-    test::SpoolerBench bench;
-    ASSERT_TRUE(bench.OpenAbove(lower));
+    test::OpenBench bench;
     ASSERT_TRUE(bench.StartDocument());
-    lower.begin = job.bytes.data();
-    lower.end = lower.begin + job.bytes.size();
+    uint64_t bytesInPlace = 0;
+    uint64_t bytesElsewhere = 0;
+    bench.lower.beforeWrite = [&](const uint8_t* data, DWORD size) {
+        const bool inside = data >= job.bytes.data() && data + size <= job.bytes.data() + job.bytes.size();
+        (inside ? bytesInPlace : bytesElsewhere) += size;
+    };
     size_t offset = 0;
     const auto writeUpTo = [&](size_t end) {
         while (offset < end) {
@@ -58,9 +42,8 @@ TEST(SteadyState, AWriteOf64KiBNeitherAllocatesNorCopies)
     writeUpTo(kPiece); // makes what lasts
     EXPECT_EQ(0u, AllocationsOf([&] { writeUpTo(9 * kPiece); }));
     EXPECT_EQ(1u, AllocationsOf([] { ::operator delete(::operator new(1)); })) << "the count counts nothing";
-    EXPECT_GE(lower.bytesInPlace, 8 * kPiece);
-    EXPECT_EQ(0u, lower.bytesElsewhere);
-    EXPECT_TRUE(bench.Close());
+    EXPECT_GE(bytesInPlace, 8 * kPiece);
+    EXPECT_EQ(0u, bytesElsewhere);
 }
 
 } // namespace
