@@ -81,18 +81,14 @@ TEST(EntryPoints, ANameIsOpenOnceWhateverItsCase)
     EXPECT_TRUE(bench.Open());
 }
 
-TEST(EntryPoints, ALowerPortThatRefusesToOpenLeavesNothing)
+TEST(EntryPoints, APortThatCannotBeOpenedOrClosedBelowMayBeTriedAgain)
 {
     SpoolerBench bench;
     bench.lower.FailCall(0, 4711);
     EXPECT_FALSE(bench.Open());
     EXPECT_EQ(4711u, GetLastError());
     EXPECT_EQ(nullptr, bench.port);
-}
-
-TEST(EntryPoints, APortThatCannotBeClosedBelowMayBeClosedAgain)
-{
-    OpenBench bench;
+    ASSERT_TRUE(bench.Open());
     bench.lower.FailCall(0, 4711);
     EXPECT_FALSE(bench.table->pfnClosePort(bench.port));
     EXPECT_EQ(4711u, GetLastError());
@@ -124,6 +120,9 @@ TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
     DOC_INFO_2W channel{};
     channel.dwMode = DI_CHANNEL;
     auto* info = reinterpret_cast<LPBYTE>(&channel);
+    bench.lower.FailCall(0, 4711);
+    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
+    EXPECT_EQ(4711u, GetLastError());
     ASSERT_TRUE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
     EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());

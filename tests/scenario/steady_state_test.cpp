@@ -26,9 +26,10 @@ TEST(SteadyState, AWriteOf64KiBNeitherAllocatesNorCopies)
     ASSERT_TRUE(bench.StartDocument());
     uint64_t bytesInPlace = 0;
     uint64_t bytesElsewhere = 0;
-    bench.lower.beforeWrite = [&](const uint8_t* data, DWORD size) {
+    bench.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
         const bool inside = data >= job.bytes.data() && data + size <= job.bytes.data() + job.bytes.size();
         (inside ? bytesInPlace : bytesElsewhere) += size;
+        return size;
     };
     size_t offset = 0;
     const auto writeUpTo = [&](size_t end) {

@@ -64,15 +64,13 @@ std::string ScriptedPort::Written()
 size_t ScriptedPort::CountCalls(const std::string& name)
 {
     const CSectionHold hold(m_lock);
-    return static_cast<size_t>(
-        std::count_if(m_calls.begin(), m_calls.end(),
-                      [&name](const std::string& call) { return name.empty() || call == name; }));
+    return m_calls[name];
 }
 
 bool ScriptedPort::Admits(const char* call)
 {
     const CSectionHold hold(m_lock);
-    m_calls.emplace_back(call);
+    ++m_calls[call];
     return !allow || allow(call) || Fail(failError);
 }
 
@@ -144,9 +142,6 @@ BOOL DisturbedPort::StartDocPort(LPWSTR printerName, DWORD jobId, DWORD level, L
 BOOL DisturbedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
 {
     const DWORD limited = limitWrite ? std::min(limitWrite(data, size), size) : size;
-    if (beforeWrite) {
-        beforeWrite(data, limited);
-    }
     *written = 0;
     return (limited == 0 || m_lower->pfnWritePort(m_port, data, limited, written)) &&
            IsUntroubled("WritePort's end");

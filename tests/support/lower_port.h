@@ -4,9 +4,9 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/sync.h"
 #include "platform/win32.h"
@@ -51,8 +51,7 @@ public:
     DWORD failError = ERROR_GEN_FAILURE;
 
     std::string Written();
-    /// Calls of that name; of any without one.
-    size_t CountCalls(const std::string& name = {});
+    size_t CountCalls(const std::string& name);
 
     bool Admits(const char* call) override;
     BOOL WritePort(LPBYTE data, DWORD size, LPDWORD written) override;
@@ -63,7 +62,7 @@ public:
 private:
     CCriticalSection m_lock;
     std::string m_written;
-    std::vector<std::string> m_calls;
+    std::map<std::string, size_t> m_calls;
 };
 
 /// Forwards to another lower monitor's port, and fails, shortens or watches calls on the way.
@@ -81,10 +80,8 @@ public:
     /// Asked before each call, and as "WritePort's end" behind a write that was passed on: the error that it
     /// fails with, 0 for none.
     std::function<DWORD(const char* call)> trouble;
-    /// How many of the offered bytes are passed on; more than size passes all.
+    /// Asked before each write: how many of the offered bytes are passed on; more than size passes all.
     std::function<DWORD(const uint8_t* data, DWORD size)> limitWrite;
-    /// Called before each write that is passed on.
-    std::function<void(const uint8_t* data, DWORD size)> beforeWrite;
 
     bool Admits(const char* call) override;
     BOOL OpenPort(LPWSTR name, PHANDLE port) override;
