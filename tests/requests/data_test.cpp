@@ -5,20 +5,11 @@
 #include <climits>
 #include <cstring>
 
+#include "requests/data_cancel.h"
 #include "requests/decimal.h"
 
 namespace zrtmon {
 namespace {
-
-/// A request that is all text.
-class TextData : public CData {
-public:
-    const uint8_t* GetCommand(uint32_t* length) override
-    {
-        *length = 0;
-        return nullptr;
-    }
-};
 
 TEST(Field, IsFoundByItsFirstOccurrence)
 {
@@ -38,7 +29,7 @@ TEST(Field, IsFoundByItsFirstOccurrence)
                  {"A=1;", "B", nullptr, 0}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
-        TextData data;
+        CDataCancel data; // any request
         ASSERT_TRUE(data.SetReply(c.text, static_cast<uint32_t>(std::strlen(c.text))));
         std::string value = "untouched";
         int number = 4711;

@@ -57,12 +57,15 @@ TEST_F(TransportTest, FailedSendsAreToldAndNotWaitedFor)
     EXPECT_EQ(0u, Elapsed());
 }
 
-TEST_F(TransportTest, CompletesACommandOfWhichThePortTookAPart)
+TEST_F(TransportTest, CompletesACommandOfWhichThePortTookAPartUnlessItMayGoInParts)
 {
     port.lower.take = [](DWORD size) { return std::min<DWORD>(size, 2); };
     EXPECT_TRUE(transport.Send(port.record.get(), &request));
     EXPECT_EQ(request.command, port.lower.Written());
-    EXPECT_EQ(std::vector<uint32_t>{5}, request.sentLengths);
+    request.inParts = true;
+    EXPECT_TRUE(transport.Send(port.record.get(), &request));
+    EXPECT_EQ(request.command + request.command.substr(0, 2), port.lower.Written());
+    EXPECT_EQ((std::vector<uint32_t>{5, 2}), request.sentLengths);
 }
 
 TEST_F(TransportTest, GivesUpTheRestOfACommandAfterThreeSeconds)
@@ -71,15 +74,6 @@ TEST_F(TransportTest, GivesUpTheRestOfACommandAfterThreeSeconds)
     EXPECT_FALSE(transport.Send(port.record.get(), &request));
     EXPECT_EQ(std::vector<uint32_t>{2}, request.sentLengths);
     EXPECT_EQ(3000u, Elapsed());
-}
-
-TEST_F(TransportTest, LeavesARequestThatIsSentInPartsWithWhatWent)
-{
-    request.inParts = true;
-    port.lower.take = [](DWORD) { return DWORD{2}; };
-    EXPECT_TRUE(transport.Send(port.record.get(), &request));
-    EXPECT_EQ(1u, port.lower.CountCalls("WritePort"));
-    EXPECT_EQ(std::vector<uint32_t>{2}, request.sentLengths);
 }
 
 TEST_F(TransportTest, ALowerPortThatReportsTooMuchIsNotBelieved)

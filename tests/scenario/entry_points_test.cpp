@@ -200,27 +200,19 @@ TEST(EntryPoints, WithoutAQueryEntryBelowNoNameIsServed)
     MONITOR2 lower = *LowerPort::Table();
     lower.pfnGetPrinterDataFromPort = nullptr;
     lower.pfnSendRecvBidiDataFromPort = nullptr;
-    ASSERT_TRUE(bench.OpenAbove(bench.lower, &lower));
+    ASSERT_TRUE(bench.Open(&lower));
     EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, bench.Ask(L"CardCount").error);
     EXPECT_EQ(1u, bench.lower.CallCount()) << "only the opening";
 }
 
 TEST(EntryPoints, BidiIsAnsweredByTheLowerMonitorOrNotAtAll)
 {
-    class BidiPort : public test::ScriptedPort {
-    public:
-        DWORD SendRecvBidiData() override { return answer; }
-        DWORD answer = ERROR_SUCCESS;
-    };
-    BidiPort lower;
-    SpoolerBench bench;
-    ASSERT_TRUE(bench.OpenAbove(lower));
+    OpenBench bench;
     for (const auto& [below, above] : {std::pair<DWORD, DWORD>{ERROR_SUCCESS, ERROR_SUCCESS},
                                        {ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED}}) {
-        lower.answer = below;
+        bench.lower.bidiAnswer = below;
         EXPECT_EQ(above, bench.table->pfnSendRecvBidiDataFromPort(bench.port, 0, nullptr, nullptr, nullptr));
     }
-    EXPECT_TRUE(bench.Close());
 }
 
 } // namespace

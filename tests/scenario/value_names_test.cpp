@@ -95,7 +95,6 @@ const NameCase kOpened[] = {
     {"MoveTo", L"MoveTo/2", {Esc("i") + Esc("S1")}, 250, ""},
     {"StationStatus", L"StationStatus/2", {Esc("NB"), Esc("NC")}, 500, "5"},
     {"StationStatus5InBay2", L"StationStatus/5", {Esc("NB"), Esc("NC")}, 500, "0"},
-    {"StationStatus3NotThere", L"StationStatus/3", {Esc("NB"), Esc("NC")}, 500, "-1"},
     {"StationStatus6", L"StationStatus/6", {Esc("NB")}, 250, "", kInvalid},
     {"LCDInfo", L"LCDInfo", {Esc("NL")}, 250, "READY\r\nCARDS 250"},
     {"SimulateButtonPress", L"SimulateButtonPress/2", {Esc("B2")}, 250, ""},

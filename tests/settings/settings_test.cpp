@@ -54,13 +54,9 @@ std::string SettingCommand(char memory, int parameter, int value)
     return "\x1B\0\2T"s + memory + std::to_string(parameter) + ',' + std::to_string(value) + "T\r";
 }
 
-struct SettingsWrite : testing::Test {
-    SettingsWrite() { spooler::CreatePrinter(L"Cards"); }
-    ~SettingsWrite() override { spooler::RemovePrinter(L"Cards"); }
-};
-
-TEST_F(SettingsWrite, SendsWhatTheStoredTextHolds)
+TEST(SettingsWrite, SendsWhatTheStoredTextHolds)
 {
+    spooler::CreatePrinter(L"Cards");
     const struct {
         std::string stored;
         std::string eeprom;
@@ -86,6 +82,7 @@ TEST_F(SettingsWrite, SendsWhatTheStoredTextHolds)
             EXPECT_EQ(c.stored, request.GetNext()->GetText());
         }
     }
+    spooler::RemovePrinter(L"Cards");
 }
 
 } // namespace

@@ -26,7 +26,7 @@ BOOL WINAPI Entry(HANDLE handle, Arguments... arguments)
 
 DWORD WINAPI BidiEntry(HANDLE port, DWORD, LPCWSTR, BIDI_REQUEST_CONTAINER*, BIDI_RESPONSE_CONTAINER**)
 {
-    return static_cast<LowerPort*>(port)->SendRecvBidiData();
+    return static_cast<LowerPort*>(port)->bidiAnswer;
 }
 
 } // namespace

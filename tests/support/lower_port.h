@@ -33,7 +33,8 @@ public:
     virtual BOOL EndDocPort() { return TRUE; }
     virtual BOOL GetPrinterData(DWORD code, LPWSTR valueName, LPWSTR input, DWORD inputSize, LPWSTR output,
                                 DWORD outputSize, LPDWORD returned) = 0;
-    virtual DWORD SendRecvBidiData() { return ERROR_NOT_SUPPORTED; }
+
+    DWORD bidiAnswer = ERROR_NOT_SUPPORTED;
 };
 
 /// Answers from a script and keeps a record. Everything succeeds unless told otherwise; guarded for any

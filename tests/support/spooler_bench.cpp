@@ -41,9 +41,9 @@ PortBench::~PortBench()
     spooler::RemovePrinter(m_printerName);
 }
 
-bool PortBench::OpenAbove(LowerPort& other, MONITOR2* lowerTable)
+bool PortBench::Open(MONITOR2* lowerTable)
 {
-    return table->pfnOpenPortEx(nullptr, other.Handle(), Mutable(m_portName.c_str()),
+    return table->pfnOpenPortEx(nullptr, lower.Handle(), Mutable(m_portName.c_str()),
                                 Mutable(m_printerName.c_str()), &port, lowerTable) != FALSE;
 }
 

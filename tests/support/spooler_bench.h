@@ -24,9 +24,7 @@ public:
               const std::string& options);
     ~PortBench();
 
-    bool Open() { return OpenAbove(lower); }
-    /// Above another lower port, which must outlast this.
-    bool OpenAbove(LowerPort& other, MONITOR2* lowerTable = LowerPort::Table());
+    bool Open(MONITOR2* lowerTable = LowerPort::Table());
     bool Close();
 
     struct Answer {
@@ -74,9 +72,7 @@ private:
 
 /// What stands around a PortBench when there is only one.
 struct BenchWorld {
-    explicit BenchWorld(DWORD startTick) : clock(startTick) {}
-
-    VirtualClock clock;
+    VirtualClock clock{0xFFFFFF00u}; // the tick count wraps in the course of each test
     sim::CPortMonitor ports;
 };
 
@@ -84,10 +80,7 @@ class SpoolerBench : public BenchWorld, public PortBench {
 public:
     static constexpr wchar_t kPrinter[] = L"Cards";
 
-    explicit SpoolerBench(const std::string& options = "", DWORD startTick = 0)
-        : BenchWorld(startTick), PortBench(clock, ports, kPrinter, options)
-    {
-    }
+    explicit SpoolerBench(const std::string& options = "") : PortBench(clock, ports, kPrinter, options) {}
 };
 
 /// With its port open.
