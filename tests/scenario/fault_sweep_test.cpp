@@ -86,7 +86,7 @@ void Sweep(std::optional<FaultPoint> point)
             leftOpen = bench.lower.FailedCall() == "EndDocPort" ? 1 : 0;
             ExpectUsable(bench, job);
             const sim::PortView view = bench.ports.View(bench.PortName());
-            EXPECT_EQ(leftOpen, view.misuses) << view.misuseTexts.front();
+            EXPECT_EQ(leftOpen, view.misuses) << testing::PrintToString(view.misuseTexts);
         }
         EXPECT_EQ(printers, spooler::OpenPrinterCount());
         EXPECT_EQ(handles, OpenHandleCount());
