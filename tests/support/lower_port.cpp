@@ -114,9 +114,12 @@ void DisturbedPort::FailCall(uint64_t behind, DWORD error)
 
 bool DisturbedPort::Admits(const char* call)
 {
-    if (m_failAt == m_count++) {
-        m_failedCall = call;
-        return Fail(m_failError);
+    {
+        const CSectionHold hold(m_lock);
+        if (m_failAt == m_count++) {
+            m_failedCall = call;
+            return Fail(m_failError);
+        }
     }
     return IsUntroubled(call);
 }

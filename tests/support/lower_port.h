@@ -1,7 +1,6 @@
 /// Lower port monitors for tests: a scripted one, and one that stands in front of another and disturbs it.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -100,7 +99,8 @@ private:
     MONITOR2* m_lower;
     HANDLE m_lowerMonitor;
     HANDLE m_port = nullptr;
-    std::atomic<uint64_t> m_count = 0;
+    CCriticalSection m_lock;
+    uint64_t m_count = 0;
     std::optional<uint64_t> m_failAt;
     DWORD m_failError = 0;
     std::string m_failedCall;
