@@ -82,7 +82,11 @@ BENCHMARK(LongLower)->Name("carry/lower")->RangeMultiplier(4)->Range(1 << 10, 1 
 BENCHMARK(LongLibrary)->Name("carry/library")->RangeMultiplier(4)->Range(1 << 10, 1 << 20)->UseManualTime();
 BENCHMARK(ShortLower)->Name("carry_cached/lower")->Arg(4 << 10)->Arg(64 << 10)->UseManualTime();
 BENCHMARK(ShortLibrary)->Name("carry_cached/library")->Arg(4 << 10)->Arg(64 << 10)->UseManualTime();
-BENCHMARK(Packets)->Name("carry_packets/library")->RangeMultiplier(4)->Range(1 << 10, 1 << 20)->UseManualTime();
+BENCHMARK(Packets)
+    ->Name("carry_packets/library")
+    ->RangeMultiplier(4)
+    ->Range(1 << 10, 1 << 20)
+    ->UseManualTime();
 
 } // namespace
 } // namespace zrtmon::bench

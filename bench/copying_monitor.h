@@ -15,8 +15,8 @@ struct CopyingPort {
     uint64_t bytesElsewhere = 0;
 };
 
-/// The table for such ports; the handle of the lower monitor, which OpenPort answers, is a CopyingPort's address.
-/// Reads answer a printer's status without an error.
+/// The table for such ports; the handle of the lower monitor, which OpenPort answers, is a CopyingPort's
+/// address. Reads answer a printer's status without an error.
 MONITOR2 CopyingMonitor();
 
 /// Each 64 KiB of a write go to the same memory. Called as the spooler would, without a library above.

@@ -53,8 +53,8 @@ constexpr Goal kGoals[] = {
      false},
     {"processor time of a query whose waits take no time, us", Measure::MicrosecondsEach, "ports/query/1", "",
      20, false},
-    {"the same in real time, beyond that of a wait alone, us", Measure::MoreProcessorMicroseconds, "query/alone",
-     "query/delay_alone", 20, false},
+    {"the same in real time, beyond that of a wait alone, us", Measure::MoreProcessorMicroseconds,
+     "query/alone", "query/delay_alone", 20, false},
     {"wall time of a query beyond its waits, us", Measure::Microseconds, "query/alone", "", 2000, false},
     {"the same with 16 threads asking, us", Measure::Microseconds, "query/16_threads", "", 2000, false},
     {"throughput of a job lost beside 16 threads asking, %", Measure::LessPercent, "carry_beside/queries/16",
@@ -84,9 +84,10 @@ public:
     {
         ConsoleReporter::ReportRuns(reports);
         for (const Run& run : reports) {
-            if (!run.error_occurred && (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")) {
-                runs[run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args)] =
-                    run;
+            if (!run.error_occurred &&
+                (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")) {
+                runs[run.run_name.function_name +
+                     (run.run_name.args.empty() ? "" : "/" + run.run_name.args)] = run;
             }
         }
     }

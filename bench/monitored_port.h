@@ -13,7 +13,8 @@ namespace zrtmon::bench {
 /// The library's entry-point table; the library is initialised at the first call.
 const MONITOR2& Library();
 
-/// Opened by the constructor, closed by the destructor. Throws std::runtime_error when the port does not open.
+/// Opened by the constructor, closed by the destructor. Throws std::runtime_error when the port does not
+/// open.
 class MonitoredPort {
 public:
     explicit MonitoredPort(std::wstring portName);

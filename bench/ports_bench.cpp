@@ -1,5 +1,5 @@
-// What many ports cost in one process: time to open, ask, write and close, and memory. The waits of queries take
-// no time here, on a clock that jumps over them.
+// What many ports cost in one process: time to open, ask, write and close, and memory. The waits of queries
+// take no time here, on a clock that jumps over them.
 #include <benchmark/benchmark.h>
 
 #include <malloc.h>

@@ -1,4 +1,5 @@
-// What a query costs beyond the waits that it must keep, and what queries cost a job beside them. In real time.
+// What a query costs beyond the waits that it must keep, and what queries cost a job beside them. In real
+// time.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -13,7 +14,8 @@ namespace zrtmon::bench {
 namespace {
 
 constexpr const wchar_t* kValueName = L"PrinterError";
-constexpr double kReplyDelaySeconds = CData::kDefaultSendDelayMs / 1000.0; ///< between its command and its reply
+constexpr double kReplyDelaySeconds =
+    CData::kDefaultSendDelayMs / 1000.0; ///< between its command and its reply
 constexpr int kAskers = 16;
 constexpr double kJobSeconds = 1.0;
 constexpr size_t kCardBytes = 4 << 20;
@@ -63,8 +65,8 @@ void SixteenAtOnce(benchmark::State& state)
     }
 }
 
-/// The bytes that a job carries inside one card, where no query may go in, while threads ask all the time: what
-/// the locks alone take from it.
+/// The bytes that a job carries inside one card, where no query may go in, while threads ask all the time:
+/// what the locks alone take from it.
 void CarryBeside(benchmark::State& state)
 {
     const CardData card = LongCard(kCardBytes, kPieceBytes);
@@ -96,9 +98,17 @@ void CarryBeside(benchmark::State& state)
     port.EndDocument();
 }
 
-BENCHMARK(OneAfterAnother)->Name("query/alone")->Iterations(20)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(OneAfterAnother)
+    ->Name("query/alone")
+    ->Iterations(20)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
 BENCHMARK(DelayAlone)->Name("query/delay_alone")->Iterations(20)->Unit(benchmark::kMicrosecond);
-BENCHMARK(SixteenAtOnce)->Name("query/16_threads")->Iterations(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(SixteenAtOnce)
+    ->Name("query/16_threads")
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
 BENCHMARK(CarryBeside)->Name("carry_beside/queries")->Arg(0)->Arg(kAskers)->Iterations(1)->UseRealTime();
 
 } // namespace

@@ -4,12 +4,12 @@ namespace zrtmon {
 
 namespace {
 
-/// So many places are looked at together once an escape has been found: where escapes stand close to each other
-/// that is faster than a memchr call for each.
+/// So many places are looked at together once an escape has been found: where escapes stand close to each
+/// other that is faster than a memchr call for each.
 constexpr uint32_t kCloseLook = 32;
 
-/// Whether a prefix begins at one of kCloseLook places. No branch for each of them, so that the compiler can look
-/// at many in one instruction.
+/// Whether a prefix begins at one of kCloseLook places. No branch for each of them, so that the compiler can
+/// look at many in one instruction.
 bool IsPrefixClose(const uint8_t* data)
 {
     unsigned found = 0;
