@@ -23,7 +23,7 @@ namespace {
 
 constexpr unsigned kRunLimitSeconds = 120; ///< real ones: a run that hangs ends the process
 constexpr uint64_t kWarmUpRuns = 8;        ///< make what a process makes once and keeps
-constexpr uint64_t kEnoughRuns = 200;      ///< from here on everything rare must have happened
+constexpr uint64_t kEnoughRuns = 1000;     ///< from here on everything rare must have happened
 
 /// What a run is meant to meet now and then.
 constexpr const char* kRare[] = {
