@@ -14,7 +14,6 @@ namespace zrtmon::bench {
 namespace {
 
 constexpr size_t kRecordBytes = 476;
-constexpr ptrdiff_t kCardEndBytes = 4;
 constexpr DWORD kLongestAnswer = 4096;
 wchar_t printerName[] = L"Cards";
 
@@ -65,12 +64,13 @@ DWORD MonitoredPort::Ask(const wchar_t* valueName) const
 CardData LongCard(size_t bytes, uint32_t payloadBytes)
 {
     sim::JobShape shape;
-    shape.recordsPerSide = static_cast<uint32_t>(bytes / kRecordBytes) + 1;
+    // The first packet opens the card and the last one ends it: neither may be repeated.
+    shape.recordsPerSide = static_cast<uint32_t>((bytes + 2 * size_t{payloadBytes}) / kRecordBytes) + 1;
     shape.payloadBytes = payloadBytes;
     shape.endCommand = false;
-    const sim::Job job = sim::BuildJob(shape);
-    const auto end = job.bytes.begin() + static_cast<ptrdiff_t>(job.cardEnds.front());
-    return {{job.bytes.begin(), end - kCardEndBytes}, job.packetStarts.at(1)};
+    sim::Job job = sim::BuildJob(shape);
+    job.bytes.resize(job.packetStarts.back());
+    return {std::move(job.bytes), job.packetStarts.at(1)};
 }
 
 void Carry(HANDLE port, std::span<const uint8_t> bytes, size_t pieceSize,

@@ -36,13 +36,16 @@ private:
     HANDLE m_port = nullptr;
 };
 
-/// The bytes of a job between two status queries.
+/// The start of a job and of its first card: no query may go in behind it.
 struct CardData {
-    std::vector<uint8_t> bytes; ///< the start of a job and of a card, and records up to the last whole one
-    size_t repeatFrom;          ///< from here on they may follow themselves again and again
+    std::vector<uint8_t> bytes; ///< ends with a packet, inside the card
+    size_t repeatFrom;          ///< from here on packets of records, which may come again and again
+
+    std::span<const uint8_t> Start() const { return std::span(bytes).first(repeatFrom); }
+    std::span<const uint8_t> Records() const { return std::span(bytes).subspan(repeatFrom); }
 };
 
-/// At least so many bytes, in packets of up to payloadBytes.
+/// At least so many bytes of records, in packets of up to payloadBytes.
 CardData LongCard(size_t bytes, uint32_t payloadBytes);
 
 /// Offers the bytes, pieceSize at a time, until all are taken.

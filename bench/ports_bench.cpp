@@ -58,7 +58,7 @@ void WriteToOne(benchmark::State& state)
 {
     const Ports ports = OpenPorts(state.range(0));
     const CardData card = LongCard(200 << 10, kPiece);
-    const std::span<const uint8_t> records = std::span(card.bytes).subspan(card.repeatFrom);
+    const std::span<const uint8_t> records = card.Records();
     MonitoredPort& port = *ports[ports.size() / 2];
     port.StartDocument();
     Carry(port.Handle(), card.bytes, kPiece, Library().pfnWritePort);
