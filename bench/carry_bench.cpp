@@ -57,13 +57,13 @@ void CarryBothWays(benchmark::State& state, const CardData& card, size_t pieceSi
         state.SetIterationTime(seconds);
     }
     state.counters["allocations"] = static_cast<double>(allocations.Calls());
+    state.counters["copied_bytes"] = static_cast<double>(port.lower.bytesElsewhere);
     port.EndDocument();
     const double mebibytes =
         static_cast<double>(state.iterations()) * static_cast<double>(records.size()) / (1 << 20);
     state.counters["more_percent"] = (throughLibrary / below - 1) * 100;
     state.counters["us_per_MiB"] = throughLibrary * 1e6 / mebibytes;
     state.counters["below_us_per_MiB"] = below * 1e6 / mebibytes;
-    state.counters["copied_bytes"] = static_cast<double>(port.lower.bytesElsewhere);
 }
 
 void LongJob(benchmark::State& state)
@@ -79,8 +79,16 @@ void Packets(benchmark::State& state)
     CarryBothWays(state, Card(kLongCard, static_cast<uint32_t>(state.range(0))), kUsualPiece);
 }
 
+/// Bytes that are no packets pass without a scan: what being offered and sent alone costs.
+void Unframed(benchmark::State& state)
+{
+    static const CardData plain{std::vector<uint8_t>(kLongCard, ' '), 0};
+    CarryBothWays(state, plain, static_cast<size_t>(state.range(0)));
+}
+
 BENCHMARK(LongJob)->Name("carry")->RangeMultiplier(4)->Range(1 << 10, 1 << 20)->UseManualTime();
 BENCHMARK(CachedJob)->Name("carry_cached")->Arg(4 << 10)->Arg(64 << 10)->UseManualTime();
+BENCHMARK(Unframed)->Name("carry_unframed")->RangeMultiplier(4)->Range(1 << 10, 1 << 20)->UseManualTime();
 BENCHMARK(Packets)->Name("carry_packets")->RangeMultiplier(4)->Range(1 << 10, 1 << 20)->UseManualTime();
 
 } // namespace
