@@ -23,6 +23,13 @@ namespace zrtmon {
 /// other use ends the process with a line that says what is wrong.
 class ZRT_PLATFORM_API VirtualClock {
 public:
+    /// A first GetTickCount a quarter of a second before the wrap. On Windows 0, which leaves the system's.
+#ifdef _WIN32
+    static constexpr DWORD kBeforeWrap = 0;
+#else
+    static constexpr DWORD kBeforeWrap = 0xFFFFFF00;
+#endif
+
     /// startTick is the first GetTickCount, so that a test can begin shortly before the wrap.
     explicit VirtualClock(DWORD startTick = 0);
     /// Of its participating threads one runs at a time. At every call into the layer (locks, events, sleeps,

@@ -72,7 +72,7 @@ private:
 
 /// What stands around a PortBench when there is only one.
 struct BenchWorld {
-    VirtualClock clock{0xFFFFFF00u}; // the tick count wraps in the course of each test
+    VirtualClock clock{VirtualClock::kBeforeWrap}; // the tick count wraps in the course of each test
     sim::CPortMonitor ports;
 };
 
