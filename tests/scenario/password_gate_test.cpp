@@ -58,6 +58,8 @@ private:
 constexpr const char* kAfterAnHour =
     "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='1 hour'/></PassWordAfterDelay>";
 
+constexpr const char* kOnFirstCard = "<PassWordOnfirstCard Enabled='True'/>";
+
 /// With a policy, whose file printer data names.
 struct PolicyBench : GateBench {
     /// behind: bytes of the value behind the path
@@ -156,6 +158,41 @@ TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
     bench.ExpectPrinted(1);
 }
 
+TEST(PasswordGate, TheFirstCardOfADayWantsAFreshPassword)
+{
+    struct Day {
+        SYSTEMTIME time;
+        const char* stored; ///< by the person at the printer; empty: nobody is there
+        bool goes;
+    };
+    const auto at = [](WORD month, WORD day, WORD hour) {
+        return SYSTEMTIME{2026, month, 0, day, hour, 0, 0, 0};
+    };
+    PolicyBench bench;
+    bench.policy.Write(test::PolicyText(kOnFirstCard));
+    for (const Day& day :
+         {Day{at(3, 5, 9), "", false}, Day{at(3, 5, 9), "clerk", true}, Day{at(3, 5, 23), "", true},
+          Day{at(3, 6, 0), "", false}, Day{at(3, 6, 8), "boss", true}, Day{at(4, 6, 8), "", true}}) {
+        SCOPED_TRACE(testing::Message() << day.time.wMonth << '/' << day.time.wDay << ' ' << day.time.wHour);
+        bench.clock.SetLocalTime(day.time);
+        if (*day.stored) {
+            bench.StorePassword(day.stored);
+        }
+        EXPECT_EQ(day.goes, bench.Goes());
+        EXPECT_TRUE(bench.EndDocument());
+    }
+}
+
+TEST(PasswordGate, AChangedPolicyWantsAFreshPassword)
+{
+    PolicyBench bench;
+    bench.StorePassword("clerk");
+    EXPECT_TRUE(bench.Prints());
+    bench.policy.Write(test::PolicyText(std::string(kAfterAnHour) + kOnFirstCard));
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_TRUE(bench.IsPasswordWanted());
+}
+
 TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
 {
     const std::string end(sizeof(wchar_t), '\0');
@@ -205,6 +242,38 @@ TEST(PasswordGate, AWrongPasswordIsPresentedAgainOnceAndThenAskedFor)
     bench.StorePassword("clerk");
     EXPECT_TRUE(bench.Finishes());
     EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+}
+
+TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
+{
+    GateBench bench("admin-password=boss,card-ms=100");
+    bench.job = sim::BuildJob({.cards = 3}).bytes;
+    int writes = 0;
+    bench.lower.limitWrite = [&](const uint8_t*, DWORD size) {
+        if (size > 100 && ++writes == 2) {
+            bench.Printer().SetProtection(true);
+        }
+        return size;
+    };
+    EXPECT_FALSE(bench.Goes());
+    EXPECT_TRUE(bench.IsPasswordWanted());
+    EXPECT_EQ(0u, bench.Printer().View().jobsEnded);
+    bench.StorePassword("boss");
+    EXPECT_TRUE(bench.Finishes());
+    bench.ExpectPrinted(3);
+}
+
+TEST(PasswordGate, ABusyPrinterIsWaitedForBehindTheGate)
+{
+    GateBench bench;
+    EXPECT_FALSE(bench.Goes());
+    bench.Printer().SetBusy(true);
+    bench.StorePassword("clerk");
+    EXPECT_FALSE(bench.GoesOn());
+    EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
+    bench.Printer().SetBusy({});
+    EXPECT_TRUE(bench.Finishes());
+    bench.ExpectPrinted(1);
 }
 
 TEST(PasswordGate, AsksBetweenPacketsOnly)
