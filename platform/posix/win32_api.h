@@ -295,7 +295,7 @@ inline constexpr DWORD JOB_CONTROL_PAUSE = 1;
 inline constexpr DWORD JOB_CONTROL_RESUME = 2;
 inline constexpr DWORD JOB_CONTROL_CANCEL = 3;
 inline constexpr DWORD JOB_CONTROL_DELETE = 5;
-inline constexpr DWORD JOB_CONTROL_SENT_TO_PRINTER = 8;
+inline constexpr DWORD JOB_CONTROL_SENT_TO_PRINTER = 6;
 
 struct JOB_INFO_1W {
     DWORD JobId;
