@@ -45,7 +45,7 @@ struct CCardPrinter::State final : IInputEvents {
     DWORD m_lastTick = GetTickCount();
     uint64_t m_nowMs = 0; ///< since the printer was made
     CPrinterDevice m_device;
-    CInputParser m_parser{*this};
+    CInputParser m_parser;
     CReplyQueue m_replies;
     std::string m_deviceId;
     std::string m_noise;
@@ -60,6 +60,7 @@ struct CCardPrinter::State final : IInputEvents {
         uint64_t records = 0;
         uint64_t cardsReceived = 0;
         uint64_t commandsInsideCard = 0;
+        uint64_t commandsInsidePacket = 0;
         std::map<std::string, uint64_t> commands;
     } m_counts;
     std::vector<uint64_t> m_violationOffsets; ///< of all, in order
@@ -71,8 +72,8 @@ struct CCardPrinter::State final : IInputEvents {
 };
 
 CCardPrinter::State::State(const PrinterOptions& options)
-    : m_device(options), m_deviceId(DeviceIdOf(options)), m_noise(options.noise),
-      m_neverAnswers(options.neverAnswer)
+    : m_device(options), m_parser(*this, options.interleave), m_deviceId(DeviceIdOf(options)),
+      m_noise(options.noise), m_neverAnswers(options.neverAnswer)
 {
     m_replies.SetDelay(options.replyMs);
     m_replies.SetPieces(options.cutReplies, options.cutMs);
@@ -101,14 +102,17 @@ void CCardPrinter::State::OnHostCommand(std::string_view mnemonic, std::string_v
 void CCardPrinter::State::NoteCommand(std::string_view mnemonic, uint64_t offset)
 {
     const bool insideCard = m_sides % 2 == 1;
+    const bool insidePacket = m_parser.IsInsidePacket();
     m_counts.commandsInsideCard += insideCard ? 1 : 0;
+    m_counts.commandsInsidePacket += insidePacket ? 1 : 0;
     ++m_counts.commands[std::string(mnemonic)];
     if (m_commandLog.size() < kKeptCommands) {
         m_commandLog.push_back({.mnemonic = std::string(mnemonic),
                                 .offset = offset,
                                 .jobBytes = m_counts.jobBytes,
                                 .atMs = m_nowMs,
-                                .insideCard = insideCard});
+                                .insideCard = insideCard,
+                                .insidePacket = insidePacket});
     }
 }
 
@@ -199,6 +203,7 @@ PrinterView CCardPrinter::State::View()
     view.violationCount = m_violationOffsets.size();
     view.violations = m_violations;
     view.commandsInsideCard = m_counts.commandsInsideCard;
+    view.commandsInsidePacket = m_counts.commandsInsidePacket;
     view.commands = m_counts.commands;
     return view;
 }

@@ -19,7 +19,9 @@ namespace zrtmon::sim {
 ///
 /// Input. Outside job data it carries out host commands; job data is packets (ESC '_', two bytes, a
 /// big-endian 32-bit length, the payload) or, when it does not begin like that, raw data up to the end of the
-/// job or of the document. Bytes may arrive cut anywhere.
+/// job or of the document. Bytes may arrive cut anywhere; only a host command inside a packet must arrive
+/// as a transfer of its own, between two commands, and PrinterOptions::interleave limits which ones are
+/// accepted.
 ///
 /// Cards. Each "j" in the job data is a card to print; it takes card-ms. With password protection on, cards
 /// wait until a password validates the job, and are dropped if the job ends before; the validation ends with
@@ -31,7 +33,7 @@ public:
     CCardPrinter(const CCardPrinter&) = delete;
     CCardPrinter& operator=(const CCardPrinter&) = delete;
 
-    /// The host's bytes, in order.
+    /// The host's bytes, in order; one transfer a call (see Interleave).
     void Receive(const uint8_t* data, size_t size);
     /// Copies at most size bytes of the oldest reply that is ready, and answers how many; 0 when none is.
     /// Never copies from two replies at once.

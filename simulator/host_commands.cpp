@@ -1,5 +1,7 @@
 #include "simulator/host_commands.h"
 
+#include <algorithm>
+
 namespace zrtmon::sim {
 
 namespace {
@@ -76,6 +78,22 @@ const HostCommand* FindHostCommand(std::string_view text, bool* possible)
     return nullptr;
 }
 
+const HostCommand* FindWholeCommand(std::string_view bytes)
+{
+    constexpr size_t kHead = std::size(kPrefix);
+    bool possible =
+        bytes.size() > kHead && std::equal(std::begin(kPrefix), std::end(kPrefix), bytes.begin(),
+                                           [](uint8_t p, char b) { return p == static_cast<uint8_t>(b); });
+    for (size_t length = 1; possible && kHead + length <= bytes.size(); ++length) {
+        if (const HostCommand* command = FindHostCommand(bytes.substr(kHead, length), &possible)) {
+            bool wrong = false;
+            const bool complete = AreParametersComplete(*command, bytes.substr(kHead + length), &wrong);
+            return complete && !wrong ? command : nullptr;
+        }
+    }
+    return nullptr;
+}
+
 bool AreParametersComplete(const HostCommand& command, std::string_view parameters, bool* wrong)
 {
     *wrong = false;
@@ -84,7 +102,7 @@ bool AreParametersComplete(const HostCommand& command, std::string_view paramete
         return parameters.size() == command.parameterBytes;
     case ParameterForm::Setting:
         *wrong = parameters.size() > kLongestSetting;
-        return parameters.ends_with('\r');
+        return !parameters.empty() && parameters.find('\r') == parameters.size() - 1;
     case ParameterForm::PasswordMode:
         return IsPasswordComplete(parameters);
     case ParameterForm::Job:

@@ -29,7 +29,12 @@ struct HostCommand {
 /// make it one.
 const HostCommand* FindHostCommand(std::string_view text, bool* possible);
 
-/// Whether the parameter bytes received so far are all. *wrong is set when they can never be.
+/// The row of a host command that these bytes are, from its ESC to its last parameter byte; null when they
+/// are not exactly one.
+const HostCommand* FindWholeCommand(std::string_view bytes);
+
+/// Whether these parameter bytes are exactly those that the command has. *wrong is set when they can never
+/// be.
 bool AreParametersComplete(const HostCommand& command, std::string_view parameters, bool* wrong);
 
 } // namespace zrtmon::sim

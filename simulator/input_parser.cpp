@@ -39,6 +39,11 @@ std::string Printable(std::string_view bytes)
     return text;
 }
 
+bool IsSecurityCommand(std::string_view mnemonic)
+{
+    return mnemonic == "NP" || mnemonic == "NT" || mnemonic == "4";
+}
+
 uint32_t BigEndian32(const uint8_t* bytes)
 {
     return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
@@ -48,6 +53,7 @@ uint32_t BigEndian32(const uint8_t* bytes)
 
 void CInputParser::Feed(const uint8_t* data, size_t size)
 {
+    m_isInterleaved = IsInterleavedCommand({reinterpret_cast<const char*>(data), size});
     while (size > 0) {
         const size_t piece = m_watch.Advance(data, size);
         Parse(data, piece);
@@ -59,11 +65,22 @@ void CInputParser::Feed(const uint8_t* data, size_t size)
     }
 }
 
+bool CInputParser::IsInterleavedCommand(std::string_view transfer) const
+{
+    const bool isBetweenUnits = (m_expect == Expect::Command && m_unit.empty()) || m_expect == Expect::Marker;
+    if (m_interleave == Interleave::Packets || m_payloadLeft == 0 || !isBetweenUnits) {
+        return false;
+    }
+    const HostCommand* command = FindWholeCommand(transfer);
+    return command && command->form != ParameterForm::Job &&
+           (m_interleave == Interleave::Commands || IsSecurityCommand(command->mnemonic));
+}
+
 void CInputParser::Parse(const uint8_t* data, size_t size)
 {
     while (size > 0) {
         size_t taken = 0;
-        if (m_payloadLeft > 0) {
+        if (m_payloadLeft > 0 && !m_isInterleaved) {
             taken = TakePayload(data, std::min<size_t>(size, m_payloadLeft));
             m_events.OnJobData(data, taken, true);
             m_payloadLeft -= static_cast<uint32_t>(taken);

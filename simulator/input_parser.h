@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "simulator/host_commands.h"
+#include "simulator/printer_options.h"
 #include "simulator/stream_watch.h"
 
 namespace zrtmon::sim {
@@ -31,12 +32,17 @@ public:
     virtual void OnViolation(uint64_t offset, const std::string& text) = 0;
 };
 
-/// The parser. Its state stands between any two bytes, so it does not matter how the stream is cut.
+/// The parser. It does not matter how the stream is cut into transfers, except for a host command inside a
+/// packet, which must be a transfer of its own.
 class CInputParser {
 public:
     /// events is lent for the parser's life.
-    explicit CInputParser(IInputEvents& events) : m_events(events) {}
+    explicit CInputParser(IInputEvents& events, Interleave interleave = Interleave::Packets)
+        : m_events(events), m_interleave(interleave)
+    {
+    }
 
+    /// The bytes of one transfer.
     void Feed(const uint8_t* data, size_t size);
     /// No more bytes of this document come: what is incomplete is given up.
     void EndDocument();
@@ -50,6 +56,7 @@ private:
     enum class Expect { Command, Marker, CardParameters, Body }; ///< next in a payload
 
     bool IsHeader() const { return m_held.size() >= 2 && m_held[1] == '_'; }
+    bool IsInterleavedCommand(std::string_view transfer) const;
     void Parse(const uint8_t* data, size_t size);
     void CheckPattern();
     void Cancel(uint64_t offset);
@@ -74,6 +81,7 @@ private:
     void RefuseUnit(uint8_t byte);
 
     IInputEvents& m_events;
+    const Interleave m_interleave;
     CStreamWatch m_watch;
     uint64_t m_offset = 0; ///< of the byte that is looked at
     Mode m_mode = Mode::Idle;
@@ -87,6 +95,7 @@ private:
 
     // In a packet's payload.
     uint32_t m_payloadLeft = 0;
+    bool m_isInterleaved = false; ///< the bytes of this transfer are a host command instead
     Expect m_expect = Expect::Command;
     std::string m_unit; ///< bytes of a job command that is not complete
     size_t m_bodyLeft = 0;

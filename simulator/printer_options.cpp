@@ -21,10 +21,13 @@ struct NumberOption {
 };
 using SwitchOption = bool PrinterOptions::*;
 using TextOption = std::string PrinterOptions::*;
+using InterleaveOption = Interleave PrinterOptions::*;
+
+constexpr std::string_view kInterleaveNames[] = {"packets", "security", "commands"}; ///< by value
 
 struct OptionRow {
     std::string_view name;
-    std::variant<NumberOption, SwitchOption, TextOption> target;
+    std::variant<NumberOption, SwitchOption, TextOption, InterleaveOption> target;
     const char* meaning;
 };
 
@@ -64,6 +67,8 @@ constexpr OptionRow kOptions[] = {
     {"cut-replies", NumberOption{&P::cutReplies, kAnyNumber},
      "replies come in pieces of so many bytes; 0: whole"},
     {"cut-ms", NumberOption{&P::cutMs, kLongestMs}, "between two such pieces, in milliseconds"},
+    {"interleave", InterleaveOption{&P::interleave},
+     "host commands accepted between packets only, inside them the password gate's too, or all"},
     {"write-limit", NumberOption{&P::writeLimit, kAnyNumber},
      "the port takes at most so many bytes of a write; 0: all"},
 };
@@ -72,6 +77,14 @@ struct FormOf {
     std::string operator()(const NumberOption&) const { return "N"; }
     std::string operator()(SwitchOption) const { return "0|1"; }
     std::string operator()(TextOption) const { return "TEXT"; }
+    std::string operator()(InterleaveOption) const
+    {
+        std::string form;
+        for (const std::string_view name : kInterleaveNames) {
+            form.append(form.empty() ? "" : "|").append(name);
+        }
+        return form;
+    }
 };
 
 struct TextOf {
@@ -82,6 +95,10 @@ struct TextOf {
     }
     std::string operator()(SwitchOption member) const { return options.*member ? "1" : "0"; }
     std::string operator()(TextOption member) const { return options.*member; }
+    std::string operator()(InterleaveOption member) const
+    {
+        return std::string(kInterleaveNames[static_cast<size_t>(options.*member)]);
+    }
 };
 
 /// Stores a value; answers what it would have to be, empty when it was right.
@@ -111,6 +128,15 @@ struct Assign {
     std::string operator()(TextOption member) const
     {
         options.*member = value;
+        return {};
+    }
+    std::string operator()(InterleaveOption member) const
+    {
+        const auto name = std::ranges::find(kInterleaveNames, value);
+        if (name == std::end(kInterleaveNames)) {
+            return FormOf{}(member);
+        }
+        options.*member = static_cast<Interleave>(name - std::begin(kInterleaveNames));
         return {};
     }
 };

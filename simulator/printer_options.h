@@ -10,6 +10,15 @@
 
 namespace zrtmon::sim {
 
+/// Where in framed job data the printer accepts a host command. Between packets it always does; inside a
+/// packet the command must arrive as a transfer of its own, between two units of the payload (a job command
+/// with its data, or a record). Anything else there is job data, and a query in it a violation.
+enum class Interleave {
+    Packets,  ///< between packets only
+    Security, ///< inside a packet as well, for the commands of the password gate: "NP", "NT" and "4"
+    Commands, ///< inside a packet as well, for every host command
+};
+
 /// A printer as it stands when its port is opened. Every member is one option of the port name.
 struct PrinterOptions {
     uint32_t cardCount = 100;  ///< cards printed in its life so far
@@ -43,13 +52,14 @@ struct PrinterOptions {
     std::string noise;         ///< bytes in front of every reply
     uint32_t cutReplies = 0;   ///< a reply comes in pieces of so many bytes; 0: whole
     uint32_t cutMs = 0;        ///< between two pieces, milliseconds
-    uint32_t writeLimit = 0;   ///< the port takes at most so many bytes of a write; 0: all
+    Interleave interleave = Interleave::Commands;
+    uint32_t writeLimit = 0; ///< the port takes at most so many bytes of a write; 0: all
 };
 
 /// An option as the help of the command line shows it.
 struct OptionHelp {
     std::string name;         ///< "card-ms"
-    std::string form;         ///< what stands behind the '=': "N", "0|1", "TEXT"
+    std::string form;         ///< what stands behind the '=': "N", "0|1", "packets|security|commands", "TEXT"
     std::string meaning;      ///< one line
     std::string defaultValue; ///< as it would be written
 };

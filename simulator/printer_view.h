@@ -21,6 +21,7 @@ struct CommandSeen {
     uint64_t jobBytes;    ///< bytes of job data received before it
     uint64_t atMs;        ///< since the printer was made
     bool insideCard;      ///< a card was half transferred: an odd number of "C" since the last "j"
+    bool insidePacket;    ///< payload bytes of a packet were still to come
 };
 
 /// A printer at one moment.
@@ -48,7 +49,8 @@ struct PrinterView {
 
     uint64_t violationCount = 0;
     std::vector<Violation> violations; ///< the first 64
-    uint64_t commandsInsideCard = 0;   ///< host commands between packets, with a card half transferred
+    uint64_t commandsInsideCard = 0;   ///< host commands carried out with a card half transferred
+    uint64_t commandsInsidePacket = 0; ///< host commands carried out with a packet half transferred
 
     std::map<std::string, uint64_t> commands; ///< how often each host command came, by mnemonic
     std::vector<std::string> moves;           ///< mnemonics, the last 64

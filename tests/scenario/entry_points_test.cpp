@@ -1,8 +1,10 @@
 // The library's face towards the spooler, through the entry-point table.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <cwctype>
 #include <utility>
 
 #include "monitor/entry_points.h"
@@ -19,7 +21,6 @@ using test::OpenBench;
 using test::SpoolerBench;
 
 wchar_t portName[] = L"sim:";
-wchar_t portNameInCapitals[] = L"SIM:";
 wchar_t printerName[] = L"Cards";
 wchar_t empty[] = L"";
 
@@ -72,8 +73,10 @@ TEST(EntryPoints, OpeningRefusesWhatIsMissing)
 TEST(EntryPoints, ANameIsOpenOnceWhateverItsCase)
 {
     OpenBench bench;
+    std::wstring capitals = bench.PortName();
+    std::ranges::transform(capitals, capitals.begin(), ::towupper);
     HANDLE second = &bench;
-    EXPECT_FALSE(bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), portNameInCapitals, printerName,
+    EXPECT_FALSE(bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), capitals.data(), printerName,
                                             &second, LowerPort::Table()));
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
     EXPECT_EQ(nullptr, second);

@@ -177,6 +177,28 @@ TEST(CardPrinter, TellsWhereHostCommandsCame)
     EXPECT_EQ(0u, bench.printer.View().violationCount);
 }
 
+TEST(CardPrinter, RepliesToACommandInsideAPacketAsItsOptionSays)
+{
+    const struct {
+        const char* options;
+        bool repliesToQuery;
+        bool repliesToGate;
+    } rows[] = {{"", true, true}, {"interleave=security", false, true}, {"interleave=packets", false, false}};
+    for (const auto& [options, repliesToQuery, repliesToGate] : rows) {
+        SCOPED_TRACE(options);
+        PrinterBench bench(options);
+        bench.Send(Packet(Command("J") + std::string(40, '?')).substr(0, 12));
+        EXPECT_EQ(repliesToGate, !bench.Ask("NP").empty());
+        EXPECT_EQ(repliesToGate, bench.printer.View().violationCount == 0);
+        EXPECT_EQ(repliesToQuery, !bench.Ask("Nr").empty());
+        const PrinterView view = bench.printer.View();
+        EXPECT_EQ(repliesToQuery, view.violationCount == 0);
+        EXPECT_EQ(view.commands.size(), view.commandsInsidePacket);
+        EXPECT_EQ(12 + 5 * (2 - view.commandsInsidePacket), view.jobBytes);
+        EXPECT_TRUE(view.insidePacket);
+    }
+}
+
 TEST(CardPrinter, DropsWhatADocumentLeavesIncomplete)
 {
     PrinterBench bench;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <vector>
 
 #include "simulator/input_parser.h"
@@ -41,10 +42,10 @@ private:
 };
 
 /// What the parser tells of a document that comes in these pieces.
-std::string TraceOf(const std::vector<std::string_view>& pieces)
+std::string TraceOf(const std::vector<std::string_view>& pieces, Interleave interleave = Interleave::Packets)
 {
     CTrace trace;
-    CInputParser parser(trace);
+    CInputParser parser(trace, interleave);
     for (const std::string_view piece : pieces) {
         parser.Feed(reinterpret_cast<const uint8_t*>(piece.data()), piece.size());
     }
@@ -161,6 +162,45 @@ TEST(InputParser, SeesAQueryAtEveryPlaceWhereNoneMayBe)
         ASSERT_TRUE(!isBorder || trace.find("Nr()") != std::string::npos) << "query at " << at;
     }
     EXPECT_EQ(job.packetStarts.size(), borders);
+}
+
+TEST(InputParser, AcceptsACommandBetweenTwoUnitsOfAPacketAsATransferOfItsOwn)
+{
+    const std::string bytes = Packet(Command("C10\x8F") + std::string(475, 'x') + Command("J") +
+                                     Command("m12\x03") + "abc" + Command("XZ") + "end");
+    const std::set<size_t> boundaries = {8, 490, 494, 504, 509, 510, 511};
+    const struct {
+        std::string transfer;
+        std::string trace; ///< up to the offset
+        Interleave mildest;
+    } rows[] = {{Command("NP"), "NP()", Interleave::Security},
+                {Command("NT"), "NT()", Interleave::Security},
+                {Command("412345678"), "4(12345678)", Interleave::Security},
+                {Command("Nr"), "Nr()", Interleave::Commands},
+                {Command("TE0,-5T\r"), "TE(0,-5T\r)", Interleave::Commands}};
+    for (const auto& [transfer, trace, mildest] : rows) {
+        for (size_t at = 8; at < bytes.size(); ++at) {
+            const std::vector<std::string_view> pieces = {std::string_view(bytes).substr(0, at), transfer,
+                                                          std::string_view(bytes).substr(at)};
+            for (const Interleave mode : {Interleave::Packets, Interleave::Security, Interleave::Commands}) {
+                const bool isCarriedOut =
+                    TraceOf(pieces, mode).find(trace + '@' + std::to_string(at)) != std::string::npos;
+                EXPECT_EQ(mode >= mildest && boundaries.contains(at), isCarriedOut) << trace << " at " << at;
+            }
+        }
+    }
+}
+
+TEST(InputParser, TakesAnyOtherTransferInAPacketForJobData)
+{
+    const std::string bytes = Packet(std::string(40, '?'));
+    for (const std::string& transfer :
+         {Command("NP") + Command("NP"), Command("NP").substr(0, 4), Command("NP?"), Command("J"),
+          Command("41234567"), Command("TE0T\rT\r"), Command("TE0")}) {
+        const std::string trace =
+            TraceOf({bytes.substr(0, 8), transfer, bytes.substr(8)}, Interleave::Commands);
+        EXPECT_EQ(std::string::npos, trace.find('(')) << trace;
+    }
 }
 
 } // namespace

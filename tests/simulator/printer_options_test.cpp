@@ -19,7 +19,7 @@ TEST(PrinterOptions, EveryOptionTakesItsDefaultAndShowsAnotherValue)
         EXPECT_EQ(isText, ParsePrinterOptions(option.name + "=x", &problem).has_value());
         EXPECT_EQ(isText, problem.empty()) << problem;
     }
-    EXPECT_EQ(31u, names.size());
+    EXPECT_EQ(32u, names.size());
 }
 
 TEST(PrinterOptions, SayWhatIsWrongAndWhatWouldDo)

@@ -12,6 +12,8 @@ namespace zrtmon::test {
 namespace {
 
 constexpr size_t kSpoolerPiece = 64 * 1024;
+/// Only the password gate may interleave its commands with a packet; any other one there is a violation.
+const std::wstring kStrictPrinter = L"sim:interleave=security,";
 constexpr unsigned kIdleRoundsBeforePause = 4;
 
 MONITOR2* LoadEntryPoints()
@@ -30,7 +32,7 @@ PortBench::PortBench(VirtualClock& time, sim::CPortMonitor& lowerMonitor, const 
                      const std::string& options)
     : lower(sim::CPortMonitor::Table(), lowerMonitor.Handle()), table(LoadEntryPoints()), m_clock(time),
       m_ports(lowerMonitor), m_printerName(printerName),
-      m_portName(L"sim:" + std::wstring(options.begin(), options.end()))
+      m_portName(kStrictPrinter + std::wstring(options.begin(), options.end()))
 {
     spooler::CreatePrinter(m_printerName);
 }
