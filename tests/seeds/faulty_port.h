@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "simulator/job_builder.h"
-#include "tests/simulation/world.h"
+#include "tests/seeds/simulation.h"
 #include "tests/support/lower_port.h"
 
 namespace zrtmon::simulation {
@@ -18,10 +18,10 @@ inline thread_local Role t_role = Role::Job;
 
 /// Checks on every write: a job's bytes come in their order and none is lost or changed; a command goes out
 /// whole, with nothing between its parts, and where a document is open only between two packets of its job.
-class Wire {
+class CFaultyPort {
 public:
-    /// world and lower are borrowed for the object's life; lower's hooks are this object's from now on.
-    Wire(World& world, unsigned port, test::DisturbedPort& lower);
+    /// simulation and lower are borrowed for the object's life; lower's hooks are this object's from now on.
+    CFaultyPort(CSimulation& simulation, unsigned port, test::DisturbedPort& lower);
 
     /// The bytes of this job are to come; borrowed until EndJob. isValid: it is one that the printer can
     /// print.
@@ -71,7 +71,7 @@ private:
     void ExpectBorder();
     Rest& OwnRest() { return m_rests[static_cast<size_t>(t_role)]; }
 
-    World& m_world;
+    CSimulation& m_simulation;
     const unsigned m_number;         ///< the port's
     const sim::Job* m_job = nullptr; ///< of the open document
     bool m_isValid = false;

@@ -1,4 +1,4 @@
-#include "tests/simulation/wire.h"
+#include "tests/seeds/faulty_port.h"
 
 #include <algorithm>
 
@@ -21,7 +21,8 @@ bool IsOwnCommand(std::string_view bytes)
 
 } // namespace
 
-Wire::Wire(World& world, unsigned port, test::DisturbedPort& lower) : m_world(world), m_number(port)
+CFaultyPort::CFaultyPort(CSimulation& simulation, unsigned port, test::DisturbedPort& lower)
+    : m_simulation(simulation), m_number(port)
 {
     lower.trouble = [this](const char* call) { return Trouble(call); };
     lower.limitWrite = [this](const uint8_t* data, DWORD size) {
@@ -29,7 +30,7 @@ Wire::Wire(World& world, unsigned port, test::DisturbedPort& lower) : m_world(wo
     };
 }
 
-void Wire::BeginJob(const sim::Job& job, bool isValid)
+void CFaultyPort::BeginJob(const sim::Job& job, bool isValid)
 {
     m_job = &job;
     m_isValid = isValid;
@@ -38,7 +39,7 @@ void Wire::BeginJob(const sim::Job& job, bool isValid)
     m_isEndCut = false;
 }
 
-void Wire::EndJob(bool hasEnded)
+void CFaultyPort::EndJob(bool hasEnded)
 {
     m_job = nullptr;
     m_disorders += m_isValid ? 0 : 1;
@@ -48,13 +49,13 @@ void Wire::EndJob(bool hasEnded)
     m_isConfused = m_isConfused && !hasEnded;
 }
 
-bool Wire::IsConfused() const
+bool CFaultyPort::IsConfused() const
 {
     return m_isDropped || m_isConfused ||
            std::ranges::any_of(m_rests, [](const Rest& rest) { return !rest.bytes.empty(); });
 }
 
-void Wire::NoteOpened(bool isUnguarded)
+void CFaultyPort::NoteOpened(bool isUnguarded)
 {
     m_isStuck = false;
     m_isJobStuck = false;
@@ -64,44 +65,44 @@ void Wire::NoteOpened(bool isUnguarded)
     m_isUnguarded = isUnguarded;
 }
 
-DWORD Wire::Trouble(const char* call)
+DWORD CFaultyPort::Trouble(const char* call)
 {
     const DWORD error = TroubleOf(call);
-    m_world.journal.Note(call, m_number, error);
+    m_simulation.journal.Note(call, m_number, error);
     OwnRest().isExcused = OwnRest().isExcused || error != 0;
     return error;
 }
 
-DWORD Wire::TroubleOf(std::string_view call)
+DWORD CFaultyPort::TroubleOf(std::string_view call)
 {
-    Dice& dice = m_world.dice;
-    const Troubles& troubles = m_world.troubles;
+    CRandomSource& random = m_simulation.random;
+    const Troubles& troubles = m_simulation.troubles;
     if (call == "OpenPort" || call == "ClosePort" || call == "StartDocPort" || call == "EndDocPort") {
         // What an open that fails cannot close again nobody can.
-        const bool mayFail = troubles.documents && (call != "ClosePort" || m_world.opening == 0);
-        const bool fails = mayFail && dice.OneIn(12);
+        const bool mayFail = troubles.documents && (call != "ClosePort" || m_simulation.opening == 0);
+        const bool fails = mayFail && random.OneIn(12);
         if (fails && call == "EndDocPort") {
             m_isStuck = true;
             m_isJobStuck = m_isJobStuck || t_role == Role::Job;
         }
         return fails ? ERROR_GEN_FAILURE : 0;
     }
-    if (dice.OneIn(troubles.slow ? 2 : 20)) {
-        Sleep(dice.Between(1, 30));
+    if (random.OneIn(troubles.slow ? 2 : 20)) {
+        Sleep(random.Between(1, 30));
     }
     const bool isWrite = call.starts_with("WritePort");
-    if (isWrite && !OwnRest().bytes.empty() && !dice.OneIn(8)) {
+    if (isWrite && !OwnRest().bytes.empty() && !random.OneIn(8)) {
         return 0; // or every printer would soon be confused
     }
-    return (isWrite ? troubles.writes : troubles.reads) && dice.OneIn(10) ? ERROR_GEN_FAILURE : 0;
+    return (isWrite ? troubles.writes : troubles.reads) && random.OneIn(10) ? ERROR_GEN_FAILURE : 0;
 }
 
 /// How many bytes of a write are passed on.
-DWORD Wire::Take(std::string_view bytes)
+DWORD CFaultyPort::Take(std::string_view bytes)
 {
     const bool isCommand = t_role == Role::Query || bytes == OwnRest().bytes || IsOwnCommand(bytes);
     const size_t taken = DrawTaken(bytes.size(), isCommand);
-    m_world.journal.Note(isCommand ? "command" : "job data", m_number, bytes.size(), taken);
+    m_simulation.journal.Note(isCommand ? "command" : "job data", m_number, bytes.size(), taken);
     if (taken == 0) {
         return 0;
     }
@@ -113,13 +114,13 @@ DWORD Wire::Take(std::string_view bytes)
     return static_cast<DWORD>(taken);
 }
 
-size_t Wire::DrawTaken(size_t size, bool isCommand)
+size_t CFaultyPort::DrawTaken(size_t size, bool isCommand)
 {
-    Dice& dice = m_world.dice;
-    return dice.OneIn(isCommand ? 8 : 4) ? dice.Between(0, static_cast<uint32_t>(size)) : size;
+    CRandomSource& random = m_simulation.random;
+    return random.OneIn(isCommand ? 8 : 4) ? random.Between(0, static_cast<uint32_t>(size)) : size;
 }
 
-void Wire::NoteCommand(std::string_view bytes, size_t taken)
+void CFaultyPort::NoteCommand(std::string_view bytes, size_t taken)
 {
     Rest& rest = OwnRest();
     if (bytes == rest.bytes) {
@@ -132,28 +133,28 @@ void Wire::NoteCommand(std::string_view bytes, size_t taken)
         }
         ExpectNothingHalfSent(nullptr);
         ExpectBorder();
-        rest.since = m_world.clock.Elapsed();
+        rest.since = m_simulation.clock.Elapsed();
         rest.isExcused = false;
     }
     rest.bytes = bytes.substr(taken);
 }
 
-void Wire::NoteJobData(std::string_view bytes)
+void CFaultyPort::NoteJobData(std::string_view bytes)
 {
     ExpectNothingHalfSent(nullptr);
     const bool fits = m_job && m_below + bytes.size() <= m_job->bytes.size() &&
                       std::equal(bytes.begin(), bytes.end(), m_job->bytes.begin() + std::ptrdiff_t(m_below),
                                  [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; });
-    m_world.journal.Expect(fits, "the bytes below are not the job's next bytes,",
-                           std::to_string(bytes.size()) + " at " + std::to_string(m_below));
+    m_simulation.journal.Expect(fits, "the bytes below are not the job's next bytes,",
+                                std::to_string(bytes.size()) + " at " + std::to_string(m_below));
     m_below += bytes.size();
-    m_lastProgress = m_world.clock.Elapsed();
+    m_lastProgress = m_simulation.clock.Elapsed();
     m_isEndCut = m_isEndCut || (m_job && !m_job->packetStarts.empty() &&
                                 m_below > m_job->packetStarts.back() && m_below < m_job->bytes.size());
 }
 
 /// own: the command that goes on now.
-void Wire::ExpectNothingHalfSent(const Rest* own)
+void CFaultyPort::ExpectNothingHalfSent(const Rest* own)
 {
     for (Rest& rest : m_rests) {
         if (&rest == own || rest.bytes.empty()) {
@@ -164,19 +165,20 @@ void Wire::ExpectNothingHalfSent(const Rest* own)
             continue;
         }
         rest.bytes.clear();
-        m_world.journal.Expect(rest.isExcused || m_world.clock.Elapsed() - rest.since >= kCommandLimitMs,
-                               "something went between the parts of a command");
+        m_simulation.journal.Expect(rest.isExcused ||
+                                        m_simulation.clock.Elapsed() - rest.since >= kCommandLimitMs,
+                                    "something went between the parts of a command");
     }
 }
 
-void Wire::ExpectBorder()
+void CFaultyPort::ExpectBorder()
 {
     if (!m_job || !m_isValid || m_isCancelled || m_isUnguarded || m_job->packetStarts.empty()) {
         return;
     }
     const bool isBorder =
         m_below == m_job->bytes.size() || std::ranges::binary_search(m_job->packetStarts, m_below);
-    m_world.journal.Expect(isBorder, "a command went into a packet,", "at " + std::to_string(m_below));
+    m_simulation.journal.Expect(isBorder, "a command went into a packet,", "at " + std::to_string(m_below));
 }
 
 } // namespace zrtmon::simulation

@@ -1,4 +1,4 @@
-#include "tests/simulation/site.h"
+#include "tests/seeds/simulated_site.h"
 
 #include <algorithm>
 #include <utility>
@@ -58,64 +58,64 @@ std::vector<uint8_t> EndlessCommand(uint32_t size)
     return job;
 }
 
-std::string DrawOptions(Dice& dice, unsigned number)
+std::string DrawOptions(CRandomSource& random, unsigned number)
 {
     std::string options = "admin-password=boss,user-password=clerk,seed=" + std::to_string(number);
-    options += ",card-ms=" + std::to_string(dice.OneIn(2) ? 1 : dice.Between(1, 4000));
-    options += ",buffer-cards=" + std::to_string(dice.Between(0, 2));
-    options += dice.OneIn(3) ? ",protected=1" : "";
+    options += ",card-ms=" + std::to_string(random.OneIn(2) ? 1 : random.Between(1, 4000));
+    options += ",buffer-cards=" + std::to_string(random.Between(0, 2));
+    options += random.OneIn(3) ? ",protected=1" : "";
     return options;
 }
 
 } // namespace
 
-Site::Site(World& world, unsigned number)
-    : m_world(world), m_number(number), m_printerName(L"Printer " + std::to_wstring(number)),
-      m_bench(world.clock, world.ports, m_printerName, DrawOptions(world.dice, number)),
-      m_wire(world, number, m_bench.lower)
+CSimulatedSite::CSimulatedSite(CSimulation& simulation, unsigned number)
+    : m_simulation(simulation), m_number(number), m_printerName(L"Printer " + std::to_wstring(number)),
+      m_bench(simulation.clock, simulation.ports, m_printerName, DrawOptions(simulation.random, number)),
+      m_faultyPort(simulation, number, m_bench.lower)
 {
-    if (world.dice.OneIn(3)) {
+    if (simulation.random.OneIn(3)) {
         spooler::StoreValue(m_printerName, L"ConfigurationFile", REG_SZ, WideBytes(ZRT_POLICY_FILE));
     }
 }
 
-bool Site::Expect(bool holds, const char* rule, const std::string& context)
+bool CSimulatedSite::Expect(bool holds, const char* rule, const std::string& context)
 {
-    return m_world.journal.Expect(holds, rule, context + " (port " + std::to_string(m_number) + ")");
+    return m_simulation.journal.Expect(holds, rule, context + " (port " + std::to_string(m_number) + ")");
 }
 
-void Site::Start()
+void CSimulatedSite::Start()
 {
-    m_threads.push_back(m_world.Spawn([this] { RunJobs(); }));
-    m_threads.push_back(m_world.Spawn([this] { OperatePrinter(); }));
-    for (uint32_t askers = m_world.dice.Between(0, 3); askers > 0; --askers) {
-        m_threads.push_back(m_world.Spawn([this] { AskQuestions(); }));
+    m_threads.push_back(m_simulation.Spawn([this] { RunJobs(); }));
+    m_threads.push_back(m_simulation.Spawn([this] { OperatePrinter(); }));
+    for (uint32_t askers = m_simulation.random.Between(0, 3); askers > 0; --askers) {
+        m_threads.push_back(m_simulation.Spawn([this] { AskQuestions(); }));
     }
 }
 
 // ---------------------------------------------------------------------------------------------
 // The port
 
-bool Site::OpenPort()
+bool CSimulatedSite::OpenPort()
 {
-    ++m_world.opening;
-    const unsigned strikesBefore = m_world.Strikes();
-    const bool isOpen = World::Call([this] { return m_bench.Open(); });
-    const bool isUnguarded = m_world.Strikes() != strikesBefore;
-    --m_world.opening;
-    m_world.journal.Note(isOpen ? "port opened" : "port not opened", m_number, isUnguarded);
+    ++m_simulation.opening;
+    const unsigned strikesBefore = m_simulation.Strikes();
+    const bool isOpen = CSimulation::Call([this] { return m_bench.Open(); });
+    const bool isUnguarded = m_simulation.Strikes() != strikesBefore;
+    --m_simulation.opening;
+    m_simulation.journal.Note(isOpen ? "port opened" : "port not opened", m_number, isUnguarded);
     if (!isOpen) {
-        Expect(!m_world.troubles.IsQuiet(), "a port does not open");
+        Expect(!m_simulation.troubles.IsQuiet(), "a port does not open");
         return false;
     }
-    m_wire.NoteOpened(isUnguarded);
+    m_faultyPort.NoteOpened(isUnguarded);
     m_printer = &m_bench.Printer();
     m_isAway = false;
     return true;
 }
 
 /// Closes the port when nobody is inside it. A lower monitor that refuses is asked again.
-void Site::ClosePort()
+void CSimulatedSite::ClosePort()
 {
     m_isAway = true;
     while (m_inUse > 0) {
@@ -123,45 +123,45 @@ void Site::ClosePort()
     }
     if (Port().documentOpen && !m_isStartUndone) {
         ++m_misuses;
-        ++m_world.blocksLeft;
+        ++m_simulation.blocksLeft;
     }
-    while (!World::Call([this] { return m_bench.Close(); })) {
-        if (!Expect(m_world.troubles.documents, "a port does not close")) {
+    while (!CSimulation::Call([this] { return m_bench.Close(); })) {
+        if (!Expect(m_simulation.troubles.documents, "a port does not close")) {
             return;
         }
         Sleep(kShortWaitMs);
     }
-    if (m_wire.IsUnguarded() || std::exchange(m_isStartUndone, false)) {
+    if (m_faultyPort.IsUnguarded() || std::exchange(m_isStartUndone, false)) {
         m_misuses = Port().misuses;
     }
-    m_world.journal.Note("port closed", m_number);
+    m_simulation.journal.Note("port closed", m_number);
 }
 
 // ---------------------------------------------------------------------------------------------
 // Jobs
 
-void Site::RunJobs()
+void CSimulatedSite::RunJobs()
 {
-    Dice& dice = m_world.dice;
-    for (uint32_t jobs = dice.Between(1, 4); jobs > 0; --jobs) {
-        Sleep(dice.Between(0, 500));
+    CRandomSource& random = m_simulation.random;
+    for (uint32_t jobs = random.Between(1, 4); jobs > 0; --jobs) {
+        Sleep(random.Between(0, 500));
         if (!m_bench.port && !OpenPort()) {
             continue;
         }
         PrintOne(DrawPrint());
-        if (m_bench.port && (m_wire.IsStuck() || dice.OneIn(4))) {
+        if (m_bench.port && (m_faultyPort.IsStuck() || random.OneIn(4))) {
             ClosePort();
         }
     }
     m_isDone = true;
 }
 
-Site::Print Site::DrawPrint()
+CSimulatedSite::Print CSimulatedSite::DrawPrint()
 {
-    Dice& dice = m_world.dice;
+    CRandomSource& random = m_simulation.random;
     Print print;
-    if (!dice.OneIn(5)) {
-        sim::JobShape shape = sim::RandomShape(dice.Word());
+    if (!random.OneIn(5)) {
+        sim::JobShape shape = sim::RandomShape(random.Word());
         shape.startCommand = shape.startCommand || !shape.framed; // without either it is none to the printer
         print.job = sim::BuildJob(shape);
         print.isValid = true;
@@ -170,73 +170,74 @@ Site::Print Site::DrawPrint()
         print.mustBeLetOut = shape.endCommand && shape.framed && shape.tailBytes == 0;
     } else {
         print.job.bytes =
-            dice.OneIn(4) ? EndlessCommand(dice.Between(12, 4000)) : sim::RandomGarbage(dice.Word());
+            random.OneIn(4) ? EndlessCommand(random.Between(12, 4000)) : sim::RandomGarbage(random.Word());
     }
     const auto size = static_cast<uint32_t>(print.job.bytes.size());
-    print.offered = dice.OneIn(8) ? dice.Between(0, size) : size;
+    print.offered = random.OneIn(8) ? random.Between(0, size) : size;
     return print;
 }
 
-void Site::PrintOne(Print print)
+void CSimulatedSite::PrintOne(Print print)
 {
-    m_wire.BeginJob(print.job, print.isValid);
+    m_faultyPort.BeginJob(print.job, print.isValid);
     print.securityChanges = m_securityChanges;
     print.before = m_printer->View();
-    const bool started = World::Call([this] { return m_bench.StartDocument(); });
+    const bool started = CSimulation::Call([this] { return m_bench.StartDocument(); });
     const DWORD error = GetLastError();
-    m_world.journal.Note(started ? "document" : "document refused", m_number, started ? 0 : error);
+    m_simulation.journal.Note(started ? "document" : "document refused", m_number, started ? 0 : error);
     if (!started) {
-        Expect(error == ERROR_BUSY || !m_world.troubles.IsQuiet(), "a document does not begin,",
+        Expect(error == ERROR_BUSY || !m_simulation.troubles.IsQuiet(), "a document does not begin,",
                "error " + std::to_string(error));
-        m_isStartUndone = m_isStartUndone || m_wire.IsJobStuck();
+        m_isStartUndone = m_isStartUndone || m_faultyPort.IsJobStuck();
         m_bench.RemoveJob();
-        return m_wire.EndJob(false);
+        return m_faultyPort.EndJob(false);
     }
     OfferAll(print);
-    if (!print.staysOpen && m_world.dice.OneIn(40)) {
+    if (!print.staysOpen && m_simulation.random.OneIn(40)) {
         CloseUnderDocument();
     } else {
         End(print);
     }
-    m_wire.EndJob(!Port().documentOpen);
+    m_faultyPort.EndJob(!Port().documentOpen);
 }
 
-void Site::OfferAll(Print& print)
+void CSimulatedSite::OfferAll(Print& print)
 {
-    Dice& dice = m_world.dice;
+    CRandomSource& random = m_simulation.random;
     bool isGoingOn = true;
     while (isGoingOn && print.reported < print.offered) {
-        const size_t sizes[] = {dice.Between(1, 16), dice.Between(1, 600), dice.Between(1, 5000), 65536};
-        isGoingOn = OfferPiece(print, std::min(dice.Pick(sizes), print.offered - print.reported));
-        Expect(!print.isValid || m_wire.Below() + kHeldAtMost >= print.reported,
+        const size_t sizes[] = {random.Between(1, 16), random.Between(1, 600), random.Between(1, 5000),
+                                65536};
+        isGoingOn = OfferPiece(print, std::min(random.Pick(sizes), print.offered - print.reported));
+        Expect(!print.isValid || m_faultyPort.Below() + kHeldAtMost >= print.reported,
                "bytes are reported written that are neither below nor held");
     }
 }
 
 /// Offers a piece again and again, now and then from another place, until it is taken. False when the spooler
 /// has given the job up.
-bool Site::OfferPiece(Print& print, size_t piece)
+bool CSimulatedSite::OfferPiece(Print& print, size_t piece)
 {
-    Dice& dice = m_world.dice;
+    CRandomSource& random = m_simulation.random;
     const auto first = print.job.bytes.begin() + std::ptrdiff_t(print.reported);
-    const uint64_t start = m_world.clock.Elapsed();
+    const uint64_t start = m_simulation.clock.Elapsed();
     std::vector<uint8_t> buffer(first, first + std::ptrdiff_t(piece));
     DWORD written = 0;
     for (unsigned round = 1; written == 0; ++round) {
-        const BOOL ok = World::Call([&] {
+        const BOOL ok = CSimulation::Call([&] {
             return m_bench.table->pfnWritePort(m_bench.port, buffer.data(), static_cast<DWORD>(piece),
                                                &written);
         });
         Expect(ok && written <= piece, "WritePort answers what it must not");
         const bool isDeleted = (m_bench.JobStatus() & JOB_STATUS_DELETING) != 0;
-        if (written == 0 && isDeleted && dice.OneIn(3)) {
-            m_world.journal.Note("job given up", m_number);
+        if (written == 0 && isDeleted && random.OneIn(3)) {
+            m_simulation.journal.Note("job given up", m_number);
             return false;
         }
-        if (!Expect(m_world.clock.Elapsed() - start < kNoProgressMs, "a job makes no progress")) {
+        if (!Expect(m_simulation.clock.Elapsed() - start < kNoProgressMs, "a job makes no progress")) {
             return false;
         }
-        if (dice.OneIn(8)) { // the old place is nobody's any more
+        if (random.OneIn(8)) { // the old place is nobody's any more
             std::vector<uint8_t> moved = buffer;
             std::ranges::fill(buffer, uint8_t{0xEE});
             buffer.swap(moved);
@@ -245,31 +246,32 @@ bool Site::OfferPiece(Print& print, size_t piece)
             Sleep(1);
         }
     }
-    m_world.journal.Note("taken", m_number, piece, written);
+    m_simulation.journal.Note("taken", m_number, piece, written);
     print.reported += written;
     return true;
 }
 
 /// Its thread may come back, and is refused.
-void Site::CloseUnderDocument()
+void CSimulatedSite::CloseUnderDocument()
 {
     const HANDLE port = m_bench.port;
     ClosePort();
-    ++m_world.blocksLeft; // the document's own record
-    ++m_world.printersLeft;
-    m_world.journal.Note("closed under a document", m_number);
+    ++m_simulation.blocksLeft; // the document's own record
+    ++m_simulation.printersLeft;
+    m_simulation.journal.Note("closed under a document", m_number);
     Expect(!m_bench.table->pfnEndDocPort(port) && GetLastError() == ERROR_INVALID_PARAMETER,
            "a port that was closed under its document serves it");
     m_bench.RemoveJob();
 }
 
-void Site::End(Print& print)
+void CSimulatedSite::End(Print& print)
 {
-    print.endedAt = m_world.clock.Elapsed();
-    const bool ended = World::Call([this] { return m_bench.EndDocument(); });
-    m_world.journal.Note(ended ? "document ended" : "document not ended", m_number, m_wire.Below());
+    print.endedAt = m_simulation.clock.Elapsed();
+    const bool ended = CSimulation::Call([this] { return m_bench.EndDocument(); });
+    m_simulation.journal.Note(ended ? "document ended" : "document not ended", m_number,
+                              m_faultyPort.Below());
     if (!ended) {
-        Expect(m_world.troubles.documents, "a document does not end");
+        Expect(m_simulation.troubles.documents, "a document does not end");
         return;
     }
     if (!print.isValid) {
@@ -282,31 +284,31 @@ void Site::End(Print& print)
 
 /// What is reported written has gone down, but for a tail that the port did not take for 5000 ms, and for
 /// what follows 1024 bytes that make no unit.
-void Site::CheckBytes(const Print& print)
+void CSimulatedSite::CheckBytes(const Print& print)
 {
-    if (m_wire.Below() >= print.reported) {
+    if (m_faultyPort.Below() >= print.reported) {
         return;
     }
     if (!print.isValid) {
-        m_world.journal.Note("tail dropped", m_number);
-        Expect(m_wire.Below() >= kHeldAtMost, "a tail is dropped that could be held");
+        m_simulation.journal.Note("tail dropped", m_number);
+        Expect(m_faultyPort.Below() >= kHeldAtMost, "a tail is dropped that could be held");
         return;
     }
-    const uint64_t lastProgress = std::max(m_wire.LastProgress(), print.endedAt);
-    m_world.journal.Note("tail given up", m_number);
-    Expect(m_world.clock.Elapsed() - lastProgress >= kFlushLimitMs, "bytes are lost,",
-           std::to_string(print.reported - m_wire.Below()));
+    const uint64_t lastProgress = std::max(m_faultyPort.LastProgress(), print.endedAt);
+    m_simulation.journal.Note("tail given up", m_number);
+    Expect(m_simulation.clock.Elapsed() - lastProgress >= kFlushLimitMs, "bytes are lost,",
+           std::to_string(print.reported - m_faultyPort.Below()));
 }
 
 /// A whole job of a kind that the printer understands must have been understood.
-void Site::CheckPrinter(const Print& print)
+void CSimulatedSite::CheckPrinter(const Print& print)
 {
-    const bool isWhole = print.isValid && m_wire.Below() == print.job.bytes.size();
-    if (!isWhole || m_wire.IsConfused() || m_wire.IsUnguarded()) {
+    const bool isWhole = print.isValid && m_faultyPort.Below() == print.job.bytes.size();
+    if (!isWhole || m_faultyPort.IsConfused() || m_faultyPort.IsUnguarded()) {
         return;
     }
     const sim::PrinterView view = m_printer->View();
-    m_world.journal.Note("whole job", m_number, print.job.cards);
+    m_simulation.journal.Note("whole job", m_number, print.job.cards);
     Expect(view.violationCount == print.before.violationCount,
            "the printer complains:", view.violations.empty() ? "" : view.violations.back().text);
     if (print.job.packetStarts.empty()) {
@@ -316,17 +318,18 @@ void Site::CheckPrinter(const Print& print)
     Expect(view.cardsReceived - print.before.cardsReceived == print.job.cards, "cards are missing,",
            std::to_string(view.cardsReceived - print.before.cardsReceived) + " of " +
                std::to_string(print.job.cards));
-    if (print.mustBeLetOut && !m_wire.IsEndCut() && print.securityChanges == m_securityChanges &&
-        m_world.troubles.IsQuiet()) {
+    if (print.mustBeLetOut && !m_faultyPort.IsEndCut() && print.securityChanges == m_securityChanges &&
+        m_simulation.troubles.IsQuiet()) {
         Expect(view.cardsRefused == print.before.cardsRefused, "the gate let a job's end through");
-        m_world.journal.Note(view.passwordsAccepted > print.before.passwordsAccepted ? "gate opened"
-                                                                                     : "no gate");
+        m_simulation.journal.Note(view.passwordsAccepted > print.before.passwordsAccepted ? "gate opened"
+                                                                                          : "no gate");
     }
 }
 
-void Site::CheckPrinterData()
+void CSimulatedSite::CheckPrinterData()
 {
-    if (m_world.troubles.Fails(FaultPoint::SpoolerCall) || m_world.troubles.Fails(FaultPoint::Allocation)) {
+    if (m_simulation.troubles.Fails(FaultPoint::SpoolerCall) ||
+        m_simulation.troubles.Fails(FaultPoint::Allocation)) {
         return;
     }
     Expect(m_bench.ValueOf(L"PrinterError") == "1", "PrinterError is not 1 behind a job");
@@ -340,11 +343,11 @@ void Site::CheckPrinterData()
 // ---------------------------------------------------------------------------------------------
 // Questions
 
-void Site::AskQuestions()
+void CSimulatedSite::AskQuestions()
 {
     t_role = Role::Query;
     while (!m_isDone) {
-        Sleep(m_world.dice.Between(1, m_world.dice.OneIn(3) ? 20 : 2000));
+        Sleep(m_simulation.random.Between(1, m_simulation.random.OneIn(3) ? 20 : 2000));
         if (!m_isAway) {
             ++m_inUse;
             AskOne();
@@ -353,31 +356,31 @@ void Site::AskQuestions()
     }
 }
 
-void Site::AskOne()
+void CSimulatedSite::AskOne()
 {
-    Dice& dice = m_world.dice;
-    const bool isServed = dice.OneIn(2);
-    const Question question = isServed ? dice.Pick(kServed) : Question{dice.Pick(kUnanswered), ""};
+    CRandomSource& random = m_simulation.random;
+    const bool isServed = random.OneIn(2);
+    const Question question = isServed ? random.Pick(kServed) : Question{random.Pick(kUnanswered), ""};
     const std::wstring name = question.text;
     const std::string text(name.begin(), name.end());
     const bool isSecurity = text.find("Password/") != std::string::npos;
     m_securityChanges += isSecurity;
     const uint32_t countBefore = m_printer->View().cardCount;
-    const uint64_t disorders = m_wire.Disorders();
-    const uint64_t start = m_world.clock.Elapsed();
-    const auto answer = World::Call([&] { return m_bench.Ask(name); });
+    const uint64_t disorders = m_faultyPort.Disorders();
+    const uint64_t start = m_simulation.clock.Elapsed();
+    const auto answer = CSimulation::Call([&] { return m_bench.Ask(name); });
     m_securityChanges += isSecurity; // it may have begun before a job
-    const uint64_t elapsed = m_world.clock.Elapsed() - start;
+    const uint64_t elapsed = m_simulation.clock.Elapsed() - start;
     const bool isBusy = !answer.ok && answer.error == ERROR_BUSY;
-    m_world.journal.Note(answer.ok ? "answered"
-                         : isBusy  ? "busy"
-                                   : "not answered",
-                         m_number, elapsed, answer.error);
+    m_simulation.journal.Note(answer.ok ? "answered"
+                              : isBusy  ? "busy"
+                                        : "not answered",
+                              m_number, elapsed, answer.error);
     const std::string context = text + " '" + answer.text + "' error " + std::to_string(answer.error) + ", " +
                                 std::to_string(elapsed) + " ms";
-    const bool isQuiet = m_world.troubles.IsQuiet();
+    const bool isQuiet = m_simulation.troubles.IsQuiet();
     Expect(elapsed <= (isQuiet ? kQuietLimitMs : kQueryLimitMs), "a query takes too long:", context);
-    if (!isQuiet || isBusy || m_wire.IsDisorderly() || m_wire.Disorders() != disorders) {
+    if (!isQuiet || isBusy || m_faultyPort.IsDisorderly() || m_faultyPort.Disorders() != disorders) {
         return;
     }
     Expect(answer.ok == isServed, "a query is not served as it should be:", context);
@@ -389,10 +392,10 @@ void Site::AskOne()
 // ---------------------------------------------------------------------------------------------
 // At the printer
 
-void Site::OperatePrinter()
+void CSimulatedSite::OperatePrinter()
 {
     while (!m_isDone) {
-        Sleep(m_world.dice.Between(20, 3000));
+        Sleep(m_simulation.random.Between(20, 3000));
         if (m_printer) {
             Soothe();
             MakeTrouble();
@@ -401,36 +404,36 @@ void Site::OperatePrinter()
 }
 
 /// Something happens that goes by.
-void Site::MakeTrouble()
+void CSimulatedSite::MakeTrouble()
 {
-    Dice& dice = m_world.dice;
-    const uint32_t clearMs = dice.Between(1, 20'000);
-    const auto code = static_cast<int32_t>(dice.Pick(kErrorCodes));
+    CRandomSource& random = m_simulation.random;
+    const uint32_t clearMs = random.Between(1, 20'000);
+    const auto code = static_cast<int32_t>(random.Pick(kErrorCodes));
     const std::function<void()> events[] = {
         [&] { m_printer->SetError(code, clearMs); },
-        [&] { m_printer->FailAtCard(m_printer->View().cardsPrinted + dice.Between(1, 3), code, clearMs); },
+        [&] { m_printer->FailAtCard(m_printer->View().cardsPrinted + random.Between(1, 3), code, clearMs); },
         [&] { m_printer->SetBusy(true); },
-        [&] { m_printer->SetPrintState(dice.OneIn(2) ? 11 : 0); },
+        [&] { m_printer->SetPrintState(random.OneIn(2) ? 11 : 0); },
         [&] { m_bench.DeleteJob(); },
         [&] {
             ++m_securityChanges;
-            m_printer->SetProtection(dice.OneIn(2));
+            m_printer->SetProtection(random.OneIn(2));
         },
         [&] { m_printer->ReplyNoise("~#"); },
-        [&] { m_printer->SetReplyDelay(dice.Between(1, 2500)); },
+        [&] { m_printer->SetReplyDelay(random.Between(1, 2500)); },
         // From here on queries may go without an answer.
-        [&] { m_printer->SetReplyDelay(dice.Between(3000, 8000)); },
+        [&] { m_printer->SetReplyDelay(random.Between(3000, 8000)); },
         [&] { m_printer->NeverAnswer(); },
-        [&] { m_printer->CutReplies(dice.Between(1, 20), dice.Between(0, 500)); },
+        [&] { m_printer->CutReplies(random.Between(1, 20), random.Between(0, 500)); },
     };
     constexpr uint32_t kLast = std::size(events) - 1;
-    const uint32_t what = dice.Between(0, m_world.troubles.replies ? kLast : kLast - 3);
-    m_world.journal.Note("printer event", m_number, what);
+    const uint32_t what = random.Between(0, m_simulation.troubles.replies ? kLast : kLast - 3);
+    m_simulation.journal.Note("printer event", m_number, what);
     events[what]();
 }
 
 /// What had happened is over, and who is asked for a password may give one.
-void Site::Soothe()
+void CSimulatedSite::Soothe()
 {
     m_printer->SetBusy(std::nullopt);
     m_printer->SetPrintState(std::nullopt);
@@ -439,12 +442,12 @@ void Site::Soothe()
     m_printer->NeverAnswer(false);
     m_printer->CutReplies(0);
     if (m_bench.ValueOf(L"PrinterError") == "100") {
-        m_world.journal.Note("password stored", m_number);
-        spooler::StoreValue(m_printerName, L"Password", REG_BINARY, m_world.dice.Pick(kPasswords));
+        m_simulation.journal.Note("password stored", m_number);
+        spooler::StoreValue(m_printerName, L"Password", REG_BINARY, m_simulation.random.Pick(kPasswords));
     }
 }
 
-void Site::DrainReplies()
+void CSimulatedSite::DrainReplies()
 {
     uint8_t reply[4096];
     while (m_printer->TakeReply(reply, sizeof reply) > 0) {
@@ -454,7 +457,7 @@ void Site::DrainReplies()
 // ---------------------------------------------------------------------------------------------
 // The end
 
-void Site::Finish()
+void CSimulatedSite::Finish()
 {
     if (!m_printer) {
         return; // it never opened
@@ -466,7 +469,7 @@ void Site::Finish()
     m_printer->EndDocument(); // what was half sent is given up
     Sleep(kSettleMs);
     DrainReplies();
-    if (m_bench.port && (m_wire.IsStuck() || m_wire.IsUnguarded())) {
+    if (m_bench.port && (m_faultyPort.IsStuck() || m_faultyPort.IsUnguarded())) {
         ClosePort();
     }
     if (!Expect(m_bench.port || OpenPort(), "the port does not open any more")) {

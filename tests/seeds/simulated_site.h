@@ -5,16 +5,16 @@
 #include <list>
 #include <string>
 
-#include "tests/simulation/wire.h"
-#include "tests/simulation/world.h"
+#include "tests/seeds/faulty_port.h"
+#include "tests/seeds/simulation.h"
 #include "tests/support/spooler_bench.h"
 
 namespace zrtmon::simulation {
 
-class Site {
+class CSimulatedSite {
 public:
-    /// number makes its names its own. world is borrowed for the object's life.
-    Site(World& world, unsigned number);
+    /// number makes its names its own. simulation is borrowed for the object's life.
+    CSimulatedSite(CSimulation& simulation, unsigned number);
 
     /// Starts its threads, which end by themselves.
     void Start();
@@ -56,14 +56,14 @@ private:
 
     bool OpenPort();
     void ClosePort();
-    sim::PortView Port() { return m_world.ports.View(m_bench.PortName()); }
+    sim::PortView Port() { return m_simulation.ports.View(m_bench.PortName()); }
     bool Expect(bool holds, const char* rule, const std::string& context = {});
 
-    World& m_world;
+    CSimulation& m_simulation;
     unsigned m_number;
     std::wstring m_printerName;
     test::PortBench m_bench;
-    Wire m_wire;
+    CFaultyPort m_faultyPort;
     std::list<VirtualClock::Thread> m_threads;
     sim::CCardPrinter* m_printer = nullptr; ///< from the first open on
     bool m_isDone = false;                  ///< no more jobs

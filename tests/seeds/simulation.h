@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,39 +14,20 @@
 #include "platform/faults.h"
 #include "platform/virtual_clock.h"
 #include "simulator/port_monitor.h"
+#include "tests/seeds/random_source.h"
 
 namespace zrtmon::simulation {
-
-/// Numbers that follow from a seed.
-class Dice {
-public:
-    explicit Dice(uint64_t seed) : m_engine(seed) {}
-    uint64_t Word() { return m_engine(); }
-    uint32_t Between(uint32_t low, uint32_t high)
-    {
-        return low + static_cast<uint32_t>(m_engine() % (uint64_t{high} - low + 1));
-    }
-    bool OneIn(uint32_t n) { return m_engine() % n == 0; }
-    template <class Row, size_t N>
-    const Row& Pick(const Row (&rows)[N])
-    {
-        return rows[m_engine() % N];
-    }
-
-private:
-    std::mt19937_64 m_engine;
-};
 
 /// Events by name.
 using Counts = std::map<std::string_view, uint64_t>;
 
 /// The record of a run: its events as one hash and counted by name, and the rules that were broken.
-class Journal {
+class CJournal {
 public:
-    /// isTold: events are printed, too.
-    Journal(const VirtualClock& clock, bool isTold) : m_clock(clock), m_isTold(isTold) {}
+    /// isVerbose: events are printed, too.
+    CJournal(const VirtualClock& clock, bool isVerbose) : m_clock(clock), m_isVerbose(isVerbose) {}
 
-    /// event is a literal; port 0 is the world.
+    /// event is a literal; port 0 is the simulation.
     void Note(const char* event, uint64_t port = 0, uint64_t first = 0, uint64_t second = 0);
     /// Notes that a rule is broken unless it holds. context is put behind it.
     bool Expect(bool holds, const char* rule, const std::string& context = {});
@@ -58,7 +38,7 @@ public:
 
 private:
     const VirtualClock& m_clock;
-    const bool m_isTold;
+    const bool m_isVerbose;
     uint64_t m_hash = 14695981039346656037u;
     Counts m_counts;
     std::vector<std::string> m_broken; ///< the first few
@@ -82,14 +62,14 @@ struct Troubles {
 inline thread_local std::optional<FaultFree> t_outside;
 
 /// Made and destroyed by the thread that runs it.
-class World {
+class CSimulation {
 public:
-    World(uint64_t seed, bool isTold);
-    ~World();
+    CSimulation(uint64_t seed, bool isVerbose);
+    ~CSimulation();
 
-    /// A thread of the world, which is safe from the failures of fault plans except inside Call.
+    /// A thread of the simulation, which is safe from the failures of fault plans except inside Call.
     VirtualClock::Thread Spawn(std::function<void()> body);
-    /// Runs body, which calls the library, on a thread of the world.
+    /// Runs body, which calls the library, on a thread of the simulation.
     template <class Body>
     static auto Call(Body&& body)
     {
@@ -106,10 +86,10 @@ public:
     /// How many of the plans have made their call fail; grows while `opening` is not 0.
     unsigned Strikes() const;
 
-    Dice dice;
+    CRandomSource random;
     VirtualClock clock;
     sim::CPortMonitor ports;
-    Journal journal;
+    CJournal journal;
     Troubles troubles;
     unsigned opening = 0;      ///< ports that are being opened: no plan is changed meanwhile
     uint64_t blocksLeft = 0;   ///< that the library must leave behind: ports closed under a document

@@ -14,8 +14,8 @@
 
 #include "platform/faults.h"
 #include "platform/spooler_admin.h"
-#include "tests/simulation/site.h"
-#include "tests/simulation/world.h"
+#include "tests/seeds/simulated_site.h"
+#include "tests/seeds/simulation.h"
 #include "tests/support/allocation.h"
 
 namespace zrtmon::simulation {
@@ -37,7 +37,7 @@ volatile uint64_t g_seed = 0;
 void PrintReplay()
 {
     std::cout << "seed " << g_seed << " broke; to replay: scripts/simulate --seed " << g_seed
-              << " --runs 1 --tell" << std::endl;
+              << " --runs 1 --verbose" << std::endl;
 }
 
 extern "C" void OnCrash(int signal)
@@ -62,31 +62,31 @@ struct Holdings {
     uint64_t allocations = test::LiveAllocations();
 };
 
-void Run(World& world)
+void Run(CSimulation& simulation)
 {
-    std::list<Site> sites;
-    for (uint32_t number = world.dice.Between(1, 3); number > 0; --number) {
-        sites.emplace_back(world, number);
+    std::list<CSimulatedSite> sites;
+    for (uint32_t number = simulation.random.Between(1, 3); number > 0; --number) {
+        sites.emplace_back(simulation, number);
     }
     bool isOver = false;
-    VirtualClock::Thread saboteur = world.Spawn([&] { world.Sabotage(isOver); });
-    for (Site& site : sites) {
+    VirtualClock::Thread saboteur = simulation.Spawn([&] { simulation.Sabotage(isOver); });
+    for (CSimulatedSite& site : sites) {
         site.Start();
     }
-    for (Site& site : sites) {
+    for (CSimulatedSite& site : sites) {
         site.Join();
     }
     isOver = true;
     saboteur.Join();
-    world.EndTroubles();
-    for (Site& site : sites) {
+    simulation.EndTroubles();
+    for (CSimulatedSite& site : sites) {
         site.Finish();
     }
-    world.journal.Note("end", 0, world.clock.Draws());
+    simulation.journal.Note("end", 0, simulation.clock.Draws());
 }
 
-/// isTold: events are printed as they come.
-Outcome Simulate(uint64_t seed, bool isTold)
+/// isVerbose: events are printed as they come.
+Outcome Simulate(uint64_t seed, bool isVerbose)
 {
     g_seed = seed;
     alarm(kRunLimitSeconds);
@@ -100,15 +100,15 @@ Outcome Simulate(uint64_t seed, bool isTold)
     };
     uint64_t printersLeft = 0;
     {
-        World world(seed, isTold);
-        Run(world);
-        outcome = {world.clock.Elapsed(), world.journal.Hash(), world.journal.Events(),
-                   world.journal.Broken()};
+        CSimulation simulation(seed, isVerbose);
+        Run(simulation);
+        outcome = {simulation.clock.Elapsed(), simulation.journal.Hash(), simulation.journal.Events(),
+                   simulation.journal.Broken()};
         const Holdings now;
         expectLeft("handles", before.handles, now.handles, 0);
-        expectLeft("blocks", before.blocks, now.blocks, world.blocksLeft);
-        expectLeft("open printers", before.printers, now.printers, world.printersLeft);
-        printersLeft = world.printersLeft;
+        expectLeft("blocks", before.blocks, now.blocks, simulation.blocksLeft);
+        expectLeft("open printers", before.printers, now.printers, simulation.printersLeft);
+        printersLeft = simulation.printersLeft;
     }
     // What the outcome itself holds is counted, too: a node for each name. A printer that is left open keeps
     // more.
@@ -121,14 +121,14 @@ Outcome Simulate(uint64_t seed, bool isTold)
 struct Options {
     uint64_t seed = 1;
     uint64_t runs = 1;
-    bool isTold = false;
+    bool isVerbose = false;
     bool isTwice = false;
 };
 
 /// One run, or two that must be the same; false when something broke.
 bool RunSeed(uint64_t seed, const Options& options, Outcome& totals)
 {
-    Outcome outcome = Simulate(seed, options.isTold);
+    Outcome outcome = Simulate(seed, options.isVerbose);
     if (options.isTwice && Simulate(seed, false).hash != outcome.hash) {
         outcome.broken.emplace_back("the same seed did something else the second time");
     }
@@ -175,7 +175,7 @@ int Main(const Options& options)
                                             [](uint64_t sum, const auto& row) { return sum + row.second; });
     std::cout << options.runs << " runs, " << static_cast<double>(totals.virtualMs) / 3.6e6
               << " simulated hours, " << events << " events\n";
-    if (options.isTold || options.isTwice) {
+    if (options.isVerbose || options.isTwice) {
         for (const auto& [event, count] : totals.counts) {
             std::cout << std::setw(12) << count << "  " << event << '\n';
         }
@@ -192,7 +192,7 @@ int main(int argc, char** argv)
     CLI::App app("Simulated print servers, each decided by a seed");
     app.add_option("--seed", options.seed, "of the first run; the next has the next number");
     app.add_option("--runs", options.runs);
-    app.add_flag("--tell", options.isTold, "print the events of every run");
+    app.add_flag("--verbose", options.isVerbose, "print the events of every run");
     app.add_flag("--twice", options.isTwice, "run each seed twice and expect the same events");
     CLI11_PARSE(app, argc, argv);
     return zrtmon::simulation::Main(options);
