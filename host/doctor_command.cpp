@@ -45,7 +45,7 @@ CFinding DeviceId(const CSpoolerSession& session)
 {
     std::string answer(kLongestDeviceId, '\0');
     DWORD count = 0;
-    if (!session.Table().pfnGetPrinterDataFromPort(session.Port(), kIoctlParQueryDeviceId, nullptr, nullptr,
+    if (!session.Table().pfnGetPrinterDataFromPort(session.Port(), IOCTL_PAR_QUERY_DEVICE_ID, nullptr, nullptr,
                                                    0, reinterpret_cast<LPWSTR>(answer.data()),
                                                    kLongestDeviceId, &count)) {
         return {"device ID", "none (error " + std::to_string(GetLastError()) + ')',

@@ -89,9 +89,9 @@ constexpr struct {
     DWORD control;
     const char* words;
 } kControls[] = {
-    {kIoctlUsbPrintVendorSetCommand, "vendor set command"},
-    {kIoctlUsbPrintVendorGetCommand, "vendor get command"},
-    {kIoctlParQueryDeviceId, "ask the device ID"},
+    {IOCTL_USBPRINT_VENDOR_SET_COMMAND, "vendor set command"},
+    {IOCTL_USBPRINT_VENDOR_GET_COMMAND, "vendor get command"},
+    {IOCTL_PAR_QUERY_DEVICE_ID, "ask the device ID"},
 };
 
 std::string MnemonicWords(std::string_view behindPrefix)

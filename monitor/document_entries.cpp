@@ -3,6 +3,7 @@
 #include "link/monitor.h"
 #include "monitor/entry_guard.h"
 #include "monitor/entry_points.h"
+#include "monitor/port_list.h"
 #include "monitor/port_record.h"
 
 namespace zrtmon {
@@ -21,7 +22,7 @@ bool IsChannel(DWORD level, const BYTE* docInfo)
 /// Closes the document's printer and frees its record, if there is one.
 void ReleaseJob(PortRecord* port) { const JobRecordPtr job(std::exchange(port->job, nullptr)); }
 
-/// Takes everything of a document start back that has been done so far; the reason stays the last error.
+/// Rolls back what a document start has done so far; error becomes the last error.
 BOOL UndoStart(PortRecord* port, DWORD error)
 {
     ReleaseJob(port);
@@ -29,13 +30,14 @@ BOOL UndoStart(PortRecord* port, DWORD error)
     return Fail(error);
 }
 
-/// The start of a document on a port that has been claimed for it.
+/// Starts a document on a port that has been claimed for it.
 BOOL StartClaimedDocument(PortRecord* port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
 {
     port->job = MakeJobRecord(printerName, jobId).release();
     if (!port->job) {
         return UndoStart(port, GetLastError());
     }
+    SetLastError(ERROR_SUCCESS); // the lower monitor may fail without setting one
     if (!port->lowerMonitor.pfnStartDocPort(port->lowerPort, printerName, jobId, level, docInfo)) {
         return UndoStart(port, GetLastError());
     }
@@ -82,7 +84,7 @@ BOOL WINAPI WritePort(HANDLE handle, LPBYTE data, DWORD size, LPDWORD written)
     if (!data) {
         return TRUE;
     }
-    // A failure reaches the spooler as a count of 0, and it offers the same bytes again.
+    // The spooler sees a failure as a count of 0, and offers the same bytes again.
     return GuardEntry(TRUE, [&] {
         port->deviceLink->Write(port, data, size, written);
         return TRUE;
@@ -102,6 +104,7 @@ BOOL WINAPI EndDocPort(HANDLE handle)
 {
     auto* port = static_cast<PortRecord*>(handle);
     if (!IsValidPort(port)) {
+        TakeAbandonedJob(port).reset();
         return Fail(ERROR_INVALID_PARAMETER);
     }
     if (IsValidJob(port->job)) {

@@ -6,8 +6,8 @@
 
 namespace zrtmon {
 
-/// Runs the body of an entry point. What it throws ends here, because an exception that leaves the library
-/// ends the spooler: the result is then failure, with last error 8 when memory was exhausted.
+/// Runs the body of an entry point and catches what it throws, because an exception that leaves the library
+/// ends the spooler. The result is then `failure`, with last error 8 if memory was exhausted, else 31.
 template <typename Result, typename Body>
 Result GuardEntry(Result failure, Body&& body) noexcept
 {

@@ -9,8 +9,9 @@ namespace zrtmon {
 
 namespace {
 
-PortRecord* PortList = nullptr;       // newest first; it and every next link are guarded by PortListLock
-PortRecord* AbandonedPorts = nullptr; // likewise
+// Newest first. Both lists and every next link are guarded by PortListLock.
+PortRecord* PortList = nullptr;
+PortRecord* AbandonedPorts = nullptr;
 CRITICAL_SECTION PortListLock;
 
 bool IsListed(const wchar_t* portName)
@@ -73,6 +74,17 @@ void AbandonPort(PortRecord* port)
     std::memset(port->signature, 0, sizeof port->signature);
     const CSectionHold hold(&PortListLock);
     port->next = std::exchange(AbandonedPorts, port);
+}
+
+JobRecordPtr TakeAbandonedJob(const PortRecord* port)
+{
+    const CSectionHold hold(&PortListLock);
+    for (PortRecord* abandoned = AbandonedPorts; abandoned; abandoned = abandoned->next) {
+        if (abandoned == port) {
+            return JobRecordPtr(std::exchange(abandoned->job, nullptr));
+        }
+    }
+    return nullptr;
 }
 
 } // namespace zrtmon

@@ -5,19 +5,23 @@
 
 namespace zrtmon {
 
-/// Makes the list of open ports empty and its lock ready. Once, when the library is attached to the process.
+/// Empties the list of open ports and initialises its lock. Once, when the library is attached to the process.
 void InitializePortList();
 
-/// Opens the lower port and lists the record, which the list owns from then on; null with last error 170 when
-/// a port of that name is listed (letter case does not count), or as the lower OpenPort left it, and nothing
-/// kept. The lower OpenPort runs under the list's lock, so that no name can be opened twice.
+/// Opens the lower port and lists the record, which the list owns from then on. Null, nothing kept, with last
+/// error 170 if a port of that name (case-insensitive) is listed, or as the allocator or the lower OpenPort
+/// left it. The lower OpenPort runs under the list's lock, so that no name can be opened twice.
 PortRecord* OpenAndListPort(HANDLE lowerMonitor, const wchar_t* portName, const MONITOR2& lowerTable);
 
-/// Takes a record off the list; its memory is then the caller's. False when it is not listed.
+/// Removes a record from the list; the caller owns its memory afterwards. False if it is not listed.
 bool UnlistPort(PortRecord* port);
 
 /// Keeps the memory of an unlisted record for good: a document was open when its port was closed, and its
-/// thread may still come back with the handle. The record is invalid for every operation from now on.
+/// thread may still return with the handle. The record is invalid for every operation from now on.
 void AbandonPort(PortRecord* port);
+
+/// The document that was open when its port was closed; null if this is not such a port or its document has
+/// been taken already. Any pointer is allowed.
+JobRecordPtr TakeAbandonedJob(const PortRecord* port);
 
 } // namespace zrtmon

@@ -32,7 +32,7 @@ void Sign(Record* record)
     std::memcpy(record->signatureEnd, kSignature, sizeof kSignature);
 }
 
-/// A zero-filled record with name copied behind it, or null.
+/// A zero-filled record followed by a copy of name, or null.
 template <typename Record>
 Record* AllocateRecord(const wchar_t* name, wchar_t* Record::*nameField)
 {
@@ -49,7 +49,7 @@ Record* AllocateRecord(const wchar_t* name, wchar_t* Record::*nameField)
     return record;
 }
 
-/// Frees a record. A stale handle to it no longer looks valid as long as the memory is not used again.
+/// Frees a record. A stale handle to it is invalid as long as the memory is not used again.
 template <typename Record>
 void FreeRecord(Record* record)
 {
@@ -152,8 +152,8 @@ const wchar_t* GetJobPrinterName(const PortRecord* port)
 
 BOOL ClaimDocument(PortRecord* port, DWORD limitMs)
 {
-    // The event only orders the waiting; the flag decides. A wake-up that finds the flag set again (another
-    // came first, or the event was left over) waits on for the rest of the limit.
+    // The event only orders the waiting threads; the flag decides. A thread that wakes and finds the flag set
+    // (another thread was first, or the event was left signalled) waits out its limit.
     const DWORD start = GetTickCount();
     for (DWORD elapsed = 0;;) {
         const DWORD outcome =
@@ -256,7 +256,7 @@ BOOL PortControl(PortRecord* port, DWORD controlCode, const uint8_t* input, DWOR
     if (!port->lowerMonitor.pfnGetPrinterDataFromPort) {
         return Fail(ERROR_NOT_SUPPORTED);
     }
-    // The prototype types both buffers as wide text; what travels is bytes.
+    // The prototype types both buffers as wide text, but they contain bytes.
     return port->lowerMonitor.pfnGetPrinterDataFromPort(
         port->lowerPort, controlCode, nullptr, reinterpret_cast<LPWSTR>(const_cast<uint8_t*>(input)),
         inputSize, reinterpret_cast<LPWSTR>(output), outputSize, returned);
@@ -265,7 +265,7 @@ BOOL PortControl(PortRecord* port, DWORD controlCode, const uint8_t* input, DWOR
 BOOL QueryDeviceId(PortRecord* port, uint8_t* output, DWORD outputSize)
 {
     DWORD returned = 0;
-    return PortControl(port, kIoctlParQueryDeviceId, nullptr, 0, output, outputSize, &returned) &&
+    return PortControl(port, IOCTL_PAR_QUERY_DEVICE_ID, nullptr, 0, output, outputSize, &returned) &&
            returned > 0;
 }
 

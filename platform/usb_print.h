@@ -7,8 +7,8 @@
 
 namespace zrtmon {
 
-inline constexpr uint32_t kIoctlUsbPrintVendorSetCommand = 0x00220038;
-inline constexpr uint32_t kIoctlUsbPrintVendorGetCommand = 0x0022003C;
-inline constexpr uint32_t kIoctlParQueryDeviceId = 0x0016000C;
+inline constexpr uint32_t IOCTL_USBPRINT_VENDOR_SET_COMMAND = 0x00220038;
+inline constexpr uint32_t IOCTL_USBPRINT_VENDOR_GET_COMMAND = 0x0022003C;
+inline constexpr uint32_t IOCTL_PAR_QUERY_DEVICE_ID = 0x0016000C;
 
 } // namespace zrtmon

@@ -113,7 +113,7 @@ BOOL CPrinterData::SendVendorControl(PortRecord* port, const uint8_t* command, u
     std::fill_n(m_buffer.begin(), kVendorHeaderSize, uint8_t{0});
     std::copy_n(command, length, m_buffer.begin() + kVendorHeaderSize);
     DWORD returned = 0;
-    return PortControl(port, kIoctlUsbPrintVendorSetCommand, m_buffer.data(),
+    return PortControl(port, IOCTL_USBPRINT_VENDOR_SET_COMMAND, m_buffer.data(),
                        static_cast<DWORD>(m_buffer.size()), nullptr, 0, &returned);
 }
 
@@ -166,7 +166,7 @@ BOOL CPrinterData::ReceiveVendorControl(PortRecord* port, uint32_t* length)
     uint8_t header[kVendorHeaderSize] = {};
     for (unsigned attempt = 0; attempt < kVendorReadAttempts; ++attempt) {
         DWORD returned = 0;
-        if (PortControl(port, kIoctlUsbPrintVendorGetCommand, header, sizeof header, m_buffer.data(),
+        if (PortControl(port, IOCTL_USBPRINT_VENDOR_GET_COMMAND, header, sizeof header, m_buffer.data(),
                         kChunkSize, &returned)) {
             *length = std::min<uint32_t>(returned, kChunkSize);
             return TRUE;

@@ -34,11 +34,11 @@ DWORD CPrinterLine::Control(DWORD code, const BYTE* input, DWORD inputSize, BYTE
                             DWORD* count)
 {
     switch (code) {
-    case kIoctlUsbPrintVendorSetCommand:
+    case IOCTL_USBPRINT_VENDOR_SET_COMMAND:
         return SetCommand(input, inputSize);
-    case kIoctlUsbPrintVendorGetCommand:
+    case IOCTL_USBPRINT_VENDOR_GET_COMMAND:
         return GetCommand(inputSize, output, outputSize, count);
-    case kIoctlParQueryDeviceId:
+    case IOCTL_PAR_QUERY_DEVICE_ID:
         return QueryId(output, outputSize, count);
     default:
         return ERROR_NOT_SUPPORTED;

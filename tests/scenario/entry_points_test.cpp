@@ -107,14 +107,26 @@ TEST(EntryPoints, APortThatCannotBeOpenedOrClosedBelowMayBeTriedAgain)
     EXPECT_TRUE(bench.Open());
 }
 
-TEST(EntryPoints, APortClosedUnderADocumentIsGivenUpButItsNameIsFree)
+TEST(EntryPoints, ADocumentWhosePortWasClosedIsReleasedByItsLateEnd)
 {
     OpenBench bench;
     const uint64_t handles = OpenHandleCount();
+    const uint64_t blocks = GlobalBlockCount();
+    const size_t printers = spooler::OpenPrinterCount();
     ASSERT_TRUE(bench.StartDocument());
+    const HANDLE closed = bench.port;
     EXPECT_TRUE(bench.Close());
     EXPECT_GT(handles, OpenHandleCount());
     EXPECT_TRUE(bench.Open());
+    const uint64_t calls = bench.lower.CallCount();
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_FALSE(bench.table->pfnEndDocPort(closed));
+        EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
+        EXPECT_EQ(printers, spooler::OpenPrinterCount());
+        EXPECT_EQ(blocks + 1, GlobalBlockCount()) << "the closed port's record and the new one";
+    }
+    EXPECT_EQ(calls, bench.lower.CallCount());
+    EXPECT_EQ(0u, bench.JobStatus() & JOB_STATUS_PRINTED) << "it was not sent completely";
 }
 
 TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
@@ -188,7 +200,7 @@ TEST(EntryPoints, ControlCodesGoToTheLowerMonitorUnchanged)
     OpenBench bench("serial=SN77");
     char id[300] = "";
     DWORD returned = 0;
-    EXPECT_TRUE(bench.table->pfnGetPrinterDataFromPort(bench.port, kIoctlParQueryDeviceId, nullptr, nullptr,
+    EXPECT_TRUE(bench.table->pfnGetPrinterDataFromPort(bench.port, IOCTL_PAR_QUERY_DEVICE_ID, nullptr, nullptr,
                                                        0, reinterpret_cast<LPWSTR>(id), sizeof id,
                                                        &returned));
     EXPECT_NE(nullptr, std::strstr(id, "SN77"));

@@ -151,13 +151,13 @@ TEST(PortMonitor, ServesTheDevicesControls)
 {
     Line line(L"sim:serial=S1,model=M,firmware=3");
     const std::string id = "MFG:ZRT;CMD:ZRT;MDL:M;CLS:PRINTER;SN:S1;";
-    EXPECT_EQ(id, line.Control(kIoctlParQueryDeviceId, "", id.size()));
-    EXPECT_EQ("error 122", line.Control(kIoctlParQueryDeviceId, "", id.size() - 1));
+    EXPECT_EQ(id, line.Control(IOCTL_PAR_QUERY_DEVICE_ID, "", id.size()));
+    EXPECT_EQ("error 122", line.Control(IOCTL_PAR_QUERY_DEVICE_ID, "", id.size() - 1));
     EXPECT_EQ(0u, line.count);
     const std::string head(3, '\0');
-    EXPECT_EQ("error 31", line.Control(kIoctlUsbPrintVendorGetCommand, head, 100));
-    EXPECT_EQ("", line.Control(kIoctlUsbPrintVendorSetCommand, head + Command("NV"), 0));
-    EXPECT_EQ("Ver:3", line.Control(kIoctlUsbPrintVendorGetCommand, head, 100));
+    EXPECT_EQ("error 31", line.Control(IOCTL_USBPRINT_VENDOR_GET_COMMAND, head, 100));
+    EXPECT_EQ("", line.Control(IOCTL_USBPRINT_VENDOR_SET_COMMAND, head + Command("NV"), 0));
+    EXPECT_EQ("Ver:3", line.Control(IOCTL_USBPRINT_VENDOR_GET_COMMAND, head, 100));
     EXPECT_EQ(5u, line.Printer()->View().bytesReceived);
 }
 
