@@ -91,7 +91,7 @@ void Memory(benchmark::State& state)
         for (const auto& port : ports) {
             port->StartDocument();
             port->EndDocument();
-            for (const RequestName& name : RequestNameTable()) {
+            for (const RequestName& name : RequestNameTable) {
                 port->Ask(name.valueName);
             }
         }

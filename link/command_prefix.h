@@ -9,8 +9,8 @@
 
 namespace zrtmon {
 
-/// The three bytes that open every command to the printer. A mnemonic of one to three letters follows at
-/// once, then parameters; there is no length field and no terminator.
+/// The three bytes that open every command to the printer, followed by a mnemonic of one to three letters and
+/// its parameters. There is no length field and no terminator.
 inline constexpr std::array<uint8_t, 3> CommandPrefix = {0x1B, 0x00, 0x02};
 
 /// Whether the three bytes at data are a prefix.
@@ -19,8 +19,8 @@ inline bool OpensWithPrefix(const uint8_t* data)
     return std::memcmp(data, CommandPrefix.data(), CommandPrefix.size()) == 0;
 }
 
-/// The first place from `from` on where a prefix begins; `end` when there is none before it. Reads up to two
-/// bytes from `end` on.
+/// The first position from `from` on where a prefix begins, or `end` if there is none before it. Reads up to
+/// two bytes at and after `end`.
 uint32_t FindPrefix(const uint8_t* data, uint32_t from, uint32_t end);
 
 /// Constant command bytes: a prefix and a mnemonic for each of the texts, back to back.

@@ -4,11 +4,11 @@
 
 namespace zrtmon {
 
-/// Holds a port's exchange mutex for a scope, or stands for it when the port has none. Its owner may take it
-/// again.
-class ExchangeHold {
+/// Holds a port's exchange mutex for a scope; counts as held if the port has none. The owner may take the
+/// mutex again.
+class CExchangeHold {
 public:
-    explicit ExchangeHold(HANDLE mutex) : m_guarded(mutex != nullptr), m_hold(mutex, kExchangeWaitMs) {}
+    explicit CExchangeHold(HANDLE mutex) : m_guarded(mutex != nullptr), m_hold(mutex, kExchangeWaitMs) {}
     explicit operator bool() const { return !m_guarded || m_hold.IsHeld(); }
 
 private:

@@ -23,7 +23,7 @@ constexpr DWORD kBusyRetryPauseMs = 1;
 constexpr DWORD kQueuePollMs = 100;
 constexpr DWORD kQueuePollOverlappedMs = 1000;
 constexpr DWORD kIdleWaitMs = 30000;
-constexpr DWORD kFlushLimitMs = 5000; // without any byte getting through
+constexpr DWORD kFlushLimitMs = 5000; // without a byte being accepted
 constexpr int kJobEndErrorValue = 1;
 
 size_t ChainTextLength(const CData* request)
@@ -45,21 +45,21 @@ void CopyChainText(CData* request, char* output)
 
 } // namespace
 
-/// Lets go of the channel at the end of a scope; the last error is what it was before.
-class CMonitor::ChannelHold {
+/// Releases the channel at the end of a scope and keeps the last error.
+class CMonitor::CChannelHold {
 public:
-    ChannelHold(CMonitor& monitor, PortRecord* port, HANDLE token)
+    CChannelHold(CMonitor& monitor, PortRecord* port, HANDLE token)
         : m_monitor(monitor), m_port(port), m_token(token)
     {
     }
-    ~ChannelHold()
+    ~CChannelHold()
     {
         const DWORD error = GetLastError();
         m_monitor.ReleaseChannel(m_port, m_token);
         SetLastError(error);
     }
-    ChannelHold(const ChannelHold&) = delete;
-    ChannelHold& operator=(const ChannelHold&) = delete;
+    CChannelHold(const CChannelHold&) = delete;
+    CChannelHold& operator=(const CChannelHold&) = delete;
 
 private:
     CMonitor& m_monitor;
@@ -67,11 +67,11 @@ private:
     HANDLE m_token;
 };
 
-CMonitor::CMonitor(std::unique_ptr<CPrintMonitor> printMonitor)
-    : m_printMonitor(std::move(printMonitor)), m_idleEvent(CreateEventW(nullptr, TRUE, TRUE, nullptr)),
-      m_exchangeMutex(CreateMutexW(nullptr, FALSE, nullptr)),
-      m_channelMutex(CreateMutexW(nullptr, FALSE, nullptr))
+CMonitor::CMonitor(std::unique_ptr<CPrintMonitor> printMonitor) : m_printMonitor(std::move(printMonitor))
 {
+    m_idleEvent = CHandle(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    m_exchangeMutex = CHandle(CreateMutexW(nullptr, FALSE, nullptr));
+    m_channelMutex = CHandle(CreateMutexW(nullptr, FALSE, nullptr));
 }
 
 CMonitor::~CMonitor()
@@ -89,35 +89,28 @@ BOOL CMonitor::GetPrinterData(PortRecord* port, const wchar_t* valueName, const 
                               DWORD /*inputSize*/, void* output, DWORD outputSize, DWORD* returned)
 {
     *returned = 0;
-    if (!m_printMonitor->GetRequest(m_printMonitor->GetRequestCode(valueName))) {
+    if (!m_printMonitor->AcceptsRequest(valueName)) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    const HANDLE token = AcquireChannel(port, valueName);
+    const HANDLE token = AcquireChannel(port);
     if (!token) {
         return FALSE;
     }
-    const ChannelHold hold(*this, port, token);
+    const CChannelHold hold(*this, port, token);
     const Query query{valueName, static_cast<char*>(output), output ? outputSize : 0, returned};
     return RunRequestWithRetry(port, query) && *returned > 0;
 }
 
-/// Takes the channel for a query; null with last error 170, 87 or 4319. A request that rejects its parameters
-/// opens no channel at the port.
-HANDLE CMonitor::AcquireChannel(PortRecord* port, const wchar_t* valueName)
+/// Takes the channel for a query; null with last error 170 or 87.
+HANDLE CMonitor::AcquireChannel(PortRecord* port)
 {
     const HANDLE token = m_channelMutex.Get();
     const DWORD outcome = token ? WaitForSingleObject(token, kChannelWaitMs) : WAIT_FAILED;
     if (outcome != WAIT_OBJECT_0) {
         if (outcome == WAIT_ABANDONED) {
-            ReleaseMutex(token); // it is ours now, and must not stay so
+            ReleaseMutex(token); // this thread owns it now
         }
         SetLastError(ERROR_BUSY);
-        return nullptr;
-    }
-    if (!PrepareRequest(valueName)) {
-        const DWORD error = GetLastError();
-        ReleaseMutex(token);
-        SetLastError(error);
         return nullptr;
     }
     if (m_idleEvent) {
@@ -125,7 +118,7 @@ HANDLE CMonitor::AcquireChannel(PortRecord* port, const wchar_t* valueName)
     }
     m_ownsChannel = OpenChannel(port);
     if (!m_ownsChannel &&
-        GetLastError() != ERROR_BUSY) { // busy: a document is open, whose port serves as well
+        GetLastError() != ERROR_BUSY) { // busy: a document is open, and its port can be used
         ReleaseChannel(port, token);
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
@@ -144,17 +137,6 @@ void CMonitor::ReleaseChannel(PortRecord* port, HANDLE token)
     ReleaseMutex(token);
 }
 
-/// Lets the request have its say on the parameters. Under the exchange mutex, because the same object may be
-/// running on the job's thread.
-BOOL CMonitor::PrepareRequest(const wchar_t* valueName)
-{
-    const ExchangeHold exchange(m_exchangeMutex.Get());
-    if (!exchange) {
-        return Fail(ERROR_DEVICE_NOT_AVAILABLE);
-    }
-    return m_printMonitor->GetRequestByName(valueName) ? TRUE : Fail(ERROR_INVALID_PARAMETER);
-}
-
 BOOL CMonitor::RunRequestWithRetry(PortRecord* port, const Query& query)
 {
     if (RunQuery(port, query)) {
@@ -170,27 +152,23 @@ BOOL CMonitor::RunRequestWithRetry(PortRecord* port, const Query& query)
     return FALSE;
 }
 
-/// A query goes in only where the bytes that have left end at a border: the scanner, which CanInterleave
-/// asks, may be ahead of the printer. What it says lasts only under the exchange mutex.
-bool CMonitor::IsAtBorder()
+/// A query may be sent only where the bytes sent so far end at a boundary: the scanner, which CanInterleave
+/// asks, may be ahead of the printer. The result is valid only under the exchange mutex.
+bool CMonitor::IsAtBoundary()
 {
-    return m_printMonitor->SentJobDataEndsAtBorder() && m_printMonitor->CanInterleave();
+    return m_printMonitor->SentJobDataEndsAtBoundary() && m_printMonitor->CanInterleave();
 }
 
-/// One attempt. Preparing, running and reading out are one hold of the exchange mutex (which its owner may
-/// take again), so that no other user of the same request object comes between. An attempt that has no chance
-/// leaves the mutex alone: it comes again each millisecond, and a job's thread that meets it there has to
-/// wait until the system has woken one thread and then the other.
+/// One attempt. The request is prepared, run and read out in one hold of the exchange mutex (which its owner
+/// may take again), so that no other thread uses the same request object in between. It is prepared only when
+/// it can run: some requests read from the spooler to prepare themselves.
 BOOL CMonitor::RunQuery(PortRecord* port, const Query& query)
 {
-    if (!IsAtBorder()) {
-        return Fail(ERROR_BUSY);
-    }
-    const ExchangeHold exchange(m_exchangeMutex.Get());
+    const CExchangeHold exchange(m_exchangeMutex.Get());
     if (!exchange) {
         return Fail(ERROR_DEVICE_NOT_AVAILABLE);
     }
-    if (!IsAtBorder()) {
+    if (!IsAtBoundary()) {
         return Fail(ERROR_BUSY);
     }
     CData* request = m_printMonitor->GetRequestByName(query.valueName);
@@ -211,7 +189,8 @@ BOOL CMonitor::RunQuery(PortRecord* port, const Query& query)
 DWORD CMonitor::SendRecvBidiData(PortRecord* /*port*/, DWORD /*accessBit*/, const wchar_t* /*action*/,
                                  BIDI_REQUEST_CONTAINER* /*request*/, BIDI_RESPONSE_CONTAINER** /*response*/)
 {
-    return ERROR_NOT_SUPPORTED; // no model registers a request for PassthroughOut
+    // No model registers a request for it; one that does has to override this operation, too.
+    return m_printMonitor->GetRequest(PassthroughOut) ? ERROR_GEN_FAILURE : ERROR_NOT_SUPPORTED;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -219,7 +198,7 @@ DWORD CMonitor::SendRecvBidiData(PortRecord* /*port*/, DWORD /*accessBit*/, cons
 
 BOOL CMonitor::RunRequest(PortRecord* port, CData* request, BOOL force)
 {
-    const ExchangeHold exchange(m_exchangeMutex.Get());
+    const CExchangeHold exchange(m_exchangeMutex.Get());
     if (!exchange) {
         return Fail(ERROR_DEVICE_NOT_AVAILABLE);
     }
@@ -237,8 +216,8 @@ BOOL CMonitor::RunChain(PortRecord* port, CData* request)
     }
     try {
         for (; request; request = request->GetNext()) {
-            SetLastError(
-                ERROR_SUCCESS); // not every failure sets one, and an old 50 must not be read as this one's
+            // Not every failure sets a last error, and an old 50 must not be taken for this exchange's.
+            SetLastError(ERROR_SUCCESS);
             if (!transport->Exchange(port, request)) {
                 return GetLastError() == ERROR_NOT_SUPPORTED ? TRUE : Fail(ERROR_INVALID_PARAMETER);
             }
@@ -283,7 +262,7 @@ BOOL CMonitor::TakeOver(PortRecord* port, const uint8_t* data, DWORD size, DWORD
     if (m_jobRequest) {
         return TRUE;
     }
-    const ExchangeHold exchange(m_exchangeMutex.Get());
+    const CExchangeHold exchange(m_exchangeMutex.Get());
     if (!exchange) {
         return Fail(ERROR_DEVICE_NOT_AVAILABLE);
     }
@@ -292,11 +271,11 @@ BOOL CMonitor::TakeOver(PortRecord* port, const uint8_t* data, DWORD size, DWORD
     return sent;
 }
 
-/// Between cards, while the printer says that it is not ready for more.
+/// Between cards, while the printer reports that it is not ready for more.
 bool CMonitor::MustHoldBack(PortRecord* port)
 {
     if (!m_jobRequest->IsCardSeen() || !m_printMonitor->CanInterleave() ||
-        !m_jobRequest->SentDataEndsAtBorder()) {
+        !m_jobRequest->SentDataEndsAtBoundary()) {
         return false;
     }
     BOOL ready = TRUE;
@@ -314,7 +293,7 @@ BOOL CMonitor::EndDoc(PortRecord* port)
     return TRUE;
 }
 
-/// Sends what is still held back, whether or not a buffer is in progress.
+/// Sends what is still held back, whether or not a buffer is in progress. No byte of the job follows.
 void CMonitor::FlushHeldData(PortRecord* port)
 {
     CDataPrintJob* job = m_printMonitor->FindPrintJob();
@@ -329,12 +308,12 @@ void CMonitor::FlushHeldData(PortRecord* port)
     m_jobRequest = nullptr;
 }
 
-/// The port may take the bytes in parts, or nothing for a while; after 5000 ms without one getting through
-/// the rest is given up.
+/// The port may accept the bytes in parts, or none for a while; the rest is given up once 5000 ms have passed
+/// without a byte being accepted.
 void CMonitor::SendAllPending(PortRecord* port, CDataPrintJob& job)
 {
     RunRequest(port, &job, TRUE);
-    DWORD lastProgress = GetTickCount(); // from here on: the wait for a query's exchange does not count
+    DWORD lastProgress = GetTickCount(); // after the first run, whose wait for a query's exchange does not count
     while (job.HasPending() && GetTickCount() - lastProgress < kFlushLimitMs) {
         const uint32_t before = job.GetPendingLength();
         RunRequest(port, &job, TRUE);
@@ -352,12 +331,9 @@ void CMonitor::WatchJob(PortRecord* port)
     for (;;) {
         if (queue.IsFirstJobDeleted()) {
             if (CancelJob(port)) {
-                m_printMonitor->ResetJob(); // the printer is in the middle of nothing any more
+                m_printMonitor->ResetJob(); // the printer is no longer inside anything
             }
             return;
-        }
-        if (!m_printMonitor->SentJobDataEndsAtBorder()) {
-            return; // a status command would land inside what was given up half sent
         }
         if (m_printMonitor->OverlapsJobs() && queue.HasQueuedJobs()) {
             return;
@@ -402,7 +378,7 @@ CDataStatus* CMonitor::RefreshStatus(PortRecord* port, BOOL* ready)
 
 void CMonitor::Publish(PortRecord* port, CDataStatus& status, BOOL* ready)
 {
-    PrinterState state; // of a status without an error code: no error, no status code
+    PrinterState state; // kept for a status without an error code: no error, no status code
     if (!status.EvaluateStatus(state)) {
         *ready = FALSE;
     }

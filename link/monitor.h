@@ -13,8 +13,8 @@ class CDataPrintJob;
 class CDataStatus;
 struct PortRecord;
 
-/// The device link: one per open port. It decides when the printer may be talked to, runs request chains,
-/// carries the job's data so that queries can be slipped in between cards, watches the job queue at the end
+/// The device link: one per open port. It decides when commands may be sent to the printer, runs request
+/// chains, carries the job's data so that queries can be sent between cards, watches the job queue at the end
 /// of a document and publishes the printer's status as printer data.
 ///
 /// Threads: one job thread per port (StartDoc, Write, EndDoc), any number of query threads
@@ -22,29 +22,29 @@ struct PortRecord;
 /// only the exchange mutex. Every wait has a limit.
 class CMonitor {
 public:
-    /// A lock or event that cannot be made is done without: without the channel mutex queries fail with 170,
-    /// without the exchange mutex chains run unguarded, without the event EndDoc does not wait.
+    /// If a lock or event cannot be created, the monitor runs without it: without the channel mutex queries
+    /// fail with 170, without the exchange mutex chains run unguarded, without the event EndDoc does not wait.
     explicit CMonitor(std::unique_ptr<CPrintMonitor> printMonitor);
     virtual ~CMonitor();
     CMonitor(const CMonitor&) = delete;
     CMonitor& operator=(const CMonitor&) = delete;
 
-    /// Ends the job's data: flushes what is held back, watches the queue until the printer has printed or the
+    /// Ends the job's data: sends what is held back, watches the queue until the printer has printed or the
     /// job was deleted (which cancels it at the printer), lets a running query finish. Always TRUE. Job's
     /// thread.
     virtual BOOL EndDoc(PortRecord* port);
 
-    /// Answers a value name with 8-bit NUL-terminated text. *returned is the size needed with the NUL; when
-    /// it does not fit, nothing is copied and the result is TRUE all the same. FALSE with last error 87
-    /// (unknown name, rejected parameters, failed request), 170 (printer in use for 5000 ms), 4319 (exchange
-    /// running for 30000 ms), or as left when the request leaves no text. Query threads.
+    /// Answers a value name with 8-bit NUL-terminated text. *returned is the size needed, including the NUL;
+    /// if that exceeds outputSize, nothing is copied and the result is still TRUE. FALSE with last error 87
+    /// (unknown name or rejected parameters, at once; failed request), 170 (printer in use for 5000 ms), 4319
+    /// (exchange running for 30000 ms), or as left if the request has no text. Query threads.
     virtual BOOL GetPrinterData(PortRecord* port, const wchar_t* valueName, const void* input,
                                 DWORD inputSize, void* output, DWORD outputSize, DWORD* returned);
 
     /// A document begins. Job's thread.
     virtual BOOL StartDoc(PortRecord* port);
 
-    /// No bidi handler of our own: ERROR_NOT_SUPPORTED.
+    /// ERROR_NOT_SUPPORTED: the model has no request for bidi containers.
     virtual DWORD SendRecvBidiData(PortRecord* port, DWORD accessBit, const wchar_t* action,
                                    BIDI_REQUEST_CONTAINER* request, BIDI_RESPONSE_CONTAINER** response);
 
@@ -52,16 +52,16 @@ public:
     /// of which must offer the same bytes again; *written is 0 until the last of them. Job's thread.
     virtual BOOL Write(PortRecord* port, const uint8_t* data, DWORD size, DWORD* written);
 
-    /// Tells the printer to drop what it prints. Takes no lock: it runs beside a query's exchange, with a
-    /// request and a transport of its own. Job's thread.
+    /// Cancels what the printer prints. Takes no lock: it may run concurrently with a query's exchange, and
+    /// uses a separate request and transport. Job's thread.
     virtual BOOL CancelJob(PortRecord* port);
 
-    /// Asks the printer's status and publishes it as printer data of the open document. Null when the status
-    /// cannot be had; *ready stays TRUE then. Job's thread.
+    /// Queries the printer's status and publishes it as printer data of the open document. Null, *ready TRUE,
+    /// if the status cannot be read. Job's thread.
     virtual CDataStatus* RefreshStatus(PortRecord* port, BOOL* ready);
 
 protected:
-    /// Runs a request's chain under the exchange mutex. Without force only when the model's CanInterleave
+    /// Runs a request's chain under the exchange mutex. Without force only if the model's CanInterleave
     /// allows it (else last error 170). A request that fails with last error 50 ends the chain as a success.
     BOOL RunRequest(PortRecord* port, CData* request, BOOL force);
 
@@ -69,20 +69,19 @@ protected:
     HANDLE ExchangeMutex() const { return m_exchangeMutex.Get(); }
 
 private:
-    /// One question of a query thread and its answer's way back.
+    /// A value name and where its answer goes.
     struct Query {
         const wchar_t* valueName;
         char* output;
         DWORD outputSize;
         DWORD* returned;
     };
-    class ChannelHold;
+    class CChannelHold;
 
-    HANDLE AcquireChannel(PortRecord* port, const wchar_t* valueName);
+    HANDLE AcquireChannel(PortRecord* port);
     void ReleaseChannel(PortRecord* port, HANDLE token);
-    BOOL PrepareRequest(const wchar_t* valueName);
     BOOL RunRequestWithRetry(PortRecord* port, const Query& query);
-    bool IsAtBorder();
+    bool IsAtBoundary();
     BOOL RunQuery(PortRecord* port, const Query& query);
     BOOL RunChain(PortRecord* port, CData* request);
     BOOL TakeOver(PortRecord* port, const uint8_t* data, DWORD size, DWORD* written);
@@ -95,9 +94,9 @@ private:
 
     std::unique_ptr<CPrintMonitor> m_printMonitor;
     CDataPrintJob* m_jobRequest = nullptr; ///< while a buffer is carried; the model's object
-    CHandle m_idleEvent;                   ///< manual-reset; reset while a query holds the channel
     CHandle m_exchangeMutex;               ///< held while one request chain runs
     CHandle m_channelMutex;                ///< held by the one query that uses the printer
+    CHandle m_idleEvent;                   ///< manual-reset; reset while a query holds the channel
     BOOL m_ownsChannel = FALSE;            ///< that query opened a channel; guarded by m_channelMutex
 };
 

@@ -1,11 +1,12 @@
 #include "link/packet_zrt.h"
 
+#include <cstring>
+
 namespace zrtmon {
 
 namespace {
 
 constexpr uint8_t kHeaderStart[] = {0x1B, 0x5F};
-constexpr uint32_t kLengthOffset = 4;
 
 uint32_t BigEndian32(const uint8_t* bytes)
 {
@@ -19,14 +20,16 @@ BOOL CPacketZRT::ParseHeader(const uint8_t* data, uint32_t count, uint32_t* cons
     if (count < sizeof kHeaderStart) {
         return TRUE;
     }
-    if (data[0] != kHeaderStart[0] || data[1] != kHeaderStart[1]) {
+    if (std::memcmp(data, kHeaderStart, sizeof kHeaderStart) != 0) {
         return FALSE;
     }
-    if (count < kHeaderSize) {
+    PacketHeader header;
+    if (count < sizeof header) {
         return TRUE;
     }
-    m_payloadLength.store(BigEndian32(data + kLengthOffset), std::memory_order_release);
-    *consumed += kHeaderSize;
+    std::memcpy(&header, data, sizeof header);
+    m_payloadLength.store(BigEndian32(header.payloadLength), std::memory_order_release);
+    *consumed += sizeof header;
     return TRUE;
 }
 

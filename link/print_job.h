@@ -10,13 +10,13 @@ namespace zrtmon {
 /// The spooler's job queue of one printer.
 class CPrintJob {
 public:
-    /// printer is borrowed for the object's life; null is a queue that cannot be read.
+    /// printer is borrowed for the object's life; null: a queue that cannot be read.
     explicit CPrintJob(HANDLE printer) : m_printer(printer) {}
     virtual ~CPrintJob() = default;
     CPrintJob(const CPrintJob&) = delete;
     CPrintJob& operator=(const CPrintJob&) = delete;
 
-    /// The first count jobs as records of that level, their number in *returned. Null when there is none or
+    /// The first count jobs as records of that level, their number in *returned. Null if there is none or
     /// the spooler refuses. Borrowed until the next call.
     const uint8_t* Enumerate(DWORD count, DWORD level, DWORD* returned);
 

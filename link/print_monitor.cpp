@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
-#include <span>
 
 #include "queries/data_status.h"
 #include "requests/data.h"
@@ -53,11 +52,7 @@ CData* CPrintMonitor::GetRequestByName(const wchar_t* valueName)
         return nullptr;
     }
     CData* request = GetRequest(code);
-    try {
-        return request && request->Prepare(valueName) ? request : nullptr;
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return request && request->Prepare(valueName) ? request : nullptr;
 }
 
 CPrinterData* CPrintMonitor::GetTransport() { return nullptr; }
@@ -89,19 +84,28 @@ RequestCode CPrintMonitor::GetRequestCode(const wchar_t* valueName)
     }
     *std::find(std::begin(name), std::find(std::begin(name), std::end(name) - 1, L'\0'),
                kParameterSeparator) = L'\0';
-    const std::span<const RequestName> rows = RequestNameTable();
-    const auto found = std::find_if(rows.rbegin(), rows.rend(), [&name](const RequestName& row) {
-        return lstrcmpiW(name, row.valueName) == 0;
-    });
-    return found != rows.rend() ? found->code : UnknownRequest;
+    const auto found =
+        std::find_if(RequestNameTable.rbegin(), RequestNameTable.rend(),
+                     [&name](const RequestName& row) { return lstrcmpiW(name, row.valueName) == 0; });
+    return found != RequestNameTable.rend() ? found->code : UnknownRequest;
 }
 
 std::unique_ptr<CData> CPrintMonitor::CreateRequest(RequestCode /*code*/) const { return nullptr; }
 
-bool CPrintMonitor::SentJobDataEndsAtBorder() const
+bool CPrintMonitor::AcceptsRequest(const wchar_t* valueName)
+{
+    try {
+        const std::unique_ptr<CData> request = CreateRequest(GetRequestCode(valueName));
+        return request && request->Prepare(valueName);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+bool CPrintMonitor::SentJobDataEndsAtBoundary() const
 {
     const CDataPrintJob* job = FindPrintJob();
-    return !job || job->SentDataEndsAtBorder();
+    return !job || job->SentDataEndsAtBoundary();
 }
 
 CData* CPrintMonitor::Find(RequestCode code)

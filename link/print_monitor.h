@@ -18,8 +18,8 @@ struct PortRecord;
 
 /// The printer model: the device link's source of request objects and of the transport.
 ///
-/// Requests are made on first use, one for each code, and live as long as the model; all pointers handed out
-/// are lent. The registry may be used from any thread; the request objects themselves, and the transport,
+/// Requests are created on first use, one for each code, and live as long as the model; all returned pointers
+/// are borrowed. The registry may be used from any thread; the request objects themselves, and the transport,
 /// only under the device link's exchange mutex or, for the print job, on the document's thread.
 class CPrintMonitor {
 public:
@@ -31,51 +31,56 @@ public:
     /// Called after each status refresh of the port.
     virtual void OnStatusRefreshed(PortRecord* port);
 
-    /// No print-job data is half-way through a packet (or, in the family's model, a card): a command may go
-    /// in now, as far as the scanner has come.
+    /// The scanner is not inside a packet of the print job (or, in the family's model, a card): as far as it
+    /// knows, a command may be sent now.
     virtual BOOL CanInterleave();
 
-    /// The print job has come to its end command and still has bytes to send.
+    /// The print job's end command has been scanned, and bytes are still to be sent.
     virtual BOOL IsJobAtCheckpoint();
 
-    /// The request for a code, or null when the model serves none or memory is exhausted.
+    /// The request for a code, or null if the model serves none or memory is exhausted.
     virtual CData* GetRequest(RequestCode code);
 
-    /// The request for a value name, prepared with the whole text, parameters included. Null when the name
-    /// is unknown or not served, or the request rejects its parameters or has no memory for them.
+    /// The request for a value name, prepared with the whole text, parameters included. Null if the name
+    /// is unknown or not served, or the request rejects its parameters.
     virtual CData* GetRequestByName(const wchar_t* valueName);
 
     virtual CPrinterData* GetTransport();
 
-    /// The status request, null when there is none.
+    /// The status request, or null.
     virtual CDataStatus* GetStatusRequest();
 
-    /// Hands job data to the print-job request. Answers the request when it took them, else null.
+    /// Passes job data to the print-job request. Returns the request if it accepted the data, else null.
     virtual CDataPrintJob* FeedJobData(const uint8_t* data, DWORD size);
 
-    /// Starts a new document. TRUE when the model has no print-job request.
+    /// Starts a new document. TRUE also if the model has no print-job request.
     virtual BOOL ResetJob();
 
     /// Whether a second queued job may start before the printer has finished the first.
     virtual BOOL OverlapsJobs();
 
-    /// The code of a value name, its parameters not looked at; UnknownRequest for an unknown one.
+    /// The code of a value name, whatever its parameters; UnknownRequest if the name is unknown.
     virtual RequestCode GetRequestCode(const wchar_t* valueName);
 
-    /// A request of the caller's own for a code, outside the registry; null as GetRequest. May throw
+    /// A separate request for a code, which the registry does not contain; null as for GetRequest. May throw
     /// std::bad_alloc. Any thread.
     virtual std::unique_ptr<CData> CreateRequest(RequestCode code) const;
 
-    /// The print-job request if one has been made, else null. Any thread.
+    /// Whether a value name is served and its parameters are accepted, as a separate request finds them: needs
+    /// no lock, whatever the registered request is doing. Reads from the spooler what that request reads to
+    /// prepare itself. Any thread.
+    bool AcceptsRequest(const wchar_t* valueName);
+
+    /// The print-job request if it has been created, else null. Any thread.
     CDataPrintJob* FindPrintJob() const { return m_printJob; }
 
-    /// The bytes of the job that have left for the printer end between two cards. Unlike CanInterleave it
-    /// also holds while a buffer has been taken over and not sent yet. Any thread; the answer lasts only
-    /// while the caller holds the exchange mutex.
-    bool SentJobDataEndsAtBorder() const;
+    /// The bytes of the job that have been sent to the printer end between two cards, or the document has
+    /// ended. Unlike CanInterleave it is also true while a buffer has been taken over and not sent yet. Any
+    /// thread; valid only while the caller holds the exchange mutex.
+    bool SentJobDataEndsAtBoundary() const;
 
 protected:
-    /// The registered request for the code; made by CreateRequest and registered when there is none.
+    /// The registered request for the code; if there is none, creates it with CreateRequest and registers it.
     CData* FindOrCreate(RequestCode code);
 
 private:
@@ -83,8 +88,7 @@ private:
 
     CCriticalSection m_registryLock;
     std::map<RequestCode, std::unique_ptr<CData>> m_requests;
-    std::atomic<CDataPrintJob*> m_printJob{
-        nullptr}; // the registry's object, for threads that only look at it
+    std::atomic<CDataPrintJob*> m_printJob{nullptr}; ///< the registry's object, for threads without its lock
 };
 
 } // namespace zrtmon

@@ -40,7 +40,7 @@ std::unique_ptr<CData> MakeOemEnable()
     return serialNumber;
 }
 
-/// A password command behind the challenge that it answers.
+/// A password command, chained after the request for the challenge that it answers.
 template <typename Command>
 std::unique_ptr<CData> MakePasswordCommand()
 {
@@ -57,7 +57,7 @@ BOOL CPrintMonitorZRT::CanInterleave()
         return FALSE;
     }
     const auto* job =
-        static_cast<const CDataPrintJobZRT*>(FindPrintJob()); // the only class made for it below
+        static_cast<const CDataPrintJobZRT*>(FindPrintJob()); // the only class that CreateRequest uses
     return !job || job->GetCardCount() % 2 == 0;
 }
 

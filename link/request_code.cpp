@@ -1,12 +1,8 @@
 #include "link/request_code.h"
 
-#include <iterator>
-
 namespace zrtmon {
 
-namespace {
-
-constexpr RequestName kRequestNames[] = {
+constinit const std::array<RequestName, 34> RequestNameTable = {{
     {CancelPrint, L"CancelPrint"},
     {CardCount, L"CardCount"},
     {ConfigInfo, L"ConfigInfo"},
@@ -41,11 +37,6 @@ constexpr RequestName kRequestNames[] = {
     {VersionInfo, L"VersionInfo"},
     {SensorStatus, L"SensorStatus"},
     {MoveToEx, L"MoveToEx"},
-};
-static_assert(std::size(kRequestNames) == 34);
-
-} // namespace
-
-std::span<const RequestName> RequestNameTable() { return kRequestNames; }
+}};
 
 } // namespace zrtmon

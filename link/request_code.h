@@ -1,7 +1,7 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <span>
 
 namespace zrtmon {
 
@@ -46,13 +46,13 @@ enum RequestCode : uint32_t {
     MoveToEx = 36,
 };
 
-/// One value name that callers may ask for.
+/// One value name that callers may query.
 struct RequestName {
     RequestCode code;
     const wchar_t* valueName;
 };
 
 /// Every value name, served or only known. Searched from the last row to the first.
-std::span<const RequestName> RequestNameTable();
+extern const std::array<RequestName, 34> RequestNameTable;
 
 } // namespace zrtmon

@@ -12,18 +12,18 @@
 
 namespace zrtmon {
 
-/// One thing that can be asked of the printer: the bytes to send, how they travel, how the reply is
-/// read and how it becomes the caller's answer.
+/// One query or command: the bytes to send, how they are sent, how the reply is read and how it becomes the
+/// caller's answer.
 ///
-/// The answer is 8-bit text, by convention fields separated by ";", each "name=value". Replies come
-/// as positional values separated by "," or ";"; the machinery that names them stands here once, and a
-/// subclass supplies the marker that its reply opens with and the names.
+/// The answer is 8-bit text, by convention fields separated by ";", each "name=value". Replies arrive as
+/// positional values separated by "," or ";"; the base class names them, and a subclass supplies the marker
+/// that opens its reply and the names.
 ///
-/// A request may stand for several exchanges by chaining further requests through SetNext; the caller's
+/// A request may consist of several exchanges by chaining further requests through SetNext; the caller's
 /// answer is then the concatenation of all their texts.
 ///
-/// No lock of its own: all calls come from one port's device link, which serialises them. No operation
-/// here sets the last error. Parse, NameFields and Prepare may throw std::bad_alloc.
+/// Has no lock: all calls come from one port's device link, which serialises them. No operation here sets
+/// the last error. Parse and NameFields may throw std::bad_alloc.
 class CData {
 public:
     CData() = default;
@@ -31,7 +31,7 @@ public:
     CData(const CData&) = delete;
     CData& operator=(const CData&) = delete;
 
-    /// The answer; never null. Stable until the text changes.
+    /// The answer; never null. Borrowed until the text changes.
     virtual const char* GetText() { return m_text.c_str(); }
 
     /// The command bytes and their count. Null or a count of 0: nothing is sent. Borrowed until the next
@@ -39,7 +39,8 @@ public:
     virtual const uint8_t* GetCommand(uint32_t* length) = 0;
 
     /// Called with the caller's request text (the value name, then "/" and parameters) before each use.
-    /// FALSE rejects the request before anything is sent.
+    /// FALSE rejects the request before anything is sent: parameters are missing or invalid, or memory is
+    /// exhausted.
     virtual BOOL Prepare(const wchar_t* requestText);
 
     /// Milliseconds between a successful send and reading the reply.
@@ -47,21 +48,21 @@ public:
 
     virtual void ClearText() { m_text.clear(); }
 
-    /// How the command travels: one of SendMethod. Other values fail the exchange.
+    /// How the command is sent: one of SendMethod. Other values fail the exchange.
     virtual uint32_t GetSendMethod() { return kSendToPort; }
 
-    /// Told after every send attempt how many bytes went.
+    /// Called after every send attempt with the number of bytes sent.
     virtual void SetSentLength(uint32_t count) { m_sentLength = count; }
 
     /// How the reply is read: one of ReceiveMethod. Other values fail the exchange.
     virtual uint32_t GetReceiveMethod() { return kReceiveFromPort; }
 
-    /// Third step of a reply: "," becomes ";", then the fields that have a name get it. FALSE when a
-    /// named field is not there; those before it are named by then.
+    /// Third step of a reply: "," becomes ";", then the names are inserted. FALSE if a named field is
+    /// missing; the fields before it have been named.
     virtual BOOL NameFields();
 
-    /// First step of a reply, once for each chunk: keeps the text up to the first NUL. FALSE when memory
-    /// is exhausted.
+    /// First step of a reply, once for each chunk: keeps the text up to the first NUL. FALSE if memory is
+    /// exhausted.
     virtual BOOL SetReply(const char* data, uint32_t length);
 
     /// Second step of a reply: checks and rewrites the text.
@@ -70,23 +71,20 @@ public:
     /// Name of reply field number index, or null past the last named one.
     virtual const char* GetFieldName(uint32_t index);
 
-    /// Puts name and "=" before field number index. FALSE when there is no such field.
+    /// Inserts name and "=" before field number index. FALSE if there is no such field.
     virtual BOOL NameField(uint32_t index, const std::string& name);
 
-    /// Whether what the port did not take of the command is sent by a later run of the request.
-    virtual bool MaySendInParts() const { return false; }
-
-    /// SetReply, Parse, NameFields, as far as each succeeds.
+    /// SetReply, Parse and NameFields, up to the first that fails.
     BOOL ProcessReply(const char* data, uint32_t length);
 
-    /// The value of the first occurrence of key: from one character behind it to the next "," or ";". A
-    /// value without a separator behind it cannot be read. FALSE leaves value as it was. May throw
-    /// std::bad_alloc.
+    /// The value after the first occurrence of key: it starts one character after the key and ends before
+    /// the next "," or ";". A value that no separator follows cannot be read. FALSE leaves value unchanged.
+    /// May throw std::bad_alloc.
     BOOL FindField(const char* key, std::string& value) const;
     /// FindField, converted by DecimalValue. Allocates nothing.
     BOOL GetIntField(const char* key, int& value) const;
 
-    /// Bytes of GetText without its NUL.
+    /// The length of GetText in bytes, without its NUL.
     size_t GetTextLength() const { return m_text.size(); }
 
     CData* GetNext() const { return m_next.get(); }
@@ -102,21 +100,21 @@ public:
     static constexpr uint32_t kDefaultSendDelayMs = 250;
 
 protected:
-    /// What GetCommand answers for these bytes; none: null and a length of 0.
+    /// What GetCommand returns for these bytes; null and a length of 0 for an empty range.
     static const uint8_t* Lend(std::span<const uint8_t> command, uint32_t* length)
     {
         *length = static_cast<uint32_t>(command.size());
         return command.empty() ? nullptr : command.data();
     }
-    /// What GetFieldName answers from a table of names.
+    /// What GetFieldName returns from a table of names.
     static const char* NameAt(std::span<const char* const> names, uint32_t index)
     {
         return index < names.size() ? names[index] : nullptr;
     }
 
-    /// Drops everything up to and including the first marker. FALSE, text unchanged, when it is not there.
+    /// Drops everything up to and including the first marker. FALSE, text unchanged, if it is missing.
     BOOL KeepTextAfter(std::string_view marker);
-    /// Drops the first separator and everything behind it; nothing when there is none.
+    /// Drops the first separator and everything after it, if there is one.
     void CutTextAt(char separator);
 
     std::optional<std::string_view> FindValue(std::string_view key) const;

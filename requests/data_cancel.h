@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "requests/data.h"
 
 namespace zrtmon {
@@ -8,8 +11,15 @@ namespace zrtmon {
 /// command "XC". No reply, no answer.
 class CDataCancel final : public CData {
 public:
+    /// May throw std::bad_alloc: the command's memory is reserved here, so that a cancel that could be
+    /// created can also be sent.
+    CDataCancel();
+
     const uint8_t* GetCommand(uint32_t* length) override;
     uint32_t GetReceiveMethod() override { return kReceiveNothing; }
+
+private:
+    std::vector<uint8_t> m_command; ///< built anew by each GetCommand
 };
 
 } // namespace zrtmon

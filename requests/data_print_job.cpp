@@ -18,12 +18,12 @@ BOOL CDataPrintJob::Prepare(const wchar_t* requestText)
     m_pending = nullptr;
     m_pendingLength = 0;
     m_heldStart = 0;
+    m_unitRest = 0;
     m_bufferedLength = 0;
     m_accepted = 0;
     m_packetState = Framing::Unknown;
-    m_endsInsideUnit = false;
     m_cardSeen = false;
-    m_sentAtBorder = true;
+    m_sentAtBoundary = true;
     return CData::Prepare(requestText);
 }
 
@@ -32,8 +32,9 @@ void CDataPrintJob::SetSentLength(uint32_t count)
     m_sentLength = std::min(count, m_pendingLength);
     m_pending += m_sentLength;
     m_pendingLength -= m_sentLength;
+    m_unitRest -= std::min(m_unitRest, m_sentLength);
     if (m_sentLength > 0) {
-        m_sentAtBorder.store(m_pendingLength == 0 && !m_endsInsideUnit && IsPacketDone() && IsBetweenCards(),
+        m_sentAtBoundary.store(m_pendingLength == 0 && IsPacketDone() && IsBetweenCards(),
                              std::memory_order_release);
     }
 }
@@ -48,7 +49,7 @@ BOOL CDataPrintJob::SetReply(const char* data, uint32_t length)
     if (m_bufferedLength == 0) {
         TakeFromCaller(bytes, length);
     } else {
-        TakeBehindHeldBytes(bytes, length);
+        TakeAfterHeldBytes(bytes, length);
     }
     return TRUE;
 }
@@ -68,7 +69,7 @@ void CDataPrintJob::TakeFromCaller(const uint8_t* data, uint32_t length)
     m_accepted = m_bufferedLength;
 }
 
-void CDataPrintJob::TakeBehindHeldBytes(const uint8_t* data, uint32_t length)
+void CDataPrintJob::TakeAfterHeldBytes(const uint8_t* data, uint32_t length)
 {
     if (m_heldStart > 0) {
         std::memmove(m_buffer, m_buffer + m_heldStart, m_bufferedLength);
@@ -79,8 +80,8 @@ void CDataPrintJob::TakeBehindHeldBytes(const uint8_t* data, uint32_t length)
     std::copy_n(data, added, m_buffer + held);
     const uint32_t forwarded = FilterData(m_buffer, held + added);
     if (forwarded == 0) {
-        // A full buffer without one whole unit is no job data of this printer family: what follows is taken
-        // and dropped, so that the spooler does not offer it for ever.
+        // A full buffer without one complete unit is not job data of this printer family: what follows is
+        // accepted and dropped, so that the spooler does not keep offering it.
         m_accepted = held < kBufferSize ? added : length;
         m_bufferedLength = held + added;
         return;
@@ -92,7 +93,7 @@ void CDataPrintJob::TakeBehindHeldBytes(const uint8_t* data, uint32_t length)
         m_bufferedLength = 0;
         return;
     }
-    // Less may go than was held: the rest stays held, and nothing of the caller's bytes is taken yet.
+    // Fewer bytes may be sent than were held: the rest stays held, and none of the caller's bytes are accepted.
     m_heldStart = forwarded;
     m_bufferedLength = held - forwarded;
 }
@@ -119,6 +120,7 @@ void CDataPrintJob::DropBuffer()
     m_pending = nullptr;
     m_pendingLength = 0;
     m_accepted = 0;
+    m_sentAtBoundary.store(true, std::memory_order_release);
 }
 
 uint32_t CDataPrintJob::TakeAcceptedCount()
@@ -131,17 +133,14 @@ uint32_t CDataPrintJob::TakeAcceptedCount()
 
 void CDataPrintJob::UseBufferedData()
 {
-    m_endsInsideUnit = m_bufferedLength > 0;
-    if (IsPendingHeldHere()) {
-        m_pendingLength += std::exchange(m_bufferedLength, 0); // they lie right behind the pending ones
-        return;
-    }
+    // Held bytes that follow a dropped piece would reach the printer after a gap.
+    m_pendingLength = IsPendingHeldHere() ? 0 : m_bufferedLength;
     m_pending = m_buffer + m_heldStart;
-    m_pendingLength = std::exchange(m_bufferedLength, 0);
 }
 
 uint32_t CDataPrintJob::FilterData(const uint8_t* data, uint32_t length)
 {
+    m_unitRest = 0;
     if (m_packetState == Framing::None) {
         return length;
     }
@@ -159,10 +158,18 @@ uint32_t CDataPrintJob::FilterData(const uint8_t* data, uint32_t length)
     const uint32_t payloadLength = m_packet->m_payloadLength;
     const uint32_t available = std::min(payloadLength, length - forwarded);
     const uint32_t scanned = available > 0 ? ScanCommands(data + forwarded, available) : 0;
+    m_unitRest += m_unitRest > 0 ? forwarded : 0;
     m_packet->m_payloadLength.store(payloadLength - scanned, std::memory_order_release);
     return forwarded + scanned;
 }
 
 uint32_t CDataPrintJob::ScanCommands(const uint8_t* /*data*/, uint32_t length) { return length; }
+
+const uint8_t* CDataJobPart::GetCommand(uint32_t* length)
+{
+    const uint8_t* pending = m_job.GetCommand(length);
+    *length = std::min(*length, m_length);
+    return pending;
+}
 
 } // namespace zrtmon

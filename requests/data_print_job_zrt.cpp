@@ -10,15 +10,15 @@ namespace zrtmon {
 namespace {
 
 constexpr uint8_t kRecordMarker = 0x8F;
-constexpr uint32_t kRecordHeadSize = 2; // the marker and one byte more
+constexpr uint32_t kRecordHeadSize = 2; // the marker and one more byte
 constexpr uint32_t kRecordBodySize = 474;
 constexpr uint32_t kRecordSize = kRecordHeadSize + kRecordBodySize;
 constexpr uint32_t kCommandSize = 4; // prefix and letter
 constexpr uint32_t kEndCommandSize = 5;
 constexpr uint8_t kEndOfJob = 'Z';
-constexpr uint32_t kMessageHeadSize = 7; // the last of these bytes tells how many follow
+constexpr uint32_t kMessageHeadSize = 7; // its last byte is the number of bytes that follow
 
-/// Where the last of the whole records ends that stand back to back from here on.
+/// Where the last of the complete records that begin here, back to back, ends.
 uint32_t SkipRecords(const uint8_t* data, uint32_t length, uint32_t position)
 {
     while (length - position >= kRecordSize && data[position] == kRecordMarker) {
@@ -34,7 +34,7 @@ CDataPrintJobZRT::CDataPrintJobZRT() : CDataPrintJob(&m_packetParser) {}
 BOOL CDataPrintJobZRT::Prepare(const wchar_t* requestText)
 {
     m_cardCount = 0;
-    m_passedCardCount = 0;
+    m_releasedCardCommandCount = 0;
     m_scanState = ScanState::CommandDue;
     m_packetParser.m_payloadLength = 0;
     return CDataPrintJob::Prepare(requestText);
@@ -43,6 +43,7 @@ BOOL CDataPrintJobZRT::Prepare(const wchar_t* requestText)
 uint32_t CDataPrintJobZRT::ScanCommands(const uint8_t* data, uint32_t length)
 {
     Piece piece{data, length, m_packetParser.m_payloadLength};
+    const uint32_t recordRest = RecordRest(piece);
     uint32_t position = 0;
     while (position < piece.length) {
         const uint32_t next = ScanUnit(piece, position);
@@ -51,7 +52,19 @@ uint32_t CDataPrintJobZRT::ScanCommands(const uint8_t* data, uint32_t length)
         }
         position = next;
     }
+    SetUnitRest(recordRest <= position ? recordRest : 0);
     return position;
+}
+
+/// The bytes at the start of a piece that complete a record. After a "C" command only the marker of the first
+/// record ends its parameters.
+uint32_t CDataPrintJobZRT::RecordRest(const Piece& piece) const
+{
+    if (m_scanState == ScanState::RecordBody) {
+        return kRecordBodySize;
+    }
+    const bool isRecordNext = m_scanState == ScanState::RecordMarkerDue && piece.length > 0;
+    return isRecordNext && piece.data[0] == kRecordMarker ? kRecordSize : 0;
 }
 
 uint32_t CDataPrintJobZRT::ScanUnit(Piece& piece, uint32_t position)
@@ -64,9 +77,9 @@ uint32_t CDataPrintJobZRT::ScanUnit(Piece& piece, uint32_t position)
         return position + kRecordBodySize;
     }
     if (m_scanState == ScanState::RecordMarkerDue) {
-        const uint32_t behind = SkipRecords(piece.data, piece.length, position);
-        if (behind > position) {
-            return behind;
+        const uint32_t past = SkipRecords(piece.data, piece.length, position);
+        if (past > position) {
+            return past;
         }
         if (piece.data[position] == kRecordMarker) {
             if (piece.length - position < kRecordHeadSize) {
@@ -98,14 +111,14 @@ uint32_t CDataPrintJobZRT::ScanCommand(Piece& piece, uint32_t position)
         return ScanCard(piece, position);
     case 'J':
         m_scanState = ScanState::AfterJobStart;
-        piece.length = position + kCommandSize; // what follows goes in a piece of its own
+        piece.length = position + kCommandSize; // what follows is sent as a separate piece
         return piece.length;
     case 'X':
         return ScanEndOrOther(piece, position);
     case 'j':
-        m_cardSeen = true;
+        MarkCardSeen();
         m_cardCount = 0;
-        m_passedCardCount = 0;
+        m_releasedCardCommandCount = 0;
         m_scanState = ScanState::AfterCardEnd;
         return position + kCommandSize;
     case 'm':
@@ -118,15 +131,15 @@ uint32_t CDataPrintJobZRT::ScanCommand(Piece& piece, uint32_t position)
 
 uint32_t CDataPrintJobZRT::ScanCard(const Piece& piece, uint32_t position)
 {
-    // Counted at every scan, also when the marker has not come yet and the command is scanned again.
-    m_cardSeen = true;
+    // Counted at every scan, even if the marker has not arrived and the command will be scanned again.
+    MarkCardSeen();
     ++m_cardCount;
     const uint32_t first = position + kCommandSize;
     const void* marker = std::memchr(piece.data + first, kRecordMarker, piece.length - first);
     if (!marker) {
         return position;
     }
-    ++m_passedCardCount;
+    ++m_releasedCardCommandCount;
     m_scanState = ScanState::RecordMarkerDue;
     return static_cast<uint32_t>(static_cast<const uint8_t*>(marker) - piece.data);
 }

@@ -8,8 +8,8 @@
 
 namespace zrtmon {
 
-/// The job data of this printer family: packets, and in their payload commands that are followed so that
-/// the data is cut between them, cards are counted and the end of the job is noticed.
+/// The job data of this printer family: packets with commands in their payload. The commands are followed so
+/// that the data is cut between them, cards are counted and the end of the job is noticed.
 class CDataPrintJobZRT final : public CDataPrintJob {
 public:
     CDataPrintJobZRT();
@@ -23,7 +23,7 @@ public:
     uint32_t GetCardCount() const { return m_cardCount; }
 
 protected:
-    bool IsBetweenCards() override { return m_passedCardCount % 2 == 0; }
+    bool IsBetweenCards() override { return m_releasedCardCommandCount % 2 == 0; }
 
 private:
     enum class ScanState : uint32_t {
@@ -38,11 +38,12 @@ private:
     struct Piece {
         const uint8_t* data;
         uint32_t length;     ///< shortened by a command that ends the piece
-        uint32_t packetLeft; ///< payload bytes that the packet still had when the scan began
+        uint32_t packetLeft; ///< payload bytes left in the packet when the scan began
     };
 
-    // Each answers the position behind the unit that begins at a position: that position itself when the unit
-    // is not whole.
+    uint32_t RecordRest(const Piece& piece) const;
+    // Each returns the position just past the unit that begins at a position, or that position itself if the
+    // unit is incomplete.
     uint32_t ScanUnit(Piece& piece, uint32_t position);
     uint32_t ScanCommand(Piece& piece, uint32_t position);
     uint32_t ScanCard(const Piece& piece, uint32_t position);
@@ -51,8 +52,10 @@ private:
 
     CPacketZRT m_packetParser;
     std::atomic<uint32_t> m_cardCount{0};
-    uint32_t m_passedCardCount = 0; ///< as m_cardCount, but each "C" once, when it is let go
     ScanState m_scanState = ScanState::CommandDue;
+    /// As m_cardCount, but each "C" is counted once, when it is released: decides whether what has been sent
+    /// ends between two cards.
+    uint32_t m_releasedCardCommandCount = 0;
 };
 
 } // namespace zrtmon

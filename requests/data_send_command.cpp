@@ -1,6 +1,7 @@
 #include "requests/data_send_command.h"
 
 #include <cwchar>
+#include <new>
 #include <span>
 
 #include "link/command_prefix.h"
@@ -22,7 +23,7 @@ struct UtilityCommandRow {
     std::span<const uint8_t> command;
     uint32_t delayMs; ///< 0: the default
 };
-// After the last one the printer takes nothing for ten seconds.
+// The printer accepts nothing for ten seconds after the last one.
 constexpr UtilityCommandRow kUtilityCommands[] = {{1, kTrt, 0}, {2, kTct, 0}, {9, kTlt, 10000}};
 
 } // namespace
@@ -33,7 +34,11 @@ BOOL CDataSendCommand::Prepare(const wchar_t* requestText)
     if (!separator) {
         return FALSE;
     }
-    m_parameters = separator + 1;
+    try {
+        m_parameters = separator + 1;
+    } catch (const std::bad_alloc&) {
+        return FALSE;
+    }
     return TRUE;
 }
 

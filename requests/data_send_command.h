@@ -11,12 +11,14 @@ namespace zrtmon {
 class CDataSendCommand : public CData {
 public:
     const uint8_t* GetCommand(uint32_t* length) override;
-    /// Keeps what follows the first "/"; FALSE without one, the parameters of before unchanged.
+    /// Keeps what follows the first "/". FALSE, the previous parameters unchanged, without one or if memory is
+    /// exhausted.
     BOOL Prepare(const wchar_t* requestText) override;
     uint32_t GetSendDelay() override;
     uint32_t GetReceiveMethod() override { return kReceiveNothing; }
 
-    /// Parameter number index (from 0) as a number, from its first 31 characters; -1 when there is none.
+    /// Parameter number index (from 0) as a number, from its first 31 characters; -1 if there are fewer
+    /// parameters.
     virtual int GetParameter(uint32_t index);
 
 protected:
@@ -25,7 +27,7 @@ protected:
 
 private:
     std::wstring m_parameters;
-    uint32_t m_timeout = 0; ///< send delay of the command last chosen, milliseconds; 0: the default
+    uint32_t m_timeout = 0; ///< send delay of the last command in milliseconds; 0: the default
 };
 
 } // namespace zrtmon

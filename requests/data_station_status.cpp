@@ -15,7 +15,7 @@ constexpr std::string_view kBay1Prefix = "Bay1:";
 constexpr std::string_view kBay2Prefix = "Bay2:";
 constexpr const char* kNotInThisBay = "-1";
 
-/// The code that a bay gives for a station, by station number; empty: no bay ever holds it.
+/// The code that a bay reports for a station, by station number; empty: no bay ever holds it.
 constexpr std::string_view kStationCodes[] = {"", "", "4", "1", "3", "2"};
 
 struct StateCode {
@@ -25,7 +25,7 @@ struct StateCode {
 constexpr StateCode kStateCodes[] = {{"0", -1}, {"1", 0}, {"2", 1}, {"3", 2},  {"4", 2},  {"5", 4},  {"6", 3},
                                      {"7", 5},  {"8", 6}, {"9", 9}, {"10", 8}, {"11", 7}, {"12", 10}};
 
-/// The number of a state; a code that is not in the table stands for itself.
+/// The number of a state; a code that is not in the table is reported as received.
 std::string StateText(const std::string& code)
 {
     for (const StateCode& row : kStateCodes) {
@@ -47,13 +47,16 @@ BOOL CDataStationStatus::Prepare(const wchar_t* requestText)
     return own && rest;
 }
 
-BOOL CDataStationStatus::Parse() { return ParseBay(kBay1Prefix); }
-
-BOOL CDataStationStatus::ParseBay(std::string_view prefix)
+void CDataStationStatus::DropPrefix(std::string_view prefix)
 {
     if (m_text.find(prefix) != std::string::npos) {
         m_text.erase(0, prefix.size());
     }
+}
+
+BOOL CDataStationStatus::Parse()
+{
+    DropPrefix(kBay1Prefix);
     const size_t comma = m_text.find(',');
     if (comma == std::string::npos) {
         return FALSE;
@@ -75,7 +78,8 @@ const uint8_t* CDataStationStatusBay2::GetCommand(uint32_t* length) { return Len
 
 BOOL CDataStationStatusBay2::Parse()
 {
-    if (!ParseBay(kBay2Prefix)) {
+    DropPrefix(kBay2Prefix);
+    if (!CDataStationStatus::Parse()) { // which also drops "Bay1:"
         return FALSE;
     }
     if (m_text == kNotInThisBay) {

@@ -4,8 +4,8 @@
 
 namespace zrtmon {
 
-/// What bay 1 says of a station: "StationStatus/<n>", the head of a chain with bay 2. Reply "Bay1:", a
-/// station code, ",", a state code. Text: the state as a number, or "-1" when the bay does not hold that
+/// What bay 1 reports about a station: "StationStatus/<n>", the head of a chain with bay 2. Reply: "Bay1:", a
+/// station code, ",", a state code. Text: the state as a number, or "-1" if the bay does not hold that
 /// station. Fails for a station number outside 0 to 5 and for a reply without ",".
 class CDataStationStatus : public CDataSendCommand {
 public:
@@ -16,11 +16,12 @@ public:
     BOOL Parse() override;
 
 protected:
-    /// Parse for a reply that opens with that prefix.
-    BOOL ParseBay(std::string_view prefix);
+    /// Drops the first characters of a reply that contains the prefix, as many as the prefix has: a reply
+    /// opens with it.
+    void DropPrefix(std::string_view prefix);
 };
 
-/// What bay 2 says, and which bay's word stands: its own when the station is there, else that of bay 1. The
+/// What bay 2 reports, and which bay's reply is used: bay 2's if it holds the station, otherwise bay 1's. The
 /// other text is emptied.
 class CDataStationStatusBay2 final : public CDataStationStatus {
 public:

@@ -18,8 +18,6 @@ namespace {
 constexpr uint32_t kChunkSize = 2048;
 constexpr uint32_t kBufferSize = kChunkSize + 1; // one more for the NUL behind a full chunk
 constexpr DWORD kPortReadLimitMs = 3000;
-constexpr DWORD kPortWriteLimitMs = 3000; // for the rest of a command of which the port took a part
-constexpr DWORD kPortWritePauseMs = 10;
 constexpr unsigned kVendorReadAttempts = 10;
 constexpr DWORD kVendorReadPauseMs = 100;
 constexpr size_t kVendorHeaderSize = 3;
@@ -65,7 +63,7 @@ BOOL CPrinterData::Send(PortRecord* port, CData* request)
             sent = TRUE;
             break;
         case CData::kSendToPort:
-            sent = SendToPort(port, request, command, &length);
+            sent = SendToPort(port, command, &length);
             break;
         case CData::kSendVendorControl:
             sent = SendVendorControl(port, command, length);
@@ -84,24 +82,11 @@ BOOL CPrinterData::Send(PortRecord* port, CData* request)
     return TRUE;
 }
 
-BOOL CPrinterData::SendToPort(PortRecord* port, CData* request, const uint8_t* command, uint32_t* length)
+BOOL CPrinterData::SendToPort(PortRecord* port, const uint8_t* command, uint32_t* length)
 {
-    const uint32_t offered = *length;
     DWORD written = 0;
-    BOOL sent = WriteLowerPort(port, command, offered, &written);
-    *length = std::min<uint32_t>(written, offered);
-    if (request->MaySendInParts()) {
-        return sent;
-    }
-    const DWORD start = GetTickCount();
-    while (sent && *length < offered) {
-        sent = WriteLowerPort(port, command + *length, offered - *length, &written);
-        *length += std::min<uint32_t>(written, offered - *length);
-        if (sent && written == 0) {
-            Sleep(kPortWritePauseMs);
-            sent = GetTickCount() - start < kPortWriteLimitMs;
-        }
-    }
+    const BOOL sent = WriteLowerPort(port, command, *length, &written);
+    *length = std::min<uint32_t>(written, *length);
     return sent;
 }
 
@@ -120,7 +105,7 @@ BOOL CPrinterData::SendVendorControl(PortRecord* port, const uint8_t* command, u
 BOOL CPrinterData::Receive(PortRecord* port, CData* request)
 {
     if (!Resize(m_buffer, kBufferSize)) {
-        return request->GetReceiveMethod() == CData::kReceiveNothing; // what has no reply is done
+        return request->GetReceiveMethod() == CData::kReceiveNothing; // without a reply no buffer is needed
     }
     for (unsigned chunk = 0; chunk < kMaxReplyChunks; ++chunk) {
         uint32_t length = 0;

@@ -9,6 +9,7 @@
 #include "monitor/port_record.h"
 #include "platform/wipe.h"
 #include "requests/data.h"
+#include "requests/data_print_job.h"
 #include "requests/printer_data.h"
 
 namespace zrtmon {
@@ -16,14 +17,14 @@ namespace zrtmon {
 namespace {
 
 constexpr DWORD kGatePauseMs = 1000;
-constexpr int kPasswordWanted = 100;
+constexpr int kPasswordNeeded = 100;
 constexpr int kNoError = 1;
 constexpr size_t kLongestPassword = 254;
 constexpr const wchar_t* kErrorValue = L"PrinterError";
 constexpr const wchar_t* kPasswordValue = L"Password";
 constexpr const wchar_t* kConfigurationValue = L"ConfigurationFile";
 
-/// A stored value as wide text: it may lack its terminator, and may end in the middle of a character.
+/// A stored value as wide text: it may lack its terminator, or end in the middle of a character.
 std::wstring WideValue(const char* bytes, size_t size)
 {
     std::wstring text(size / sizeof(wchar_t), L'\0');
@@ -32,7 +33,7 @@ std::wstring WideValue(const char* bytes, size_t size)
     return text;
 }
 
-/// The wide form of 8-bit text, which CPassword turns back: each byte is the character of its value.
+/// The wide form of 8-bit text, which CPassword converts back: each byte becomes the character of that value.
 std::wstring PasswordRequest(const char* password)
 {
     std::wstring text = L"/";
@@ -74,87 +75,78 @@ BOOL CMonitorSecurity::Write(PortRecord* port, const uint8_t* data, DWORD size, 
 {
     *written = 0;
     if (!Model().IsJobAtCheckpoint()) {
-        m_isDecided = false;
-    } else if (!m_isDecided) {
+        m_isPendingPieceAllowed = false;
+    } else if (!m_isPendingPieceAllowed) {
+        CDataPrintJob& job = *Model().FindPrintJob();
+        job.Reoffer(data, size);
+        if (const uint32_t rest = job.GetUnitRest()) {
+            CDataJobPart part(job, rest);
+            return RunRequest(port, &part, TRUE); // 0 written: the same data is offered again
+        }
         BOOL proceed = TRUE;
         CheckPassword(port, &proceed);
         if (!proceed) {
             return TRUE;
         }
-        m_isDecided = true;
+        m_isPendingPieceAllowed = true;
     }
     return CMonitor::Write(port, data, size, written);
 }
 
-BOOL CMonitorSecurity::ReadSecurityState(PortRecord* port, SecurityState& state)
+BOOL CMonitorSecurity::QuerySecurity(PortRecord* port, BOOL* mayPrint)
 {
+    *mayPrint = TRUE;
     CData* request = Model().GetRequest(SecurityInfo);
     if (!request) {
         return FALSE;
     }
-    const ExchangeHold exchange(ExchangeMutex());
-    if (!exchange || !RunAtBorder(port, request)) {
+    const CExchangeHold exchange(ExchangeMutex());
+    if (!exchange || !RunRequest(port, request, FALSE)) {
         return FALSE;
     }
     int protection = 0;
     if (!request->GetIntField("Password", protection)) {
         return FALSE;
     }
-    int validation = 0;
-    if (protection != 0 && !request->GetIntField("Validation", validation)) {
-        return FALSE;
-    }
-    state = {protection != 0, validation > 0};
-    return TRUE;
-}
-
-BOOL CMonitorSecurity::QuerySecurity(PortRecord* port, BOOL* mayPrint)
-{
-    *mayPrint = TRUE;
-    SecurityState state{};
-    if (!ReadSecurityState(port, state)) {
-        return FALSE;
-    }
-    if (!state.isProtected) {
+    m_isProtected = protection != 0;
+    if (!m_isProtected) {
         m_released = FALSE;
         return TRUE;
     }
-    *mayPrint = state.isValidated;
+    int validation = 0;
+    if (!request->GetIntField("Validation", validation)) {
+        return FALSE;
+    }
+    *mayPrint = validation > 0;
     return TRUE;
 }
 
 void CMonitorSecurity::CheckPassword(PortRecord* port, BOOL* proceed)
 {
-    SecurityState state{};
-    if (!ReadSecurityState(port, state)) {
+    if (!QuerySecurity(port, proceed)) {
         *proceed = TRUE;
         return;
     }
-    if (!state.isProtected) {
-        m_released = FALSE; // a job that goes without protection uses up no validation
-        *proceed = TRUE;
-        return;
-    }
-    if (state.isValidated) {
+    if (*proceed) {
         *proceed = !m_released;
         if (m_released) {
             Sleep(kGatePauseMs);
         }
-        m_released = TRUE;
+        m_released = m_isProtected;
         return;
     }
     m_released = FALSE;
-    *proceed = FALSE; // a validation that is had now is found at the next offer of the data
-    if (!Reauthenticate(port) && !AskForPassword(port)) {
+    // *proceed stays FALSE: the next offer of the data finds a printer that is validated by then.
+    if (!Reauthenticate(port) && !RequestPassword(port)) {
         Sleep(kGatePauseMs);
     }
 }
 
-/// Presents the password that printer data holds; publishes that one is wanted when there is none.
-bool CMonitorSecurity::AskForPassword(PortRecord* port)
+/// Presents the password stored in printer data; if there is none, publishes that one is needed.
+bool CMonitorSecurity::RequestPassword(PortRecord* port)
 {
     const bool presented = AuthenticateFromPrinterData(port) != FALSE;
-    WriteNumberValue(GetJobPrinter(port), kErrorValue, presented ? kNoError : kPasswordWanted);
+    WriteNumberValue(GetJobPrinter(port), kErrorValue, presented ? kNoError : kPasswordNeeded);
     return presented;
 }
 
@@ -169,7 +161,7 @@ BOOL CMonitorSecurity::Reauthenticate(PortRecord* port)
 
 BOOL CMonitorSecurity::AuthenticateFromPrinterData(PortRecord* port)
 {
-    CPrinterData reader; // of its own: the transport may be carrying a query
+    CPrinterData reader; // the model's transport may be carrying a query
     const char* password = reader.ReadValue(GetJobPrinterName(port), kPasswordValue);
     if (!password) {
         return FALSE;
@@ -199,18 +191,11 @@ BOOL CMonitorSecurity::SendPassword(PortRecord* port, const wchar_t* requestText
     if (!request) {
         return FALSE;
     }
-    const ExchangeHold exchange(ExchangeMutex());
+    const CExchangeHold exchange(ExchangeMutex());
     if (!exchange || (requestText && !request->Prepare(requestText))) {
         return FALSE;
     }
-    return RunAtBorder(port, request);
-}
-
-/// The scanner is ahead of the printer here: the piece with the job's end is scanned and not sent. When the
-/// bytes that have left end inside a packet, a command would become part of the job.
-BOOL CMonitorSecurity::RunAtBorder(PortRecord* port, CData* request)
-{
-    return Model().SentJobDataEndsAtBorder() ? RunRequest(port, request, FALSE) : Fail(ERROR_BUSY);
+    return RunRequest(port, request, FALSE);
 }
 
 } // namespace zrtmon

@@ -39,6 +39,8 @@ std::string Printable(std::string_view bytes)
     return text;
 }
 
+constexpr size_t kLongestHostCommand = 64; // with its parameters
+
 bool IsSecurityCommand(std::string_view mnemonic)
 {
     return mnemonic == "NP" || mnemonic == "NT" || mnemonic == "4";
@@ -65,15 +67,27 @@ void CInputParser::Feed(const uint8_t* data, size_t size)
     }
 }
 
+/// The transfer is one or more complete host commands, all of them allowed here.
 bool CInputParser::IsInterleavedCommand(std::string_view transfer) const
 {
     const bool isBetweenUnits = (m_expect == Expect::Command && m_unit.empty()) || m_expect == Expect::Marker;
     if (m_interleave == Interleave::Packets || m_payloadLeft == 0 || !isBetweenUnits) {
         return false;
     }
-    const HostCommand* command = FindWholeCommand(transfer);
-    return command && command->form != ParameterForm::Job &&
-           (m_interleave == Interleave::Commands || IsSecurityCommand(command->mnemonic));
+    while (!transfer.empty()) {
+        size_t length = 1;
+        const HostCommand* command = nullptr;
+        while (!(command = FindWholeCommand(transfer.substr(0, length))) &&
+               length < std::min(transfer.size(), kLongestHostCommand)) {
+            ++length;
+        }
+        if (!command || command->form == ParameterForm::Job ||
+            (m_interleave == Interleave::Security && !IsSecurityCommand(command->mnemonic))) {
+            return false;
+        }
+        transfer.remove_prefix(length);
+    }
+    return true;
 }
 
 void CInputParser::Parse(const uint8_t* data, size_t size)

@@ -26,7 +26,7 @@ std::wstring TextOf(const uint8_t* data, size_t size)
 bool IsKnownName(const std::wstring& text)
 {
     const std::wstring name = text.substr(0, std::min(text.find(L'/'), kNameCapacity));
-    return std::ranges::any_of(RequestNameTable(), [&name](const RequestName& row) {
+    return std::ranges::any_of(RequestNameTable, [&name](const RequestName& row) {
         return lstrcmpiW(name.c_str(), row.valueName) == 0;
     });
 }

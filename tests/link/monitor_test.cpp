@@ -20,10 +20,11 @@ using test::UnitPort;
 constexpr wchar_t kPrinter[] = L"Cards";
 const std::string kStatusCommand = "\x1B\0\2Nr"s;
 
-/// Sends and answers its parameters, which shows whose a query ran with, or always the same text.
-class EchoData : public CData {
+/// Sends its parameters and returns them as its text, which shows whose parameters a query ran with; or always
+/// the same text.
+class CEchoData : public CData {
 public:
-    explicit EchoData(const char* constant = "", uint32_t method = kSendToPort)
+    explicit CEchoData(const char* constant = "", uint32_t method = kSendToPort)
         : m_isConstant(*constant != '\0'), m_method(method), m_parameters(constant)
     {
     }
@@ -62,8 +63,8 @@ private:
     bool m_isRunning = false;
 };
 
-/// The printer family's, with two names that echo.
-class TestModel : public CPrintMonitor {
+/// The printer family's model, with two names that echo.
+class CTestModel : public CPrintMonitor {
 public:
     CData* GetRequest(RequestCode code) override { return FindOrCreate(code); }
     CPrinterData* GetTransport() override { return &m_transport; }
@@ -71,14 +72,14 @@ public:
     std::unique_ptr<CData> CreateRequest(RequestCode code) const override
     {
         if (code == MoveTo) {
-            return std::make_unique<EchoData>();
+            return std::make_unique<CEchoData>();
         }
         if (code != StationStatus) {
             return CPrintMonitorZRT().CreateRequest(code);
         }
-        auto head = std::make_unique<EchoData>("first;");
-        head->SetNext(std::make_unique<EchoData>("second;", CData::kSendVendorControl));
-        head->GetNext()->SetNext(std::make_unique<EchoData>("third;"));
+        auto head = std::make_unique<CEchoData>("first;");
+        head->SetNext(std::make_unique<CEchoData>("second;", CData::kSendVendorControl));
+        head->GetNext()->SetNext(std::make_unique<CEchoData>("third;"));
         return head;
     }
 
@@ -88,20 +89,31 @@ private:
     CPrinterData m_transport;
 };
 
-struct MonitorTest : testing::Test {
-    MonitorTest()
+struct CMonitorTest : testing::Test {
+    CMonitorTest()
     {
-        auto owned = std::make_unique<TestModel>();
+        auto owned = std::make_unique<CTestModel>();
         model = owned.get();
         monitor = std::make_unique<CMonitor>(std::move(owned));
         port.lower.reply = [this] { return port.lower.Written().ends_with(kStatusCommand) ? status : ""s; };
     }
-    ~MonitorTest() override
+    ~CMonitorTest() override
     {
         if (port.record->job) {
             JobRecordPtr(std::exchange(port.record->job, nullptr));
             spooler::RemovePrinter(kPrinter);
         }
+    }
+
+    /// StartDocument after the end of the previous one, if there is one.
+    void StartNextDocument()
+    {
+        if (port.record->job) {
+            JobRecordPtr(std::exchange(port.record->job, nullptr));
+            ReleaseDocument(port.record.get());
+            spooler::RemovePrinter(kPrinter);
+        }
+        StartDocument();
     }
 
     /// A document with its printer, and a job at the head of the printer's queue.
@@ -118,7 +130,7 @@ struct MonitorTest : testing::Test {
         std::optional<DWORD> error; ///< of a query that failed
         std::string text;
     };
-    Answer Ask(const wchar_t* name)
+    Answer Query(const wchar_t* name)
     {
         char output[200] = "untouched";
         DWORD returned = 4711;
@@ -145,66 +157,66 @@ struct MonitorTest : testing::Test {
     }
 
     UnitPort port{0xFFFFFF00u}; // the tick count wraps in the course of each test
-    TestModel* model;
+    CTestModel* model;
     std::unique_ptr<CMonitor> monitor;
     std::string status = "ERR:0,0,0,0,0,7,";
 };
 
-TEST_F(MonitorTest, AnEmptyTextAfterABusyStartDoesNotRunTwice)
+TEST_F(CMonitorTest, AnEmptyTextAfterABusyStartDoesNotRunTwice)
 {
     model->canInterleave = false;
     VirtualClock::Thread later([this] {
         Sleep(100);
         model->canInterleave = true;
     });
-    EXPECT_TRUE(Ask(L"MoveTo/").error);
+    EXPECT_TRUE(Query(L"MoveTo/").error);
     later.Join();
-    EXPECT_NEAR(350.0, static_cast<double>(port.clock.Elapsed()), 1.0); // once: 250 ms behind the release
+    EXPECT_NEAR(350.0, static_cast<double>(port.clock.Elapsed()), 1.0); // once: 250 ms after the release
 }
 
-TEST_F(MonitorTest, ALinkInTheChainThatIsNotSupportedEndsItAsASuccess)
+TEST_F(CMonitorTest, ALinkInTheChainThatIsNotSupportedEndsItAsASuccess)
 {
     port.lower.failError = ERROR_NOT_SUPPORTED;
-    EXPECT_EQ("first;", Ask(L"StationStatus/1").text);
+    EXPECT_EQ("first;", Query(L"StationStatus/1").text);
     port.lower.control = [](DWORD, const std::string&) { return ""s; };
-    EXPECT_EQ("first;second;third;", Ask(L"StationStatus/1").text);
+    EXPECT_EQ("first;second;third;", Query(L"StationStatus/1").text);
     port.lower.control = nullptr;
     port.lower.failError = ERROR_GEN_FAILURE;
-    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"StationStatus/1").error);
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(L"StationStatus/1").error);
 }
 
-TEST_F(MonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
+TEST_F(CMonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
 {
     port.lower.allow = [this](const char* call) {
         port.lower.failError = GetLastError(); // it sets none of its own
         return call != "StartDocPort"s;
     };
-    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"MoveTo/x").error);
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(L"MoveTo/x").error);
     port.lower.allow = [](const char* call) {
         SetLastError(call == "StartDocPort"s ? ERROR_NOT_SUPPORTED : GetLastError()); // of a success
         return true;
     };
-    EXPECT_FALSE(Ask(L"MoveTo/x").error);
-    port.lower.take = [](DWORD) { return 0; };
-    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Ask(L"MoveTo/x").error) << "a command that does not leave";
+    EXPECT_FALSE(Query(L"MoveTo/x").error);
+    port.lower.take = [](DWORD) { return std::nullopt; };
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(L"MoveTo/x").error) << "a command that is not sent";
 }
 
-TEST_F(MonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)
+TEST_F(CMonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)
 {
     model->canInterleave = false;
-    EXPECT_EQ(DWORD{ERROR_BUSY}, Ask(L"MoveTo/x").error);
+    EXPECT_EQ(DWORD{ERROR_BUSY}, Query(L"MoveTo/x").error);
     EXPECT_EQ(5001u, port.clock.Elapsed());
     EXPECT_EQ(0u, port.lower.CountCalls("WritePort"));
 }
 
-TEST_F(MonitorTest, QueriesWithDifferentParametersGetTheirOwnAnswers)
+TEST_F(CMonitorTest, QueriesWithDifferentParametersGetTheirOwnAnswers)
 {
     std::list<VirtualClock::Thread> threads;
     for (int number = 0; number < 8; ++number) {
         threads.emplace_back([this, number] {
             const std::wstring name = L"MoveTo/parameter" + std::to_wstring(number);
             for (int round = 0; round < 5; ++round) {
-                const Answer answer = Ask(name.c_str());
+                const Answer answer = Query(name.c_str());
                 EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error.value_or(ERROR_BUSY));
                 EXPECT_TRUE(answer.error || answer.text == "parameter" + std::to_string(number))
                     << answer.text;
@@ -213,7 +225,7 @@ TEST_F(MonitorTest, QueriesWithDifferentParametersGetTheirOwnAnswers)
     }
 }
 
-TEST_F(MonitorTest, AStatusWithoutACountLeavesTheOldOne)
+TEST_F(CMonitorTest, AStatusWithoutACountLeavesTheOldOne)
 {
     struct Case {
         const char* reply;
@@ -234,7 +246,7 @@ TEST_F(MonitorTest, AStatusWithoutACountLeavesTheOldOne)
     }
 }
 
-TEST_F(MonitorTest, BetweenCardsDataIsHeldBackUntilThePrinterIsReady)
+TEST_F(CMonitorTest, BetweenCardsDataIsHeldBackUntilThePrinterIsReady)
 {
     StartDocument();
     const std::string data = "\x1B_\0\0\0\0\x01\xE4\x1B\0\2C\x8F\1"s + std::string(474, 'r') + "\x1B\0\2j"s;
@@ -247,11 +259,11 @@ TEST_F(MonitorTest, BetweenCardsDataIsHeldBackUntilThePrinterIsReady)
     status = "ERR:0,0,0,11,0,7,";
     EXPECT_EQ(data.size(), Write(data));
     EXPECT_EQ(0u, Write("\x1B_"));
-    EXPECT_EQ(2u, Write("\x1B_")) << "of a buffer that is kept nothing has to be held back";
+    EXPECT_EQ(2u, Write("\x1B_")) << "a buffer that is only kept is not held back";
     EXPECT_EQ(data + kStatusCommand + kStatusCommand + kStatusCommand, port.lower.Written());
 }
 
-TEST_F(MonitorTest, WithoutAStatusReplyDataGoesOn)
+TEST_F(CMonitorTest, WithoutAStatusReplyDataGoesOn)
 {
     StartDocument();
     status = "";
@@ -262,22 +274,82 @@ TEST_F(MonitorTest, WithoutAStatusReplyDataGoesOn)
     EXPECT_EQ(250u + 3000, port.clock.Elapsed());
 }
 
-TEST_F(MonitorTest, HeldBytesLeaveAtTheEndOfTheDocument)
+TEST_F(CMonitorTest, RefusedNamesAndParametersDoNotWait)
 {
     StartDocument();
-    const std::string held = "\x1B_\0"s;
-    EXPECT_EQ(0u, Write(held));
-    EXPECT_EQ(held.size(), Write(held)) << "only buffered";
-    EXPECT_EQ("", port.lower.Written());
-    size_t offered = 0;
-    port.lower.take = [&](DWORD size) -> std::optional<DWORD> { // of what was held a byte in four seconds
-        return size > held.size() ? size : offered++ % 40 == 0 ? std::optional<DWORD>(1) : std::nullopt;
+    port.lower.take = [](DWORD size) {
+        Sleep(40000);
+        return size;
     };
-    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
-    EXPECT_EQ(held, port.lower.Written()) << "no status is asked inside a header that was cut";
+    Write("data");
+    VirtualClock::Thread job([this] { Write("data"); });
+    VirtualClock::Thread query([this] { Query(L"MoveTo/x"); });
+    Sleep(1);
+    for (const wchar_t* name : {L"MoveTo", L"UtilityCommand", L"Nonsense/1", L"FilmInfo"}) {
+        EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(name).error);
+    }
+    EXPECT_EQ(1u, port.clock.Elapsed());
 }
 
-TEST_F(MonitorTest, ADeadPortDoesNotHoldTheEndOfADocumentForLong)
+TEST_F(CMonitorTest, AnAttemptWaitsForTheExchangeBeforeItLooksForABoundary)
+{
+    StartDocument();
+    model->canInterleave = false;
+    port.lower.take = [this](DWORD size) {
+        if (size == 9) {
+            Sleep(6000);
+            model->canInterleave = true; // the last piece of the card has been sent
+        }
+        return size;
+    };
+    VirtualClock::Thread query([this] { EXPECT_EQ("x", Query(L"MoveTo/x").text); });
+    Sleep(100);
+    EXPECT_EQ(0u, Write("last data"));
+    EXPECT_EQ(0u, Write("last data"));
+    query.Join();
+    EXPECT_EQ(100u + 6000 + 250, port.clock.Elapsed());
+}
+
+TEST_F(CMonitorTest, AQueryThatArrivesDuringTheLastStatusIsWaitedFor)
+{
+    StartDocument();
+    VirtualClock::Thread query([this] {
+        Sleep(100);
+        EXPECT_EQ("x", Query(L"MoveTo/x").text);
+    });
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    EXPECT_TRUE(port.lower.Written().ends_with("x"));
+    EXPECT_EQ(250u + 250, port.clock.Elapsed());
+}
+
+TEST_F(CMonitorTest, BytesAfterTheLastPacketForbidNothing)
+{
+    const std::string packet = "\x1B_\0\0\0\0\0\4\x1B\0\2j"s;
+    for (const std::string& rest : {"\n"s, "\x1B_\0"s}) {
+        SCOPED_TRACE(testing::PrintToString(rest));
+        StartNextDocument();
+        size_t polls = 0;
+        port.lower.reply = [&] { return "ERR:0,0,0,"s + (++polls < 5 ? "11" : "0") + ",0,7,"; };
+        port.lower.take = [&, calls = 0](DWORD size) mutable -> std::optional<DWORD> {
+            // Of what was held, one byte in four seconds.
+            return size > rest.size() ? size : calls++ % 40 == 0 ? std::optional<DWORD>(1) : std::nullopt;
+        };
+        for (const std::string& data : {packet, rest}) {
+            for (unsigned offers = 0; Write(data) == 0; ++offers) {
+                ASSERT_LT(offers, 100u);
+            }
+        }
+        EXPECT_EQ(0u, port.lower.Written().find(packet));
+        EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+        EXPECT_EQ(5u, polls) << "the end waits for the printer";
+        const std::string written = port.lower.Written();
+        EXPECT_NE(std::string::npos, written.find(packet + kStatusCommand + rest + kStatusCommand));
+        port.lower.take = nullptr;
+        EXPECT_EQ("x", Query(L"MoveTo/x").text);
+    }
+}
+
+TEST_F(CMonitorTest, ADeadPortDoesNotHoldTheEndOfADocumentForLong)
 {
     StartDocument();
     Write("\x1B_");
@@ -289,11 +361,11 @@ TEST_F(MonitorTest, ADeadPortDoesNotHoldTheEndOfADocumentForLong)
         return port.clock.Elapsed() < 5000 ? std::nullopt : std::optional(size);
     };
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
-    EXPECT_EQ(5000u, port.clock.Elapsed());
-    EXPECT_EQ("\x1B", port.lower.Written()) << "no status is asked inside what was given up";
+    EXPECT_EQ(5000u + 250, port.clock.Elapsed());
+    EXPECT_EQ("\x1B" + kStatusCommand, port.lower.Written());
 }
 
-TEST_F(MonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
+TEST_F(CMonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
 {
     StartDocument();
     port.lower.reply = [polls = 0]() mutable {
@@ -301,15 +373,15 @@ TEST_F(MonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
     };
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
     EXPECT_EQ(4u * 250 + 3 * 100, port.clock.Elapsed());
-    EXPECT_EQ("-1 1 83 8", Published()) << "an error of before is none of the next job's";
+    EXPECT_EQ("-1 1 83 8", Published()) << "the previous error does not apply to the next job";
 }
 
-TEST_F(MonitorTest, ACancelRunsBesideQueriesWhichUseTheDocumentsPort)
+TEST_F(CMonitorTest, ACancelRunsBesideQueriesWhichUseTheDocumentsPort)
 {
     StartDocument();
     VirtualClock::Thread query([this] {
         for (int round = 0; round < 20; ++round) {
-            EXPECT_EQ("parameters", Ask(L"MoveTo/parameters").text);
+            EXPECT_EQ("parameters", Query(L"MoveTo/parameters").text);
         }
     });
     for (int round = 0; round < 20; ++round) {
@@ -321,7 +393,7 @@ TEST_F(MonitorTest, ACancelRunsBesideQueriesWhichUseTheDocumentsPort)
     EXPECT_EQ(DWORD{PORT_DOC_OPEN}, port.record->flags);
 }
 
-TEST_F(MonitorTest, TheEndOfADocumentLetsARunningQueryFinish)
+TEST_F(CMonitorTest, TheEndOfADocumentLetsARunningQueryFinish)
 {
     StartDocument();
     status = "no status";
@@ -331,7 +403,7 @@ TEST_F(MonitorTest, TheEndOfADocumentLetsARunningQueryFinish)
         }
         return size;
     };
-    VirtualClock::Thread query([this] { EXPECT_EQ("slow", Ask(L"MoveTo/slow").text); });
+    VirtualClock::Thread query([this] { EXPECT_EQ("slow", Query(L"MoveTo/slow").text); });
     Sleep(200);
     const uint64_t start = port.clock.Elapsed();
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
@@ -340,7 +412,7 @@ TEST_F(MonitorTest, TheEndOfADocumentLetsARunningQueryFinish)
     query.Join();
 }
 
-TEST_F(MonitorTest, AnExchangeIsWaitedForThirtySeconds)
+TEST_F(CMonitorTest, AnExchangeIsWaitedForThirtySeconds)
 {
     port.lower.take = [](DWORD size) {
         Sleep(40000);
@@ -350,8 +422,8 @@ TEST_F(MonitorTest, AnExchangeIsWaitedForThirtySeconds)
     Write("data");
     VirtualClock::Thread job([this] { Write("data"); });
     Sleep(1);
-    EXPECT_EQ(DWORD{ERROR_DEVICE_NOT_AVAILABLE}, Ask(L"MoveTo/x").error);
-    EXPECT_EQ(30001u, port.clock.Elapsed());
+    EXPECT_EQ(DWORD{ERROR_DEVICE_NOT_AVAILABLE}, Query(L"MoveTo/x").error);
+    EXPECT_EQ(1u + 100 + 30000, port.clock.Elapsed()); // 100: for the document to end
     job.Join();
 }
 

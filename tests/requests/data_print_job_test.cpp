@@ -151,19 +151,36 @@ TEST(PrintJob, LessMayGoThanWasHeld)
     EXPECT_TRUE(feeder.job.IsPacketDone());
 }
 
-TEST(PrintJob, HeldBytesGoAtTheEndEvenHalfSent)
+TEST(PrintJob, AtTheEndHeldBytesAreSentAndAPieceThatWasNotSentIsDropped)
 {
-    Feeder feeder;
-    feeder.Offer(Header(12) + Command("Q") + Command("Q") + "\x1B\0"s);
-    const std::string rest = "\2Q";
-    feeder.job.SetReply(rest.data(), 2);
-    ASSERT_TRUE(feeder.job.HasPending());
-    uint32_t length = 0;
-    const uint8_t* bytes = feeder.job.GetCommand(&length);
-    feeder.sent.append(reinterpret_cast<const char*>(bytes), 1);
-    feeder.job.SetSentLength(1); // then the spooler gives the job up
-    feeder.Flush();
-    EXPECT_EQ(0u, feeder.sent.find(Header(12) + Command("Q") + Command("Q") + "\x1B\0"s));
+    struct Case {
+        const char* name;
+        std::string sent; ///< before the last buffer
+        std::string held; ///< completed by the last buffer, or not
+        std::string last;
+        uint32_t taken; ///< bytes of the last piece that the port took before the job ended
+        std::string flushed;
+    };
+    const std::string header = Header(5);
+    for (const Case& c :
+         {Case{"InTheCallersBuffer", header, "", Command("XZ"), 0, ""},
+          Case{"AfterACutHeader", "", header.substr(0, 5), header.substr(5) + Command("XZ"), 0, ""},
+          Case{"PartlySent", "", header.substr(0, 5), header.substr(5) + Command("XZ"), 9, ""},
+          Case{"HeldAndNotCompleted", header, Command("X"), "", 0, Command("X")},
+          Case{"BeforeHeldBytesThatWouldFollowAGap", Header(20), "\x1B"s + "ab", "c", 0, ""}}) {
+        SCOPED_TRACE(c.name);
+        Feeder feeder;
+        for (const std::string& data : {c.sent, c.held}) {
+            EXPECT_EQ(data.size(), feeder.Offer(data));
+        }
+        feeder.job.SetReply(c.last.data(), static_cast<uint32_t>(c.last.size()));
+        feeder.job.SetSentLength(c.taken);
+        feeder.sent.clear();
+        feeder.Flush();
+        EXPECT_EQ(c.flushed, feeder.sent);
+        feeder.job.DropBuffer();
+        EXPECT_TRUE(feeder.job.SentDataEndsAtBoundary());
+    }
 }
 
 TEST(PrintJob, AFullBufferWithoutAUnitDropsWhatFollows)
@@ -195,27 +212,27 @@ TEST(PrintJob, ABufferOfferedElsewhereIsFollowedThere)
     EXPECT_EQ(5u, job.TakeAcceptedCount());
 }
 
-TEST(PrintJob, TheBorderIsWhereTheSentBytesEndNotTheScanner)
+TEST(PrintJob, TheBoundaryIsWhereTheSentBytesEndNotTheScanner)
 {
     CDataPrintJobZRT job;
     const std::string packet = Packet(Card() + Command("j"));
-    EXPECT_TRUE(job.SentDataEndsAtBorder());
+    EXPECT_TRUE(job.SentDataEndsAtBoundary());
     job.SetReply(packet.data(), static_cast<uint32_t>(packet.size()));
     EXPECT_TRUE(job.IsPacketDone());
-    EXPECT_TRUE(job.SentDataEndsAtBorder()) << "nothing of the packet has gone yet";
+    EXPECT_TRUE(job.SentDataEndsAtBoundary()) << "nothing of the packet has been sent";
     job.SetSentLength(1);
-    EXPECT_FALSE(job.SentDataEndsAtBorder());
+    EXPECT_FALSE(job.SentDataEndsAtBoundary());
     job.SetSentLength(0);
-    EXPECT_FALSE(job.SentDataEndsAtBorder());
+    EXPECT_FALSE(job.SentDataEndsAtBoundary());
     job.SetSentLength(static_cast<uint32_t>(packet.size()) - 1);
-    EXPECT_TRUE(job.SentDataEndsAtBorder());
+    EXPECT_TRUE(job.SentDataEndsAtBoundary());
     job.TakeAcceptedCount();
 
     const std::string open = Packet(Card()); // the card goes on in the next packet
     job.SetReply(open.data(), static_cast<uint32_t>(open.size()));
     job.SetSentLength(static_cast<uint32_t>(open.size()));
     EXPECT_TRUE(job.IsPacketDone());
-    EXPECT_FALSE(job.SentDataEndsAtBorder());
+    EXPECT_FALSE(job.SentDataEndsAtBoundary());
 }
 
 TEST(PrintJob, CutAtAnyByteAndPrintedAgainAfterBeingGivenUpThereItIsTheSame)
@@ -231,7 +248,7 @@ TEST(PrintJob, CutAtAnyByteAndPrintedAgainAfterBeingGivenUpThereItIsTheSame)
         feeder.pieces.clear();
         feeder.Offer(job.substr(0, cut));
         const std::vector<size_t> pieces = std::exchange(feeder.pieces, {});
-        const BOOL atBorder = feeder.job.SentDataEndsAtBorder();
+        const BOOL atBoundary = feeder.job.SentDataEndsAtBoundary();
         if (cut % 3 == 0) {
             feeder.job.UseBufferedData();
         } else if (cut % 3 == 1) {
@@ -239,11 +256,11 @@ TEST(PrintJob, CutAtAnyByteAndPrintedAgainAfterBeingGivenUpThereItIsTheSame)
         }
         feeder.job.Prepare(nullptr);
         EXPECT_FALSE(feeder.job.IsCardSeen());
-        EXPECT_TRUE(feeder.job.SentDataEndsAtBorder());
+        EXPECT_TRUE(feeder.job.SentDataEndsAtBoundary());
         feeder.sent.clear();
         feeder.Offer(job.substr(0, cut));
         EXPECT_EQ(pieces, feeder.pieces);
-        EXPECT_EQ(atBorder, feeder.job.SentDataEndsAtBorder());
+        EXPECT_EQ(atBoundary, feeder.job.SentDataEndsAtBoundary());
         feeder.Offer(job.substr(cut));
         ASSERT_TRUE(feeder.job.IsJobEnd());
         feeder.Flush();

@@ -108,6 +108,8 @@ TEST(Station, IsLookedForInBothBays)
                           {L"StationStatus/2", "Bay1:4", "Bay2:1,0;", ""},
                           {L"StationStatus/2", "Bay1:4,7", "Bay2:1", ""},
                           {L"StationStatus/2", "4,7", "1,1", "5"},
+                          {L"StationStatus/2", "Bay1:1,2", "Bay1:4,7;", "5"},
+                          {L"StationStatus/2", "Bay1:1,2", "Bay2:Bay1:4,7;", "5"},
                           {L"StationStatus/2", "Bay1: 4,7", "Bay2:44,1", "-1"},
                           {L"StationStatus/2", "Bay1:" + std::string(2000, '4') + ",7", "Bay2:1,1", "-1"}}) {
         SCOPED_TRACE(c.bay1 + " " + c.bay2);

@@ -18,7 +18,6 @@ public:
     std::string command = "\x1B\0\2Nr"s;
     uint32_t sendMethod = kSendToPort;
     uint32_t receiveMethod = kReceiveFromPort;
-    bool inParts = false;
     std::vector<uint32_t> sentLengths;
     unsigned chunks = 0;
 
@@ -30,7 +29,6 @@ public:
     uint32_t GetSendMethod() override { return sendMethod; }
     uint32_t GetReceiveMethod() override { return receiveMethod; }
     void SetSentLength(uint32_t count) override { sentLengths.push_back(count); }
-    bool MaySendInParts() const override { return inParts; }
     BOOL SetReply(const char* data, uint32_t length) override
     {
         ++chunks;
@@ -57,30 +55,24 @@ TEST_F(TransportTest, FailedSendsAreToldAndNotWaitedFor)
     EXPECT_EQ(0u, Elapsed());
 }
 
-TEST_F(TransportTest, CompletesACommandOfWhichThePortTookAPartUnlessItMayGoInParts)
+TEST_F(TransportTest, ACommandIsWrittenOnceAndThePortsCountReported)
 {
-    port.lower.take = [](DWORD size) { return std::min<DWORD>(size, 2); };
-    EXPECT_TRUE(transport.Send(port.record.get(), &request));
-    EXPECT_EQ(request.command, port.lower.Written());
-    request.inParts = true;
-    EXPECT_TRUE(transport.Send(port.record.get(), &request));
-    EXPECT_EQ(request.command + request.command.substr(0, 2), port.lower.Written());
-    EXPECT_EQ((std::vector<uint32_t>{5, 2}), request.sentLengths);
-}
-
-TEST_F(TransportTest, GivesUpTheRestOfACommandAfterThreeSeconds)
-{
-    port.lower.take = [this](DWORD) { return port.lower.CountCalls("WritePort") == 1 ? DWORD{2} : DWORD{0}; };
-    EXPECT_FALSE(transport.Send(port.record.get(), &request));
-    EXPECT_EQ(std::vector<uint32_t>{2}, request.sentLengths);
-    EXPECT_EQ(3000u, Elapsed());
-}
-
-TEST_F(TransportTest, ALowerPortThatReportsTooMuchIsNotBelieved)
-{
-    port.lower.take = [](DWORD) { return DWORD{4000000000}; };
-    EXPECT_TRUE(transport.Send(port.record.get(), &request));
-    EXPECT_EQ(std::vector<uint32_t>{5}, request.sentLengths);
+    struct Case {
+        std::optional<DWORD> taken;
+        bool sent;
+        uint32_t reported;
+    };
+    uint64_t writes = 0;
+    for (const Case& c : {Case{5, true, 5}, Case{2, true, 2}, Case{0, true, 0}, Case{std::nullopt, false, 0},
+                          Case{4000000000, true, 5}}) {
+        SCOPED_TRACE(testing::PrintToString(c.taken));
+        port.lower.take = [&c](DWORD) { return c.taken; };
+        const uint64_t start = Elapsed();
+        EXPECT_EQ(c.sent, transport.Send(port.record.get(), &request) != FALSE);
+        EXPECT_EQ(c.reported, request.sentLengths.back());
+        EXPECT_EQ(c.sent ? 250u : 0u, Elapsed() - start);
+        EXPECT_EQ(++writes, port.lower.CountCalls("WritePort"));
+    }
 }
 
 TEST_F(TransportTest, ADeviceThatNeverStopsIsCutOff)

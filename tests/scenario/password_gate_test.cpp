@@ -276,14 +276,82 @@ TEST(PasswordGate, ABusyPrinterIsWaitedForBehindTheGate)
     bench.ExpectPrinted(1);
 }
 
-TEST(PasswordGate, AsksBetweenPacketsOnly)
+/// A job in one packet and one in several, with their end command alone in its packet or after others.
+std::vector<uint8_t> JobOfLayout(bool inOnePacket)
 {
-    for (const size_t piece : {1, 3, 64}) {
-        GateBench bench;
-        bench.Printer().SetValidated(true);
-        EXPECT_TRUE(bench.Print(bench.job, [piece] { return piece; }));
-        bench.ExpectPrinted(1);
+    std::vector<uint8_t> job =
+        sim::BuildJob({.recordsPerSide = 1, .magPerCard = 0, .otherPerCard = 0, .payloadBytes = 600}).bytes;
+    if (!inOnePacket) {
+        return job;
     }
+    const sim::Job bare = sim::BuildJob({.recordsPerSide = 1, .magPerCard = 0, .otherPerCard = 0, .framed = false});
+    const size_t size = bare.bytes.size();
+    job = {0x1B, '_', 0, 0, 0, 0, static_cast<uint8_t>(size >> 8), static_cast<uint8_t>(size)};
+    job.insert(job.end(), bare.bytes.begin(), bare.bytes.end());
+    return job;
+}
+
+TEST(PasswordGate, HoldsTheEndOfAJobOfAnyLayoutInAnyPieces)
+{
+    for (const bool inOnePacket : {true, false}) {
+        const std::vector<uint8_t> job = JobOfLayout(inOnePacket);
+        std::vector<std::function<size_t()>> cuttings;
+        for (const size_t size : {size_t{1}, size_t{2}, size_t{3}, size_t{4}, size_t{5}, size_t{7}, size_t{8},
+                                  size_t{13}, size_t{64}, size_t{475}, size_t{65536}}) {
+            cuttings.push_back([size] { return size; });
+        }
+        for (size_t cut = 1; cut < job.size(); cut += cut > 20 && cut + 40 < job.size() ? 17 : 1) {
+            cuttings.push_back([cut, first = true]() mutable { return std::exchange(first, false) ? cut : 65536; });
+        }
+        for (size_t row = 0; row < cuttings.size(); ++row) {
+            SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", cutting " << row);
+            GateBench bench("protected=1,admin-password=boss,card-ms=1");
+            ASSERT_TRUE(bench.StartDocument());
+            EXPECT_LT(bench.Offer(job.data(), job.size(), cuttings[row], 1500), job.size());
+            EXPECT_TRUE(bench.IsPasswordWanted());
+            EXPECT_EQ(0u, bench.Printer().View().violationCount);
+            bench.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
+                EXPECT_TRUE(size < 2 || data[size - 2] != 'X') << "the end command of a job that was given up";
+                return size;
+            };
+            EXPECT_TRUE(bench.EndDocument());
+            EXPECT_EQ(0u, bench.Printer().View().jobsEnded);
+        }
+    }
+}
+
+TEST(PasswordGate, PresentsAPasswordInsideAPacket)
+{
+    GateBench bench;
+    bench.job = JobOfLayout(true);
+    EXPECT_FALSE(bench.Goes());
+    bench.StorePassword("clerk");
+    EXPECT_TRUE(bench.Finishes());
+    bench.ExpectPrinted(1);
+}
+
+TEST(PasswordGate, ReleasesAValidatedJobOfAnyLayoutUnchanged)
+{
+    for (const bool inOnePacket : {true, false}) {
+        for (const size_t piece : {size_t{1}, size_t{3}, size_t{64}, size_t{65536}}) {
+            SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", pieces of " << piece);
+            GateBench bench;
+            bench.Printer().SetValidated(true);
+            bench.Printer().KeepJob();
+            bench.job = JobOfLayout(inOnePacket);
+            EXPECT_TRUE(bench.Print(bench.job, [piece] { return piece; }));
+            bench.ExpectPrinted(1);
+            EXPECT_EQ(bench.job, bench.Printer().JobBytes());
+        }
+    }
+}
+
+TEST(PasswordGate, APrinterThatTakesNoCommandInsideAPacketIsNotOfThisFamily)
+{
+    GateBench bench(std::string("interleave=packets,") + kLocked);
+    bench.job = JobOfLayout(true);
+    EXPECT_TRUE(bench.Goes()) << "the printer does not report its state, and the job is not held";
+    EXPECT_NE(0u, bench.Printer().View().violationCount);
 }
 
 TEST(PasswordGate, APasswordThatCannotBePresentedStays)

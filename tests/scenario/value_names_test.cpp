@@ -134,7 +134,7 @@ TEST(ValueNames, RefusedOnesOpenNoChannel)
     std::vector<std::wstring> texts(std::begin(kRefused), std::end(kRefused));
     texts.push_back(L"InitializeSettings/" + std::wstring(5000, L'p'));
     texts.push_back(L"CardCount" + std::wstring(5000, L'x'));
-    for (const RequestName& row : RequestNameTable()) {
+    for (const RequestName& row : RequestNameTable) {
         if (!IsServed(row.valueName)) {
             texts.emplace_back(row.valueName);
         }

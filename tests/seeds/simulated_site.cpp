@@ -165,7 +165,7 @@ CSimulatedSite::Print CSimulatedSite::DrawPrint()
         shape.startCommand = shape.startCommand || !shape.framed; // without either it is none to the printer
         print.job = sim::BuildJob(shape);
         print.isValid = true;
-        // What stands behind the end of a job keeps the gate from asking, and then it lets everything
+        // Filling after the end of a job keeps the gate from querying the printer, and then it lets everything
         // through.
         print.mustBeLetOut = shape.endCommand && shape.framed && shape.tailBytes == 0;
     } else {
@@ -204,11 +204,10 @@ void CSimulatedSite::PrintOne(Print print)
 void CSimulatedSite::OfferAll(Print& print)
 {
     CRandomSource& random = m_simulation.random;
-    bool isGoingOn = true;
-    while (isGoingOn && print.reported < print.offered) {
+    while (!print.isGivenUp && print.reported < print.offered) {
         const size_t sizes[] = {random.Between(1, 16), random.Between(1, 600), random.Between(1, 5000),
                                 65536};
-        isGoingOn = OfferPiece(print, std::min(random.Pick(sizes), print.offered - print.reported));
+        print.isGivenUp = !OfferPiece(print, std::min(random.Pick(sizes), print.offered - print.reported));
         Expect(!print.isValid || m_faultyPort.Below() + kHeldAtMost >= print.reported,
                "bytes are reported written that are neither below nor held");
     }
@@ -251,13 +250,11 @@ bool CSimulatedSite::OfferPiece(Print& print, size_t piece)
     return true;
 }
 
-/// Its thread may come back, and is refused.
+/// Its thread may return; it is refused, and its document released.
 void CSimulatedSite::CloseUnderDocument()
 {
     const HANDLE port = m_bench.port;
     ClosePort();
-    ++m_simulation.blocksLeft; // the document's own record
-    ++m_simulation.printersLeft;
     m_simulation.journal.Note("closed under a document", m_number);
     Expect(!m_bench.table->pfnEndDocPort(port) && GetLastError() == ERROR_INVALID_PARAMETER,
            "a port that was closed under its document serves it");
@@ -267,6 +264,7 @@ void CSimulatedSite::CloseUnderDocument()
 void CSimulatedSite::End(Print& print)
 {
     print.endedAt = m_simulation.clock.Elapsed();
+    m_faultyPort.NoteEnding();
     const bool ended = CSimulation::Call([this] { return m_bench.EndDocument(); });
     m_simulation.journal.Note(ended ? "document ended" : "document not ended", m_number,
                               m_faultyPort.Below());
@@ -282,8 +280,9 @@ void CSimulatedSite::End(Print& print)
     CheckPrinterData();
 }
 
-/// What is reported written has gone down, but for a tail that the port did not take for 5000 ms, and for
-/// what follows 1024 bytes that make no unit.
+/// What is reported written has been passed on, except for a tail that the port did not take for 5000 ms, bytes
+/// that were held and then dropped with the piece that completed them when the job was given up, and what
+/// follows 1024 bytes without a complete unit.
 void CSimulatedSite::CheckBytes(const Print& print)
 {
     if (m_faultyPort.Below() >= print.reported) {
@@ -292,6 +291,10 @@ void CSimulatedSite::CheckBytes(const Print& print)
     if (!print.isValid) {
         m_simulation.journal.Note("tail dropped", m_number);
         Expect(m_faultyPort.Below() >= kHeldAtMost, "a tail is dropped that could be held");
+        return;
+    }
+    if (print.isGivenUp && m_faultyPort.Below() + kHeldAtMost >= print.reported) {
+        m_simulation.journal.Note("piece dropped", m_number);
         return;
     }
     const uint64_t lastProgress = std::max(m_faultyPort.LastProgress(), print.endedAt);
@@ -318,7 +321,7 @@ void CSimulatedSite::CheckPrinter(const Print& print)
     Expect(view.cardsReceived - print.before.cardsReceived == print.job.cards, "cards are missing,",
            std::to_string(view.cardsReceived - print.before.cardsReceived) + " of " +
                std::to_string(print.job.cards));
-    if (print.mustBeLetOut && !m_faultyPort.IsEndCut() && print.securityChanges == m_securityChanges &&
+    if (print.mustBeLetOut && print.securityChanges == m_securityChanges &&
         m_simulation.troubles.IsQuiet()) {
         Expect(view.cardsRefused == print.before.cardsRefused, "the gate let a job's end through");
         m_simulation.journal.Note(view.passwordsAccepted > print.before.passwordsAccepted ? "gate opened"

@@ -31,6 +31,7 @@ private:
         bool mustBeLetOut = false;    ///< the gate must keep it until the printer takes its cards
         size_t reported = 0;          ///< bytes reported as written
         uint64_t securityChanges = 0; ///< ahead of it
+        bool isGivenUp = false;       ///< the spooler stopped offering it
         bool staysOpen = false;       ///< its port is not closed under it
         uint64_t endedAt = 0;         ///< when its end began, virtual milliseconds
         sim::PrinterView before;      ///< the printer ahead of it

@@ -93,7 +93,6 @@ public:
     Troubles troubles;
     unsigned opening = 0;      ///< ports that are being opened: no plan is changed meanwhile
     uint64_t blocksLeft = 0;   ///< that the library must leave behind: ports closed under a document
-    uint64_t printersLeft = 0; ///< likewise
 
 private:
     std::array<std::optional<FaultPlan>, 3> m_plans;
