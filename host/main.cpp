@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "host/command_line.h"
+#include "host/program.h"
 #include "platform/print_system.h"
 #include "platform/terminal.h"
 #include "platform/thread.h"

@@ -1,0 +1,152 @@
+#include <algorithm>
+#include <memory>
+
+#include <nlohmann/json.hpp>
+
+#include "host/commands/command.h"
+#include "host/commands/installation.h"
+#include "host/printer/status_words.h"
+#include "host/session/ask.h"
+#include "host/text/file.h"
+#include "host/text/text.h"
+#include "platform/usb_print.h"
+
+namespace zrtmon::host {
+namespace {
+
+constexpr DWORD kLongestDeviceId = 1024;
+
+struct CDoctorArguments {
+    std::string target;
+    std::string monitor = kMonitorName;
+    CSessionOptions session;
+    bool looksAtPort = false;
+    bool json = false;
+};
+
+CFinding Registration(IPrintSystem& system, const std::string& name)
+{
+    std::vector<CMonitorEntry> monitors;
+    const DWORD error = system.ListMonitors(&monitors);
+    if (error == ERROR_NOT_SUPPORTED) {
+        return {"registered monitor", "this system's print service has none", ""};
+    }
+    const auto entry = FindMonitor(system, name);
+    if (!entry) {
+        return {"registered monitor", "\"" + name + "\" is not listed",
+                "zrtctl install, as an administrator"};
+    }
+    return {"registered monitor", Utf8FromWide(entry->library) + " for " + Utf8FromWide(entry->environment),
+            ""};
+}
+
+/// The port monitor's answer, through the language monitor, to the device control that asks for it.
+CFinding DeviceId(const CSpoolerSession& session)
+{
+    std::string answer(kLongestDeviceId, '\0');
+    DWORD count = 0;
+    if (!session.Table().pfnGetPrinterDataFromPort(session.Port(), IOCTL_PAR_QUERY_DEVICE_ID, nullptr, nullptr,
+                                                   0, reinterpret_cast<LPWSTR>(answer.data()),
+                                                   kLongestDeviceId, &count)) {
+        return {"device ID", "none (error " + std::to_string(GetLastError()) + ')',
+                "check that the printer is on and its cable sound"};
+    }
+    return {"device ID", answer.substr(0, count), ""};
+}
+
+CFinding LastStatus(const CSpoolerSession& session)
+{
+    const CNumber category = AskNumber(session.Table(), session.Port(), "PrinterError");
+    if (!category.value) {
+        return {"status", QueryErrorWords(category.error),
+                "check that the printer is on and its cable sound"};
+    }
+    const bool isReady = *category.value == kNoErrorCategory;
+    return {"status", CategoryWords(*category.value), isReady ? "" : "see to the printer"};
+}
+
+/// The library and the printer behind the port, as the command line's own spooler sees them.
+void LookAtPort(const CDoctorArguments& arguments, CHostEnvironment& environment,
+                std::vector<CFinding>* findings)
+{
+    const std::string topic = "port " + arguments.session.port;
+    try {
+        const CSpoolerSession session(arguments.session, environment);
+        findings->push_back({topic, "opens through the monitor's library", ""});
+        if (session.HasDevice()) {
+            findings->push_back(DeviceId(session));
+            findings->push_back(LastStatus(session));
+        }
+    } catch (const CHostError& error) {
+        findings->push_back({topic, "does not open", error.what()});
+    }
+}
+
+std::string Table(const std::vector<CFinding>& findings)
+{
+    size_t columns = 0;
+    for (const CFinding& finding : findings) {
+        columns = std::max(columns, finding.topic.size() + 2);
+    }
+    std::string text;
+    for (const CFinding& finding : findings) {
+        text += text.empty() ? "" : "\n";
+        text += Padded(Printable(finding.topic), columns) + Printable(finding.value);
+        if (!finding.advice.empty()) {
+            text += '\n' + std::string(columns, ' ') + "-> " + Printable(finding.advice);
+        }
+    }
+    return text;
+}
+
+std::string Json(const std::vector<CFinding>& findings)
+{
+    auto rows = nlohmann::ordered_json::array();
+    for (const CFinding& finding : findings) {
+        rows.push_back({{"topic", PrintableUtf8(finding.topic)},
+                        {"value", PrintableUtf8(finding.value)},
+                        {"advice", PrintableUtf8(finding.advice)}});
+    }
+    return rows.dump(2);
+}
+
+ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environment, CConsole& console)
+{
+    std::vector<CFinding> findings = {{"zrtctl", ZRTMON_VERSION, ""}};
+    for (CFinding& finding :
+         environment.printSystem->Examine(WideFromUtf8(arguments.monitor), arguments.target)) {
+        findings.push_back(std::move(finding));
+    }
+    findings.insert(findings.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
+    if (arguments.looksAtPort) {
+        LookAtPort(arguments, environment, &findings);
+    }
+    console.Answer(arguments.json ? Json(findings) : Table(findings));
+    const bool isWell = std::all_of(findings.begin(), findings.end(),
+                                    [](const CFinding& finding) { return finding.advice.empty(); });
+    return isWell ? ExitStatus::Done : ExitStatus::PrinterError;
+}
+
+} // namespace
+
+void AddDoctorCommand(CLI::App& line, RunCommand* chosen)
+{
+    CLI::App* command =
+        line.add_subcommand("doctor", "Show what a support desk asks first: system, monitor, printer");
+    const auto arguments = std::make_shared<CDoctorArguments>();
+    command->add_option(
+        "TARGET", arguments->target,
+        "Printer (Windows) or device node (Linux) to look at; all that can be found without it");
+    command->add_option("--name", arguments->monitor, "Name that drivers know the monitor by")
+        ->capture_default_str();
+    AddSessionOptions(*command, arguments->session);
+    command->add_flag("--json", arguments->json, "Answer with one JSON array");
+    command->callback([arguments, command, chosen] {
+        arguments->looksAtPort = command->count("--port") > 0 || command->count("--library") > 0;
+        *chosen = [arguments](CHostEnvironment& environment, CConsole& console) {
+            return Examine(*arguments, environment, console);
+        };
+    });
+}
+
+} // namespace zrtmon::host

@@ -1,0 +1,99 @@
+#include <memory>
+
+#include <nlohmann/json.hpp>
+
+#include "host/commands/command.h"
+#include "host/printer/status_words.h"
+#include "host/printer/value_names.h"
+#include "host/session/ask.h"
+#include "host/text/text.h"
+
+namespace zrtmon::host {
+namespace {
+
+struct CGetArguments {
+    std::vector<std::string> names;
+    CSessionOptions session;
+    bool json = false;
+};
+
+/// Shows the answers: as they come, or as one JSON object at the end.
+class CAnswerSheet {
+public:
+    CAnswerSheet(CConsole& console, const CGetArguments& arguments)
+        : m_console(console), m_json(arguments.json), m_single(arguments.names.size() == 1)
+    {
+    }
+
+    void Add(const std::string& name, const std::string& text)
+    {
+        if (m_json) {
+            m_answers[PrintableUtf8(name)] = PrintableUtf8(text);
+        } else if (!text.empty()) {
+            m_console.Answer(m_single ? Printable(text) : name + '=' + Printable(text));
+        }
+    }
+
+    void Finish()
+    {
+        if (m_json) {
+            m_console.Answer(m_answers.dump(2));
+        }
+    }
+
+private:
+    CConsole& m_console;
+    bool m_json;
+    bool m_single;
+    nlohmann::ordered_json m_answers = nlohmann::ordered_json::object();
+};
+
+void CheckNames(const std::vector<std::string>& names)
+{
+    for (const std::string& name : names) {
+        const std::string problem = RequestProblem(name);
+        if (!problem.empty()) {
+            throw CHostError(ExitStatus::Usage, problem);
+        }
+    }
+}
+
+/// Asks every name, also behind one that fails; the status is that of the first failure.
+ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CConsole& console)
+{
+    CheckNames(arguments.names);
+    CSpoolerSession session(arguments.session, environment);
+    CAnswerSheet sheet(console, arguments);
+    ExitStatus status = ExitStatus::Done;
+    for (const std::string& name : arguments.names) {
+        StopWhenInterrupted(environment);
+        const CAnswer answer = Ask(session.Table(), session.Port(), name);
+        if (answer.answered) {
+            sheet.Add(name, answer.text);
+            continue;
+        }
+        console.Message("zrtctl: " + Printable(name) + ": " + QueryErrorWords(answer.error), Tone::Bad);
+        status = status == ExitStatus::Done ? QueryStatus(answer.error) : status;
+    }
+    sheet.Finish();
+    return status;
+}
+
+} // namespace
+
+void AddGetCommand(CLI::App& line, RunCommand* chosen)
+{
+    CLI::App* command = line.add_subcommand("get", "Ask the printer by value name");
+    const auto arguments = std::make_shared<CGetArguments>();
+    command->add_option("NAME", arguments->names, "Value names, NAME/PARAMETERS where they take some")
+        ->required();
+    AddSessionOptions(*command, arguments->session);
+    command->add_flag("--json", arguments->json, "Answer with one JSON object");
+    command->callback([arguments, chosen] {
+        *chosen = [arguments](CHostEnvironment& environment, CConsole& console) {
+            return Get(*arguments, environment, console);
+        };
+    });
+}
+
+} // namespace zrtmon::host

@@ -1,0 +1,161 @@
+#include <algorithm>
+#include <memory>
+
+#include "host/commands/command.h"
+#include "host/printer/settings.h"
+#include "host/printer/status_words.h"
+#include "host/printer/value_names.h"
+#include "host/session/ask.h"
+#include "host/text/file.h"
+#include "host/text/text.h"
+#include "platform/win32.h"
+
+namespace zrtmon::host {
+namespace {
+
+struct CSettingsArguments {
+    CSessionOptions session;
+    std::string file;
+    std::vector<std::string> changes;
+};
+
+using SettingsAction = ExitStatus (*)(const CSettingsArguments& arguments, CHostEnvironment& environment,
+                                      CConsole& console);
+
+std::vector<CSetting> ReadSettings(CSpoolerSession& session)
+{
+    return ParseSettings(AskOrThrow(session.Table(), session.Port(), "CurrentSettings"));
+}
+
+std::string SettingLine(const CSetting& setting, size_t nameWidth)
+{
+    std::string value = std::to_string(setting.value);
+    constexpr size_t kValueWidth = 5;
+    value.insert(0, kValueWidth - std::min(kValueWidth, value.size()), ' ');
+    return Padded(setting.name, nameWidth) + value + "  (" + std::to_string(setting.minimum) + " to " +
+           std::to_string(setting.maximum) + ", flag " + std::to_string(setting.flag) + ')';
+}
+
+ExitStatus Show(const CSettingsArguments& arguments, CHostEnvironment& environment, CConsole& console)
+{
+    CSpoolerSession session(arguments.session, environment);
+    const std::vector<CSetting> settings = ReadSettings(session);
+    size_t width = 0;
+    for (const CSetting& setting : settings) {
+        width = std::max(width, setting.name.size());
+    }
+    for (const CSetting& setting : settings) {
+        console.Answer(SettingLine(setting, width));
+    }
+    return ExitStatus::Done;
+}
+
+ExitStatus Save(const CSettingsArguments& arguments, CHostEnvironment& environment, CConsole& console)
+{
+    CSpoolerSession session(arguments.session, environment);
+    const std::vector<CSetting> settings = ReadSettings(session);
+    const std::filesystem::path path = PathFromUtf8(arguments.file);
+    WriteWholeFile(path, SettingsFileText(settings));
+    console.Message(DisplayPath(path) + ": " + std::to_string(settings.size()) + " settings saved");
+    return ExitStatus::Done;
+}
+
+/// Leaves the text where the monitor looks for the settings to write, and tells it to write them.
+void WriteSettings(CSpoolerSession& session, const CSettingsArguments& arguments, std::string text)
+{
+    wchar_t valueName[] = L"CurrentSettings";
+    const DWORD error =
+        SetPrinterDataW(session.Printer(), valueName, REG_BINARY, reinterpret_cast<LPBYTE>(text.data()),
+                        static_cast<DWORD>(text.size()));
+    if (error != ERROR_SUCCESS) {
+        throw CHostError(ExitStatus::NoDevice,
+                         "the spooler does not keep the settings: " + PortErrorWords(error));
+    }
+    AskOrThrow(session.Table(), session.Port(), "InitializeSettings/" + arguments.session.printer);
+}
+
+/// Reads the settings back and looks whether the printer holds the changes.
+void CheckWritten(CSpoolerSession& session, std::span<const CSettingChange> changes)
+{
+    const std::vector<CSetting> settings = ReadSettings(session);
+    for (const CSettingChange& change : changes) {
+        const bool isHeld = std::any_of(settings.begin(), settings.end(), [&](const CSetting& setting) {
+            return setting.name == change.name && setting.value == change.value;
+        });
+        if (!isHeld) {
+            throw CHostError(ExitStatus::PrinterError,
+                             "the printer did not take " + change.name + '=' + std::to_string(change.value));
+        }
+    }
+}
+
+void Apply(CSpoolerSession& session, const CSettingsArguments& arguments,
+           std::span<const CSettingChange> changes, ExitStatus refusal, CConsole& console)
+{
+    WriteSettings(session, arguments, ChangeText(ReadSettings(session), changes, refusal));
+    CheckWritten(session, changes);
+    const bool isOne = changes.size() == 1;
+    console.Message(std::to_string(changes.size()) + (isOne ? " setting written" : " settings written"));
+}
+
+ExitStatus Restore(const CSettingsArguments& arguments, CHostEnvironment& environment, CConsole& console)
+{
+    const std::filesystem::path path = PathFromUtf8(arguments.file);
+    try {
+        const std::vector<CSettingChange> changes = ReadSettingsFile(ReadWholeFile(path));
+        CSpoolerSession session(arguments.session, environment);
+        Apply(session, arguments, changes, ExitStatus::BadData, console);
+    } catch (const CHostError& error) {
+        if (error.Status() != ExitStatus::BadData) {
+            throw;
+        }
+        throw CHostError(ExitStatus::BadData, DisplayPath(path) + ": " + error.what());
+    }
+    return ExitStatus::Done;
+}
+
+ExitStatus Set(const CSettingsArguments& arguments, CHostEnvironment& environment, CConsole& console)
+{
+    std::vector<CSettingChange> changes;
+    for (const std::string& change : arguments.changes) {
+        changes.push_back(ParseSettingChange(change));
+    }
+    CSpoolerSession session(arguments.session, environment);
+    Apply(session, arguments, changes, ExitStatus::Usage, console);
+    return ExitStatus::Done;
+}
+
+CLI::App* AddAction(CLI::App& line, const std::string& name, const std::string& help,
+                    const std::shared_ptr<CSettingsArguments>& arguments, SettingsAction action,
+                    RunCommand* chosen)
+{
+    CLI::App* command = line.add_subcommand(name, help);
+    AddSessionOptions(*command, arguments->session);
+    command->callback([arguments, action, chosen] {
+        *chosen = [arguments, action](CHostEnvironment& environment, CConsole& console) {
+            return action(*arguments, environment, console);
+        };
+    });
+    return command;
+}
+
+} // namespace
+
+void AddSettingsCommand(CLI::App& line, RunCommand* chosen)
+{
+    CLI::App* command = line.add_subcommand("settings", "Read and write the printer's settings");
+    command->require_subcommand(1);
+    const auto arguments = std::make_shared<CSettingsArguments>();
+    AddAction(*command, "show", "Show all settings with their ranges", arguments, Show, chosen);
+    AddAction(*command, "save", "Keep all settings in a file", arguments, Save, chosen)
+        ->add_option("FILE", arguments->file, "Where the settings are written")
+        ->required();
+    AddAction(*command, "restore", "Write the settings of a file to the printer", arguments, Restore, chosen)
+        ->add_option("FILE", arguments->file, "A file made by save")
+        ->required();
+    AddAction(*command, "set", "Change single settings", arguments, Set, chosen)
+        ->add_option("NAME=VALUE", arguments->changes, "Settings and their new values")
+        ->required();
+}
+
+} // namespace zrtmon::host

@@ -1,0 +1,135 @@
+#include <memory>
+
+#include <nlohmann/json.hpp>
+
+#include "host/commands/command.h"
+#include "host/printer/status_words.h"
+#include "host/session/ask.h"
+
+namespace zrtmon::host {
+namespace {
+
+constexpr DWORD kWatchMs = 1000;
+
+struct CStatusArguments {
+    CSessionOptions session;
+    bool watch = false;
+    bool json = false;
+};
+
+/// The printer's state as its port publishes it. An empty document makes the monitor look at the printer; as
+/// the end of a document always leaves "PrinterError" at 1, that one is asked by its name.
+CPublished ReadStatus(CSpoolerSession& session)
+{
+    const CNumber category = AskNumber(session.Table(), session.Port(), "PrinterError");
+    if (!category.value) {
+        throw CHostError(QueryStatus(category.error), "PrinterError: " + QueryErrorWords(category.error));
+    }
+    CDocument document(session, L"status");
+    if (!document.End()) {
+        throw CHostError(ExitStatus::NoDevice, "the port does not end the document");
+    }
+    CPublished status = session.Published();
+    status.printerError = category.value;
+    return status;
+}
+
+struct CStatusLine {
+    const char* name;
+    std::optional<int> value;
+    std::string words;
+};
+
+std::string WordsFor(const std::optional<int>& value, std::string (*words)(int))
+{
+    return value ? words(*value) : "not published";
+}
+
+std::vector<CStatusLine> Lines(const CPublished& status)
+{
+    const auto cards = [](int count) {
+        return std::to_string(count) + " cards printed in the printer's life";
+    };
+    return {{"PrinterStatus", status.printerStatus, WordsFor(status.printerStatus, PrinterStatusWords)},
+            {"PrinterError", status.printerError, WordsFor(status.printerError, CategoryWords)},
+            {"DeviceError", status.deviceError, WordsFor(status.deviceError, DeviceErrorWords)},
+            {"CardCount", status.cardCount, WordsFor(status.cardCount, cards)}};
+}
+
+std::string JsonText(const CPublished& status)
+{
+    nlohmann::ordered_json object;
+    for (const CStatusLine& line : Lines(status)) {
+        object[line.name] = {{"value", nullptr}, {"meaning", line.words}};
+        if (line.value) {
+            object[line.name]["value"] = *line.value;
+        }
+    }
+    return object.dump();
+}
+
+/// Shows the values that differ from the ones shown before; in JSON all of them.
+void Show(const CPublished& status, const CPublished* before, bool json, CConsole& console)
+{
+    if (json) {
+        console.Answer(JsonText(status));
+        return;
+    }
+    const std::vector<CStatusLine> lines = Lines(status);
+    const std::vector<CStatusLine> shown = before ? Lines(*before) : std::vector<CStatusLine>();
+    for (size_t i = 0; i < lines.size(); ++i) {
+        if (!before || lines[i].value != shown[i].value) {
+            const std::string value = lines[i].value ? std::to_string(*lines[i].value) : "";
+            console.Answer(lines[i].name + ('=' + value) + "  " + lines[i].words);
+        }
+    }
+}
+
+/// Waits for a second; false when the user has interrupted it.
+bool WaitForNextLook(const CHostEnvironment& environment)
+{
+    constexpr DWORD kStepMs = 50;
+    for (DWORD waited = 0; waited < kWatchMs; waited += kStepMs) {
+        if (environment.wasInterrupted()) {
+            return false;
+        }
+        Sleep(kStepMs);
+    }
+    return !environment.wasInterrupted();
+}
+
+ExitStatus Status(const CStatusArguments& arguments, CHostEnvironment& environment, CConsole& console)
+{
+    CSpoolerSession session(arguments.session, environment);
+    CPublished last = ReadStatus(session);
+    Show(last, nullptr, arguments.json, console);
+    if (!arguments.watch) {
+        return last.printerError == kNoErrorCategory ? ExitStatus::Done : ExitStatus::PrinterError;
+    }
+    while (WaitForNextLook(environment)) {
+        const CPublished now = ReadStatus(session);
+        if (now != last) {
+            Show(now, &last, arguments.json, console);
+            last = now;
+        }
+    }
+    return ExitStatus::Interrupted;
+}
+
+} // namespace
+
+void AddStatusCommand(CLI::App& line, RunCommand* chosen)
+{
+    CLI::App* command = line.add_subcommand("status", "Show the printer's state and what it means");
+    const auto arguments = std::make_shared<CStatusArguments>();
+    AddSessionOptions(*command, arguments->session);
+    command->add_flag("--watch", arguments->watch, "Look again every second, until interrupted");
+    command->add_flag("--json", arguments->json, "Answer with a line of JSON");
+    command->callback([arguments, chosen] {
+        *chosen = [arguments](CHostEnvironment& environment, CConsole& console) {
+            return Status(*arguments, environment, console);
+        };
+    });
+}
+
+} // namespace zrtmon::host

@@ -1,0 +1,88 @@
+#include "host/printer/status_words.h"
+
+#include <span>
+
+namespace zrtmon::host {
+namespace {
+
+// The printer's documents name no more of its categories than these; the rest is told by number.
+struct CCategory {
+    int first;
+    int last;
+    const char* words;
+};
+
+constexpr CCategory kCategories[] = {
+    {kNoErrorCategory, kNoErrorCategory, "no error"},
+    {6, 6, "waiting for the printer"},
+    {20, 26, "ribbon"},
+    {kPasswordCategory, kPasswordCategory, "waiting for a password"},
+};
+
+struct CErrorWords {
+    DWORD error;
+    const char* words;
+};
+
+constexpr CErrorWords kQueryErrors[] = {
+    {ERROR_NOT_SUPPORTED, "the port cannot carry queries"},
+    {ERROR_INVALID_PARAMETER, "the printer gave no reply that fits the name, or refused its parameters"},
+    {ERROR_BUSY, "the printer is in the middle of a card or answers another query"},
+    {ERROR_DEVICE_NOT_AVAILABLE, "another exchange has held the printer for 30 seconds"},
+};
+
+constexpr CErrorWords kPortErrors[] = {
+    {ERROR_FILE_NOT_FOUND, "no such file"},           {ERROR_PATH_NOT_FOUND, "no such folder"},
+    {ERROR_ACCESS_DENIED, "access denied"},           {ERROR_NOT_ENOUGH_MEMORY, "memory is exhausted"},
+    {ERROR_WRITE_FAULT, "it cannot be written"},      {ERROR_GEN_FAILURE, "the device failed"},
+    {ERROR_INVALID_PARAMETER, "the name is refused"}, {ERROR_BUSY, "it is in use"},
+    {ERROR_UNKNOWN_PORT, "no such kind of port"},     {ERROR_INVALID_PRINTER_NAME, "no such printer"},
+};
+
+std::string WithNumber(std::span<const CErrorWords> table, DWORD error)
+{
+    std::string number = "error " + std::to_string(error);
+    for (const CErrorWords& row : table) {
+        if (row.error == error) {
+            return row.words + (" (" + number + ')');
+        }
+    }
+    return number;
+}
+
+} // namespace
+
+std::string CategoryWords(int category)
+{
+    for (const CCategory& row : kCategories) {
+        if (category >= row.first && category <= row.last) {
+            return row.words;
+        }
+    }
+    return "printer error";
+}
+
+std::string DeviceErrorWords(int code)
+{
+    return code == 0 ? "no error code" : "the printer's error code " + std::to_string(code);
+}
+
+std::string PrinterStatusWords(int status)
+{
+    return status == -1 ? "nothing particular" : "special state " + std::to_string(status);
+}
+
+std::string ErrorReason(int category, int code)
+{
+    if (category == kPasswordCategory) {
+        return CategoryWords(category);
+    }
+    return CategoryWords(category) + " (error " + std::to_string(code) + ", category " +
+           std::to_string(category) + ')';
+}
+
+std::string QueryErrorWords(DWORD error) { return WithNumber(kQueryErrors, error); }
+
+std::string PortErrorWords(DWORD error) { return WithNumber(kPortErrors, error); }
+
+} // namespace zrtmon::host

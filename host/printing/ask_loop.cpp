@@ -1,0 +1,43 @@
+#include "host/printing/ask_loop.h"
+
+#include "host/printer/status_words.h"
+#include "host/text/text.h"
+
+namespace zrtmon::host {
+namespace {
+
+// Between two rounds; every exchange holds up the job for a moment.
+constexpr DWORD kPauseMs = 200;
+
+} // namespace
+
+void CAskLoop::Run(HANDLE done)
+{
+    do {
+        for (const std::string& name : m_names) {
+            if (WaitForSingleObject(done, 0) == WAIT_OBJECT_0) {
+                return;
+            }
+            AskOne(name);
+        }
+    } while (WaitForSingleObject(done, kPauseMs) == WAIT_TIMEOUT);
+}
+
+void CAskLoop::AskOne(const std::string& name)
+{
+    const CAnswer answer = Ask(m_session.Table(), m_session.Port(), name);
+    const std::string line =
+        answer.answered ? name + '=' + Printable(answer.text) : name + ": " + QueryErrorWords(answer.error);
+    std::string& shown = m_shown[name];
+    if (line == shown) {
+        return;
+    }
+    shown = line;
+    if (answer.answered) {
+        m_console.Answer('[' + Seconds(GetTickCount() - m_startTick) + " s] " + line);
+    } else {
+        m_console.Message(line, Tone::Warning);
+    }
+}
+
+} // namespace zrtmon::host

@@ -1,0 +1,38 @@
+/// Asks the printer the same questions again and again while a job prints.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/session/ask.h"
+#include "host/session/spooler_session.h"
+#include "host/terminal/console.h"
+
+namespace zrtmon::host {
+
+/// One thread. Everything given is lent.
+class CAskLoop {
+public:
+    /// startTick: the answers are shown with the time since then.
+    CAskLoop(CSpoolerSession& session, CConsole& console, const std::vector<std::string>& names,
+             DWORD startTick)
+        : m_session(session), m_console(console), m_names(names), m_startTick(startTick)
+    {
+    }
+
+    /// Asks until the event is set. Shows an answer when it differs from the last one of that name, and a
+    /// failure when the one before it was another.
+    void Run(HANDLE done);
+
+private:
+    void AskOne(const std::string& name);
+
+    CSpoolerSession& m_session;
+    CConsole& m_console;
+    const std::vector<std::string>& m_names;
+    DWORD m_startTick;
+    std::map<std::string, std::string> m_shown; ///< by name, what was last shown
+};
+
+} // namespace zrtmon::host

@@ -1,0 +1,38 @@
+#include "host/printing/hold_watch.h"
+
+#include "host/printer/status_words.h"
+
+namespace zrtmon::host {
+namespace {
+
+// Shorter pauses are how a busy printer takes its data.
+constexpr DWORD kStallMs = 2000;
+constexpr char kStallReason[] = "the printer takes no more data for now";
+
+} // namespace
+
+void CHoldWatch::Update(DWORD now, const CPrintView& view)
+{
+    if (view.takenBytes != m_takenBytes) {
+        m_takenBytes = view.takenBytes;
+        m_lastChange = now;
+    }
+    const int category = view.values.printerError.value_or(kNoErrorCategory);
+    if (m_isPublished && category == kNoErrorCategory) {
+        m_lastChange = now; // the printer goes on: the time that it stood does not count as a pause
+    }
+    const bool isStalled = !view.finishing && now - m_lastChange >= kStallMs;
+    const bool wasHeld = !m_reason.empty();
+    m_isPublished = category != kNoErrorCategory;
+    m_isPasswordWanted = category == kPasswordCategory;
+    if (m_isPublished) {
+        m_reason = ErrorReason(category, view.values.deviceError.value_or(0));
+    } else {
+        m_reason = isStalled ? kStallReason : "";
+    }
+    if (!wasHeld) {
+        m_heldSince = m_isPublished ? now : m_lastChange;
+    }
+}
+
+} // namespace zrtmon::host

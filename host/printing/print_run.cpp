@@ -1,0 +1,223 @@
+#include "host/printing/print_run.h"
+
+#include <algorithm>
+
+#include "host/printer/status_words.h"
+#include "host/printing/ask_loop.h"
+#include "host/session/ask.h"
+#include "host/text/text.h"
+
+namespace zrtmon::host {
+namespace {
+
+constexpr DWORD kWatchMs = 50;
+// A round that reports nothing written is the usual one: the monitor sends a piece of the buffer in each. So
+// many without a byte through the lower port mean that it is stuck, and that turning faster is no use.
+constexpr unsigned kIdleRounds = 1000;
+
+/// Gives up the processor between two offers; for longer when nothing moves.
+class COfferPause {
+public:
+    void Rest(uint64_t movedBytes)
+    {
+        m_idleRounds = movedBytes == m_movedBytes ? m_idleRounds + 1 : 0;
+        m_movedBytes = movedBytes;
+        Sleep(m_idleRounds > kIdleRounds ? 1 : 0);
+    }
+
+private:
+    uint64_t m_movedBytes = 0;
+    unsigned m_idleRounds = 0;
+};
+
+/// Sets the event at the end of a scope, so that no thread goes on waiting for it.
+class CSetAtEnd {
+public:
+    explicit CSetAtEnd(HANDLE event) : m_event(event) {}
+    ~CSetAtEnd() { SetEvent(m_event); }
+    CSetAtEnd(const CSetAtEnd&) = delete;
+    CSetAtEnd& operator=(const CSetAtEnd&) = delete;
+
+private:
+    HANDLE m_event;
+};
+
+std::string ValueText(const std::optional<int>& value)
+{
+    return value ? std::to_string(*value) : "(not published)";
+}
+
+} // namespace
+
+CPrintRun::CPrintRun(CSpoolerSession& session, const CPrintOptions& options, CHostEnvironment& environment,
+                     CConsole& console)
+    : m_session(session), m_options(options), m_environment(environment), m_console(console),
+      m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr))
+{
+}
+
+ExitStatus CPrintRun::Run(std::string& bytes, const std::string& documentName)
+{
+    m_totalBytes = bytes.size();
+    CProgress progress(m_console, AskDevice("CardCount").value);
+    const bool ended = Print(bytes, documentName, progress);
+    m_console.ClearProgress();
+    const CNumber category = AskDevice("PrinterError");
+    TellEnd(progress);
+    TellValues(category.value);
+    return Conclude(ended, category);
+}
+
+CNumber CPrintRun::AskDevice(const std::string& name)
+{
+    if (!m_session.HasDevice()) {
+        return {};
+    }
+    return AskNumber(m_session.Table(), m_session.Port(), name);
+}
+
+bool CPrintRun::Print(std::string& bytes, const std::string& documentName, CProgress& progress)
+{
+    m_startTick = GetTickCount();
+    CDocument document(m_session, WideFromUtf8(documentName));
+    CAskLoop askLoop(m_session, m_console, m_options.askNames, m_startTick);
+    const auto watcher = m_environment.startThread([&] { Watch(document, progress); });
+    std::unique_ptr<IRunningThread> asker;
+    // Behind the threads: it lets them go before they are waited for.
+    const CSetAtEnd setAtEnd(m_done.Get());
+    if (!m_options.askNames.empty() && m_session.HasDevice()) {
+        asker = m_environment.startThread([&] { askLoop.Run(m_done.Get()); });
+    }
+    Offer(bytes);
+    m_finishing = true;
+    return document.End();
+}
+
+void CPrintRun::Offer(std::string& bytes)
+{
+    COfferPause pause;
+    uint64_t offset = 0;
+    while (offset < bytes.size() && m_stop == Stop::No) {
+        const auto size = static_cast<DWORD>(std::min<uint64_t>(m_options.pieceBytes, bytes.size() - offset));
+        DWORD written = 0;
+        const auto data = reinterpret_cast<LPBYTE>(bytes.data() + offset);
+        if (!m_session.Table().pfnWritePort(m_session.Port(), data, size, &written)) {
+            throw CHostError(ExitStatus::NoDevice,
+                             "the port refuses the job's data, " + PortErrorWords(GetLastError()));
+        }
+        offset += std::min(written, size);
+        m_takenBytes = offset;
+        if (written == 0) {
+            pause.Rest(m_session.MovedBytes());
+        }
+    }
+}
+
+void CPrintRun::Watch(CDocument& document, CProgress& progress)
+{
+    CHoldWatch hold(m_startTick);
+    CPasswordReader reader(m_environment, m_console);
+    CPasswordSupply supply(m_session, reader, m_console);
+    do {
+        const CPrintView view = Look(document, hold);
+        progress.Show(view, hold);
+        SupplyPassword(document, hold, view, supply);
+    } while (WaitForSingleObject(m_done.Get(), kWatchMs) == WAIT_TIMEOUT);
+}
+
+/// Notes how the job stands now, and stops it when there is a reason.
+CPrintView CPrintRun::Look(CDocument& document, CHoldWatch& hold)
+{
+    const DWORD now = GetTickCount();
+    CPrintView view = View();
+    hold.Update(now, view);
+    if (m_environment.wasInterrupted()) {
+        DeleteJob(document, Stop::Interrupted, "interrupted: the job is deleted");
+    } else if (m_options.giveUpSeconds > 0 && hold.HeldMs(now) >= m_options.giveUpSeconds * 1000) {
+        DeleteJob(document, Stop::GaveUp, "held for too long: the job is deleted");
+    }
+    return view;
+}
+
+/// Reads a password when the printer wants one; the job is looked after meanwhile.
+void CPrintRun::SupplyPassword(CDocument& document, CHoldWatch& hold, const CPrintView& view,
+                               CPasswordSupply& supply)
+{
+    const auto isNoLongerWanted = [&] {
+        const bool isWanted = Look(document, hold).values.printerError == kPasswordCategory;
+        return !isWanted || m_stop != Stop::No || WaitForSingleObject(m_done.Get(), 0) == WAIT_OBJECT_0;
+    };
+    if (m_stop == Stop::No && !supply.Look(view.values, isNoLongerWanted)) {
+        DeleteJob(document, Stop::NoPassword, "standard input has ended: the job is deleted");
+    }
+}
+
+/// Only once; the first reason counts.
+void CPrintRun::DeleteJob(CDocument& document, Stop reason, const char* message)
+{
+    if (m_stop != Stop::No) {
+        return;
+    }
+    m_console.Message(message, Tone::Warning);
+    // The job first: the monitor looks at it as soon as the document ends.
+    document.DeleteJob();
+    m_stop = reason;
+}
+
+CPrintView CPrintRun::View() const
+{
+    return {m_takenBytes, m_totalBytes, m_finishing, m_session.Published()};
+}
+
+void CPrintRun::TellEnd(const CProgress& progress)
+{
+    const bool isWhole = m_stop == Stop::No && m_takenBytes == m_totalBytes;
+    const std::optional<int> cards = progress.CardsPrinted(m_session.Published());
+    std::string line = isWhole ? "printed: " : "not printed to its end: ";
+    line += cards ? CardCountText(*cards) + ", " : "";
+    line += ByteCount(m_takenBytes) + (isWhole ? "" : " of " + ByteCount(m_totalBytes));
+    line += " in " + Seconds(GetTickCount() - m_startTick) + " s";
+    m_console.Message(line, isWhole ? Tone::Good : Tone::Warning);
+}
+
+void CPrintRun::TellValues(const std::optional<int>& category)
+{
+    if (!m_session.HasDevice()) {
+        return;
+    }
+    const CPublished values = m_session.Published();
+    m_console.Answer("PrinterStatus=" + ValueText(values.printerStatus));
+    m_console.Answer("PrinterError=" + ValueText(category));
+    m_console.Answer("DeviceError=" + ValueText(values.deviceError));
+    m_console.Answer("CardCount=" + ValueText(values.cardCount));
+}
+
+ExitStatus CPrintRun::Conclude(bool ended, const CNumber& category)
+{
+    switch (m_stop) {
+    case Stop::Interrupted:
+        return ExitStatus::Interrupted;
+    case Stop::GaveUp:
+        return ExitStatus::PrinterError;
+    case Stop::NoPassword:
+        return ExitStatus::NoPermission;
+    case Stop::No:
+        break;
+    }
+    if (!ended) {
+        throw CHostError(ExitStatus::NoDevice, "the port does not end the document");
+    }
+    if (m_session.HasDevice() && !category.value) {
+        throw CHostError(QueryStatus(category.error),
+                         "whether the printer has printed is not known: " + QueryErrorWords(category.error));
+    }
+    const int categoryNumber = category.value.value_or(kNoErrorCategory);
+    if (categoryNumber != kNoErrorCategory) {
+        const int code = m_session.Published().deviceError.value_or(0);
+        throw CHostError(ExitStatus::PrinterError,
+                         "the printer reports: " + ErrorReason(categoryNumber, code));
+    }
+    return ExitStatus::Done;
+}
+
+} // namespace zrtmon::host

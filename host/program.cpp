@@ -1,0 +1,164 @@
+#include "host/program.h"
+
+#include <algorithm>
+
+#include "host/commands/command.h"
+#include "host/text/nearest.h"
+#include "host/text/text.h"
+#include "simulator/printer_options.h"
+
+namespace zrtmon::host {
+namespace {
+
+constexpr char kProgram[] = "zrtctl";
+constexpr size_t kStatusColumns = 5;
+constexpr size_t kFormColumns = 23;
+
+constexpr AddCommand kCommands[] = {AddPrintCommand,    AddGetCommand,      AddStatusCommand,
+                                    AddSettingsCommand, AddPasswordCommand, AddNamesCommand,
+                                    AddMakeJobCommand,  AddDoctorCommand,   AddInstallCommands};
+
+struct CStatusMeaning {
+    ExitStatus status;
+    const char* meaning;
+};
+
+constexpr CStatusMeaning kStatuses[] = {
+    {ExitStatus::Done, "done"},
+    {ExitStatus::PrinterError,
+     "the printer reported an error, gave no fitting answer, or held the job for too long"},
+    {ExitStatus::Usage, "the command line is wrong"},
+    {ExitStatus::BadData, "a file or a password holds what it must not: an empty job, a setting out of "
+                          "range, too many characters"},
+    {ExitStatus::NoInput, "a file cannot be read"},
+    {ExitStatus::NoDevice, "the port or the monitor's library cannot be opened"},
+    {ExitStatus::CannotCreate, "a file cannot be written"},
+    {ExitStatus::Busy, "the port or the printer is busy"},
+    {ExitStatus::NoPermission, "not permitted: the printer refuses the password or none was given, or the "
+                               "system wants an administrator"},
+    {ExitStatus::Interrupted, "interrupted"},
+};
+
+std::string StatusHelp()
+{
+    std::string help = "Exit status:";
+    for (const CStatusMeaning& row : kStatuses) {
+        help += "\n  ";
+        help += Padded(std::to_string(static_cast<int>(row.status)), kStatusColumns) + row.meaning;
+    }
+    return help;
+}
+
+std::string PortHelp()
+{
+    std::string help = "Ports:\n"
+                       "  sim:           a simulated printer\n"
+                       "  sim:OPTIONS    the same, set up by name=value,name=value,...:\n";
+    for (const sim::OptionHelp& option : sim::PrinterOptionHelp()) {
+        help += "    ";
+        help += Padded(option.name + '=' + option.form, kFormColumns) + option.meaning;
+        help += option.defaultValue.empty() ? "\n" : " (" + option.defaultValue + ")\n";
+    }
+    return help + "  file:PATH      writes what a printer would get into a file\n";
+}
+
+/// One line for one that may have several.
+std::string OneLine(std::string text)
+{
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+/// For the help of every command and of the commands in it.
+void SetFooters(CLI::App& line)
+{
+    for (CLI::App* command : line.get_subcommands({})) {
+        command->footer(StatusHelp() + "\n\nPorts are described by zrtctl --help.");
+        SetFooters(*command);
+    }
+}
+
+void FillLine(CLI::App& line, RunCommand* chosen)
+{
+    line.name(kProgram);
+    line.set_version_flag("--version", ZRTMON_VERSION);
+    line.require_subcommand(1);
+    for (const AddCommand add : kCommands) {
+        add(line, chosen);
+    }
+    SetFooters(line);
+    line.footer(PortHelp() + '\n' + StatusHelp());
+}
+
+/// Says more than the parser does of a first word that is no command.
+void CheckFirstWord(CLI::App& line, int argc, const char* const* argv)
+{
+    if (argc < 2 || argv[1][0] == '-') {
+        return;
+    }
+    std::vector<std::string_view> known;
+    for (const CLI::App* command : line.get_subcommands({})) {
+        known.push_back(command->get_name());
+    }
+    const std::string_view word = argv[1];
+    if (std::find(known.begin(), known.end(), word) == known.end()) {
+        throw CHostError(ExitStatus::Usage, Printable(word) + ": no such command; the nearest is " +
+                                                std::string(Nearest(word, known)));
+    }
+}
+
+/// Runs the line, or shows the help asked for.
+ExitStatus Run(int argc, const char* const* argv, CHostEnvironment& environment, CConsole& console)
+{
+    RunCommand chosen;
+    CLI::App line("Prints on and talks to ID-card printers through the language monitor.");
+    FillLine(line, &chosen);
+    CheckFirstWord(line, argc, argv);
+    try {
+        line.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0) {
+            throw CHostError(ExitStatus::Usage, OneLine(error.what()) + "; see zrtctl --help");
+        }
+        line.exit(error, environment.out, environment.err);
+        return ExitStatus::Done;
+    }
+    return chosen(environment, console);
+}
+
+ExitStatus RunGuarded(int argc, const char* const* argv, CHostEnvironment& environment, CConsole& console)
+{
+    const auto fail = [&](ExitStatus status, const std::string& message) {
+        console.ClearProgress();
+        console.Message(std::string(kProgram) + ": " + message, Tone::Bad);
+        return status;
+    };
+    try {
+        return Run(argc, argv, environment, console);
+    } catch (const CHostError& error) {
+        return fail(error.Status(), error.what());
+    } catch (const std::bad_alloc&) {
+        return fail(ExitStatus::NoDevice, "memory is exhausted");
+    } catch (const std::exception& error) {
+        return fail(ExitStatus::NoDevice, OneLine(error.what()));
+    }
+}
+
+} // namespace
+
+int Main(int argc, const char* const* argv, CHostEnvironment& environment)
+{
+    CConsole console(environment);
+    ExitStatus status = RunGuarded(argc, argv, environment, console);
+    environment.out.flush();
+    if (!environment.out && status == ExitStatus::Done) {
+        console.Message(std::string(kProgram) + ": the answers cannot be written", Tone::Bad);
+        status = ExitStatus::CannotCreate;
+    }
+    return static_cast<int>(status);
+}
+
+} // namespace zrtmon::host

@@ -1,0 +1,82 @@
+#include "host/session/monitor_library.h"
+
+#include "host/exit_status.h"
+#include "host/text/file.h"
+#include "host/text/text.h"
+#include "platform/spooler_admin.h"
+
+namespace zrtmon::host {
+namespace {
+
+constexpr char kInitializeName[] = "InitializePrintMonitor2";
+
+std::filesystem::path FindLibrary(const CHostEnvironment& environment)
+{
+    const std::filesystem::path folders[] = {environment.programFolder,
+                                             environment.programFolder.parent_path() / "libexec" / "zrtmon"};
+    for (const std::filesystem::path& folder : folders) {
+        std::error_code error;
+        if (std::filesystem::exists(folder / environment.libraryFile, error)) {
+            return folder / environment.libraryFile;
+        }
+    }
+    throw CHostError(ExitStatus::NoDevice, environment.libraryFile + ": not found in " +
+                                               DisplayPath(folders[0]) + " or " + DisplayPath(folders[1]) +
+                                               "; name the monitor's library with --library");
+}
+
+} // namespace
+
+CMonitorLibrary::CMonitorLibrary(const std::filesystem::path& file, const CHostEnvironment& environment)
+{
+    InitializeMonitor initialize = environment.initialize;
+    if (!initialize) {
+        initialize = m_module.Load(file.empty() ? FindLibrary(environment) : file);
+    }
+    m_init.cbSize = sizeof m_init;
+    m_init.bLocal = TRUE;
+    m_table = initialize(&m_init, &m_monitor);
+    if (!m_table) {
+        throw CHostError(ExitStatus::NoDevice,
+                         "the print monitor does not start (error " + std::to_string(GetLastError()) + ')');
+    }
+}
+
+CMonitorLibrary::~CMonitorLibrary()
+{
+    if (m_table->pfnShutdown) {
+        m_table->pfnShutdown(m_monitor);
+    }
+}
+
+CMonitorLibrary::CModule::~CModule()
+{
+    if (m_module) {
+        FreeLibrary(m_module);
+    }
+}
+
+InitializeMonitor CMonitorLibrary::CModule::Load(const std::filesystem::path& file)
+{
+    // The system's linker searches its own folders for a name without a folder; this file is meant.
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::absolute(file, error);
+    m_module = LoadLibraryW(WidePath(whole).c_str());
+    if (!m_module) {
+        throw CHostError(ExitStatus::NoDevice, DisplayPath(file) + ": cannot be loaded as a library (error " +
+                                                   std::to_string(GetLastError()) + ')');
+    }
+    if (!spooler::ServeModule(m_module)) {
+        throw CHostError(ExitStatus::NoDevice,
+                         DisplayPath(file) + ": asks for print services that are not served here");
+    }
+    const FARPROC entry = GetProcAddress(m_module, kInitializeName);
+    if (!entry) {
+        throw CHostError(ExitStatus::NoDevice,
+                         DisplayPath(file) + ": is no print monitor, it exports no " + kInitializeName);
+    }
+    // Through the one function type that may be cast to any: systems differ in what an entry is.
+    return reinterpret_cast<InitializeMonitor>(reinterpret_cast<void (*)()>(entry));
+}
+
+} // namespace zrtmon::host

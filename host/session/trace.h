@@ -1,0 +1,50 @@
+/// A file that tells every call at the lower port.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "host/session/lower_tap.h"
+#include "host/session/wire_words.h"
+#include "platform/sync.h"
+
+namespace zrtmon::host {
+
+/// Writes one record for each call, as soon as it has returned: a line of JSON each, or, in a file named
+/// "*.json", the trace-event format that the browsers' trace viewers open, with a row for each thread. Times
+/// are milliseconds (there: microseconds) since construction. Of long data only the beginning is shown, and
+/// nothing of what follows a password command.
+class CTrace final : public ILowerObserver {
+public:
+    /// Throws CHostError (CannotCreate).
+    explicit CTrace(const std::filesystem::path& path);
+    ~CTrace() override;
+
+    void OnLowerCall(const CLowerCall& call) override;
+
+private:
+    struct CThreadRow {
+        unsigned number; ///< from 1
+        std::string name;
+    };
+
+    const CThreadRow& Row();
+    void Write(const nlohmann::ordered_json& record);
+    nlohmann::ordered_json Details(const CLowerCall& call, const CPasswordMask& mask) const;
+    void WriteLine(const CLowerCall& call, const CThreadRow& row, const nlohmann::ordered_json& details);
+    void WriteEvent(const CLowerCall& call, const CThreadRow& row, const nlohmann::ordered_json& details);
+
+    bool m_isEventFormat;
+    DWORD m_startTick;
+    CCriticalSection m_lock; ///< guards what follows
+    std::ofstream m_file;
+    bool m_isFirst = true;
+    std::map<const void*, CThreadRow> m_rows; ///< by an address that each thread has of its own
+    std::map<HANDLE, CPasswordMask> m_masks;  ///< by lower port
+};
+
+} // namespace zrtmon::host

@@ -1,0 +1,120 @@
+// What the command line refuses: one line that says what is wrong, its exit status, and nothing done.
+#include <gtest/gtest.h>
+
+#include "tests/host/support/scripted_monitor.h"
+
+namespace zrtmon::test {
+namespace {
+
+TEST(CommandLine, IsRefusedInOneLine)
+{
+    const struct {
+        const char* words;
+        int status;
+        const char* message; ///< part of the line
+    } refusals[] = {
+        {"", 64, "required"},
+        {"prnit @job", 64, "prnit: no such command; the nearest is print"},
+        {"get CardCount --jsn", 64, "--jsn"},
+        {"print @job --port", 64, "--port"},
+        {"print", 64, "FILE"},
+        {"print @job @none", 66, "none: "},
+        {"print @job --policy @none", 66, "none: "},
+        {"print @job --policy @", 66, "is a folder"},
+        {"print @none", 66, "none: "},
+        {"print @", 66, "is a folder"},
+        {"print @empty", 65, "empty: is empty"},
+        {"print @job --piece 0", 64, "--piece: "},
+        {"print @job --piece many", 64, "--piece"},
+        {"print @job --give-up 0", 64, "--give-up: "},
+        {"print @job --ask CardCount,CardConut", 64, "nearest is CardCount"},
+        {"print @job --ask MoveTo/1", 64, "makes the printer act"},
+        {"print @job --port lpt1:", 64, "port"},
+        {"get CardCount --port sim:crads=1", 64, "crads"},
+        {"status --printer ''", 64, "--printer"},
+        {"get CardCount ribboninfos", 64, "nearest is RibbonInfo"},
+        {"get \x1b[2J", 64, "\\x1b[2J: no such"},
+        {"get filminfo", 64, "filminfo: this printer family"},
+        {"get StationStatus", 64, "StationStatus/2"},
+        {"get Password/s3cr3t", 64, "Password: passwords are not taken"},
+        {"password", 64, "required"},
+        {"password check s3cr3t", 64, "check takes no such argument"},
+        {"settings", 64, "required"},
+        {"settings set FeedPWM", 64, "FeedPWM: is not NAME=VALUE"},
+        {"settings set FeedPWM=much", 64, "FeedPWM=much"},
+        {"settings set FeedPWM=99999999999", 64, "is not NAME=VALUE"},
+        {"settings restore @notes", 65, "notes: line 1: "},
+        {"settings restore @empty", 65, "empty: holds no settings"},
+        {"settings restore @none", 66, "none: "},
+        {"get CardCount --trace @no/trace", 73, "trace cannot be written"},
+        {"make-job @new", 64, "--cards"},
+        {"make-job --cards 10000 --records 4096 @new", 64, "larger"},
+        {"make-job --cards 1 @no/job", 73, "job: "},
+    };
+    for (const auto& row : refusals) {
+        SCOPED_TRACE(row.words);
+        ScriptedBench bench;
+        bench.WriteFile("job", "data");
+        bench.WriteFile("empty", "");
+        bench.WriteFile("notes", "Image Darkness\n");
+        const CommandResult result = bench.Run(row.words);
+        EXPECT_EQ(row.status, result.status);
+        EXPECT_EQ("", result.out);
+        EXPECT_EQ(1u, Lines(result.err).size()) << result.err;
+        EXPECT_TRUE(result.err.starts_with("zrtctl: ")) << result.err;
+        EXPECT_TRUE(Shows(result.err, row.message));
+        EXPECT_FALSE(Shows(result.err, "s3cr3t")) << "a password is shown";
+        EXPECT_EQ(0u, bench.script.Count("OpenPortEx")) << "the port was opened all the same";
+    }
+}
+
+TEST(CommandLineHelp, ListsEveryExitStatusEverywhere)
+{
+    for (const char* command : {"--help", "print --help", "settings --help", "settings set --help"}) {
+        SCOPED_TRACE(command);
+        const CommandResult result = HostBench().Run(command);
+        EXPECT_EQ(0, result.status);
+        EXPECT_EQ("", result.err);
+        EXPECT_TRUE(Shows(result.out, "\n  0    ...\n  1    ...\n  64   ...\n  65   ...\n  66   ...\n  69   "
+                                      "...\n  73   ...\n  75   ...\n  77   ...\n  130  "));
+    }
+}
+
+TEST(MonitorLibrary, IsFoundBesideTheProgramOrInItsPrivateFolder)
+{
+    const std::filesystem::path library = ZRTMON_LIBRARY;
+    for (const std::string place : {"bin", "libexec/zrtmon", "elsewhere"}) {
+        SCOPED_TRACE(place);
+        HostBench bench;
+        bench.programFolder = bench.Folder() / "bin";
+        std::filesystem::create_directories(bench.programFolder);
+        std::filesystem::create_directories(bench.Folder() / place);
+        std::filesystem::create_symlink(library, bench.Folder() / place / library.filename());
+        const CommandResult result = bench.Run("get CardCount --port sim:cards=7");
+        const bool isFindable = place != "elsewhere";
+        EXPECT_EQ(isFindable ? 0 : 69, result.status) << result.err;
+        EXPECT_EQ(isFindable ? "7\n" : "", result.out);
+        EXPECT_EQ(isFindable, result.err.find("--library") == std::string::npos);
+    }
+}
+
+TEST(MonitorLibrary, IsRefusedWhenItIsNoMonitor)
+{
+    HostBench bench;
+    bench.WriteFile("text.so", "no library");
+    for (const char* file : {"@none.so", "@text.so", NO_MONITOR_LIBRARY}) {
+        const CommandResult result = bench.Run("get CardCount --library '" + std::string(file) + "'");
+        EXPECT_EQ(69, result.status) << file;
+        EXPECT_EQ(1u, Lines(result.err).size()) << result.err;
+    }
+}
+
+TEST(MakeJob, WritesAJobThatPrintsItsCards)
+{
+    HostBench bench;
+    ASSERT_EQ(0, bench.Run("make-job --cards 2 --packet 700 @new").status);
+    EXPECT_TRUE(Shows(bench.Run("print @new --port sim:cards=10").out, "CardCount=12\n"));
+}
+
+} // namespace
+} // namespace zrtmon::test

@@ -1,0 +1,123 @@
+// zrtctl install, uninstall and doctor.
+#include <pty.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/host/support/host_bench.h"
+
+namespace zrtmon::test {
+namespace {
+
+/// A print system that does as the real one, or refuses with an error.
+class FakePrintSystem final : public IPrintSystem {
+public:
+    DWORD error = ERROR_SUCCESS;
+    bool keepsQuiet = false; ///< takes a monitor and does not list it
+    std::vector<CMonitorEntry> monitors;
+
+    DWORD AddMonitor(const std::wstring& name, const std::wstring& library) override
+    {
+        if (error == ERROR_SUCCESS && !keepsQuiet) {
+            monitors.push_back({name, L"Windows x64", library});
+        }
+        return error;
+    }
+    DWORD RemoveMonitor(const std::wstring& name) override
+    {
+        const auto isNamed = [&name](const CMonitorEntry& entry) { return entry.name == name; };
+        return error ? error : std::erase_if(monitors, isNamed) ? ERROR_SUCCESS : ERROR_UNKNOWN_PRINT_MONITOR;
+    }
+    DWORD ListMonitors(std::vector<CMonitorEntry>* list) override
+    {
+        *list = monitors;
+        return error;
+    }
+    std::vector<CFinding> Examine(const std::wstring&, const std::string& target) override
+    {
+        return {{"system", "a test", ""}, {"printer", target.empty() ? "any" : target, ""}};
+    }
+};
+
+struct InstallationBench : HostBench {
+    InstallationBench() { printSystem = &system; }
+
+    FakePrintSystem system;
+};
+
+TEST(Installation, RegistersAndTakesAway)
+{
+    InstallationBench bench;
+    EXPECT_EQ(1, bench.Run("doctor").status) << "not registered";
+    const CommandResult done = bench.Run("install");
+    EXPECT_EQ(0, done.status) << done.err;
+    EXPECT_EQ("registered \"ZRT Card Printer Monitor\" with zrtmon.dll for Windows x64; nothing was copied\n",
+              done.out);
+    const CommandResult doctor = bench.Run("doctor --json Cards");
+    EXPECT_EQ(0, doctor.status);
+    const auto rows = nlohmann::json::parse(doctor.out);
+    EXPECT_EQ("zrtmon.dll for Windows x64", rows.at(2).at("value"));
+    EXPECT_EQ("Cards", rows.at(3).at("value"));
+    EXPECT_EQ(0, bench.Run("uninstall").status);
+    EXPECT_TRUE(bench.system.monitors.empty());
+    EXPECT_EQ(66, bench.Run("uninstall").status);
+    bench.system.keepsQuiet = true;
+    EXPECT_EQ(69, bench.Run("install").status);
+}
+
+TEST(Installation, SaysInALineWhyNot)
+{
+    const struct {
+        DWORD error;
+        int status;
+        const char* words;
+    } refusals[] = {{5, 77, "elevated prompt (error 5)"},
+                    {50, 69, "no language monitors"},
+                    {126, 66, "copy it there first"},
+                    {193, 65, "x64 or x86"},
+                    {216, 69, "use the x64 package"},
+                    {1722, 69, "Print Spooler"},
+                    {3006, 75, "uninstall it first"},
+                    {3008, 75, "a printer uses"},
+                    {4711, 69, "zrtctl: install zrtmon.dll: error 4711"}};
+    for (const auto& row : refusals) {
+        InstallationBench bench;
+        bench.system.error = row.error;
+        const CommandResult result = bench.Run("install");
+        EXPECT_EQ(row.status, result.status) << row.error;
+        EXPECT_TRUE(Shows(result.err, row.words));
+        EXPECT_EQ(1u, Lines(result.err).size());
+    }
+}
+
+TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)
+{
+    // A character device that no machine lacks and that is no printer.
+    int master = -1;
+    int slave = -1;
+    ASSERT_EQ(0, openpty(&master, &slave, nullptr, nullptr, nullptr));
+    const std::string node = ttyname(slave);
+    HostBench bench;
+    bench.printSystem = &MachinePrintSystem();
+    const std::string missing = (bench.Folder() / "missing").string();
+    const std::pair<std::string, std::string> cases[] = {
+        {node, "zrtctl ...system ...device ..." + node + "..., mode 06...no USB printer"},
+        {missing, missing + ": No such file...switch it on"},
+        {"@", "no character device...name the printer's"},
+        {node + " --port sim:serial=AB1", "opens...device ID...SN:AB1;...status"},
+        {node + " --port sim:error=83", "opens...status...see to the printer"},
+        {node + " --library @none.so", "port sim:...does not open...cannot be loaded"},
+    };
+    for (const auto& [arguments, answer] : cases) {
+        SCOPED_TRACE(arguments);
+        const CommandResult result = bench.Run("doctor " + arguments);
+        EXPECT_EQ(1, result.status) << result.err;
+        EXPECT_TRUE(Shows(result.out, answer));
+    }
+    close(slave);
+    close(master);
+}
+
+} // namespace
+} // namespace zrtmon::test

@@ -1,0 +1,262 @@
+// Passwords at the command line: what is asked for, what is told, and that none of them is ever shown.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iterator>
+#include <sstream>
+
+#include "host/text/text.h"
+#include "platform/spooler_admin.h"
+#include "tests/host/support/scripted_monitor.h"
+
+namespace zrtmon::test {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+const std::string kAdmin = "Adm1nPw";
+const std::string kUser = "Us3rPw";
+const std::string kNew = "Fr3shPw";
+const std::string kWrong = "Wr0ngPw";
+const std::string kPasswords = "admin-password=" + kAdmin + ",user-password=" + kUser;
+const std::string kLocked = "sim:protected=1," + kPasswords;
+const std::string kOpen = "sim:" + kPasswords;
+
+/// Looks for every password, as text and as the trace shows bytes, in all that a command has left behind.
+void ExpectNoneShown(const HostBench& bench, const CommandResult& result, const Texts& given)
+{
+    const std::string left = result.out + result.err + bench.ReadFile("trace");
+    Texts passwords = given;
+    passwords.insert(passwords.end(), {kAdmin, kUser});
+    for (const std::string& password : passwords) {
+        EXPECT_FALSE(!password.empty() && Shows(left, password)) << password << "\n" << left;
+        EXPECT_FALSE(!password.empty() && Shows(left, host::Hex(password))) << password << "\n" << left;
+    }
+    const std::string prefix = "1b 00 02 3";
+    for (const char* letter : {"4 ", "5 "}) { // present, change: the response too is hidden
+        EXPECT_EQ(CountOf(left, prefix + letter), CountOf(left, prefix + letter + "** ** ** ** ** ** ** **"));
+    }
+}
+
+TEST(Password, IsTakenOrRefusedInOneLineAndNeverShown)
+{
+    const struct {
+        const char* action;
+        std::string port;
+        Texts input;
+        int status;
+        const char* message; ///< the last line, or part of it
+        bool typed = false;
+    } dialogs[] = {
+        {"check", kLocked, {kAdmin}, 0, "accepts the password"},
+        {"check", kLocked, {kUser}, 0, "accepts the password"},
+        {"check", "sim:protected=1", {""}, 0, "accepts the password"},
+        {"check", kLocked, {kWrong}, 77, "does not accept the password"},
+        {"check", kOpen, {kAdmin}, 1, "protection is off: the printer does not tell"},
+        {"check", kLocked, {}, 77, "password: standard input has ended"},
+        {"check", kLocked, {std::string(254, 'L')}, 77, "does not accept"},
+        {"check", kLocked, {std::string(255, 'L')}, 65, "more than 254 characters"},
+        {"check", kLocked, {"a/b" + kAdmin}, 65, "has a character that"},
+        {"check", kLocked, {"\xE2\x82\xAC" + kAdmin}, 65, "has a character that"},
+        {"check", kLocked, {"\xFC" + kAdmin}, 65, "has a character that"},
+        {"check", kLocked + ",never-answer=1", {kAdmin}, 1, "SecurityInfo: "},
+        {"check", kLocked, {kAdmin}, 0, "accepts", true},
+        {"check", kLocked, {}, 130, "interrupted", true},
+        {"check", kLocked + "\xE2\x82\xAC", {kAdmin}, 64, "not ASCII"},
+        {"check", kLocked + ",x=1", {kAdmin}, 64, "unknown printer option"},
+        {"set-admin", kLocked, {kAdmin, kNew}, 0, "administrator's password is set"},
+        {"set-user", kLocked, {kAdmin, kNew}, 0, "user's password is set"},
+        {"set-user", kLocked, {kUser, kNew}, 0, "user's password is set"},
+        {"set-user", kLocked, {kUser, "Gr\xC3\xBC" + kNew}, 0, "password is set"},
+        {"set-user", kLocked, {kUser, std::string(15, 'L')}, 0, "password is set"},
+        {"set-user", kLocked, {kUser, std::string(16, 'L')}, 65, "more than 15 characters"},
+        {"set-user", kLocked, {kUser, kUser + "00"}, 65, "is the current one"},
+        {"set-user", kLocked, {kWrong, kNew}, 77, "does not accept the current password"},
+        {"set-admin", kLocked, {kUser, kNew}, 77, "may not set it"},
+        {"set-admin", kOpen, {kAdmin, kNew}, 0, "was sent; the printer tells"},
+        {"set-admin", kLocked, {kAdmin}, 77, "new password: standard input has ended"},
+        {"set-admin", kLocked, {kAdmin, kNew, kNew}, 0, "is set", true},
+        {"set-admin", kLocked, {kAdmin, kNew, kWrong}, 65, "the same way twice", true},
+        {"enable", kOpen, {kAdmin}, 0, "protection is on"},
+        {"enable", kLocked, {kWrong}, 0, "protection is on already"},
+        {"enable", kOpen, {kUser}, 77, "accept the administrator's password"},
+        {"disable", kLocked, {kAdmin}, 0, "protection is off"},
+        {"disable", kLocked, {kWrong}, 77, "accept the administrator's password"},
+    };
+    for (const auto& row : dialogs) {
+        SCOPED_TRACE(std::string(row.action) + ": " + row.message);
+        HostBench bench;
+        bench.input = row.input;
+        bench.typed = row.typed;
+        bench.interruptAtMs = 20000;
+        const CommandResult result =
+            bench.Run("password " + std::string(row.action) + " --trace @trace --port " + row.port);
+        EXPECT_EQ(row.status, result.status);
+        EXPECT_EQ("", result.out);
+        const Texts lines = Lines(result.err);
+        const size_t prompts =
+            row.typed ? CountOf(result.err, "password: \n") + CountOf(result.err, "again: \n") : 0;
+        ASSERT_EQ(prompts + 1, lines.size()) << result.err;
+        EXPECT_TRUE(Shows(lines.back(), row.message));
+        EXPECT_EQ(row.status == 0, lines.back().find("zrtctl: ") != 0) << lines.back();
+        ExpectNoneShown(bench, result, row.input);
+    }
+}
+
+TEST(PasswordOnATerminal, IsAskedForOnALineThatIsTakenOffAgain)
+{
+    HostBench bench;
+    bench.terminal = bench.typed = true;
+    bench.input = {kAdmin};
+    const CommandResult result = bench.Run("password check --port " + kLocked);
+    EXPECT_EQ("password: \r\x1b[Kthe printer accepts the password\n", result.err);
+}
+
+TEST(PasswordCommand, TellsABusyPrinterAndSendsNothingNewToAPrinterThatRefusesTheOld)
+{
+    ScriptedBench bench;
+    std::string state = "Validation=0;OemSupplies=0;Password=1;";
+    bench.script.answer = [&](const std::string& name) {
+        return ScriptedMonitor::Answer{name == "SecurityInfo" ? state : "",
+                                       state.empty() ? ERROR_BUSY : ERROR_SUCCESS};
+    };
+    bench.input = {kWrong, kNew};
+    EXPECT_EQ(77, bench.Run("password set-admin").status);
+    EXPECT_EQ(1u, bench.script.Count("Password/" + kWrong));
+    EXPECT_EQ(0u, bench.script.Count("SetAdminPassword/" + kWrong + "/" + kNew));
+    state = "Validation=1;OemSupplies=0;Password=1;";
+    bench.input = {kAdmin, "\xC3\xBC"};
+    EXPECT_EQ(0, bench.Run("password set-user").status);
+    EXPECT_EQ(1u, bench.script.Count("SetUserPassword/" + kAdmin + "/\xC3\xBC"));
+    state.clear();
+    const CommandResult busy = bench.Run("password check");
+    EXPECT_EQ(75, busy.status);
+    EXPECT_EQ(1u, Lines(busy.err).size()) << busy.err;
+}
+
+constexpr char kPolicy[] = "<Configurations><Configuration ModuleName='Password Protection'>"
+                           "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='10 minutes'/>"
+                           "</PassWordAfterDelay></Configuration></Configurations>";
+
+/// Prints on the locked printer; the arguments stand behind "print".
+CommandResult PrintLocked(HostBench& bench, const std::string& arguments)
+{
+    bench.WriteFile("job", JobBytes(1));
+    bench.WriteFile("policy", kPolicy);
+    return bench.Run("print --port " + kLocked + " --ask SecurityInfo,CardCount --trace @trace " + arguments);
+}
+
+TEST(HeldPrint, AsksForThePasswordAndGoesOn)
+{
+    const std::string wrongThenRight = kWrong + " " + kUser;
+    const std::string threeWrong = kWrong + " " + kWrong + " " + kWrong;
+    const struct {
+        const char* arguments;
+        std::string input; ///< passwords, between blanks
+        int status;
+        int cards;
+        const char* messages;
+        bool typed = false;
+    } jobs[] = {
+        {"@job", kUser, 0, 1, "held back: waiting for a password\n...goes to...printed: 1 card"},
+        {"@job", wrongThenRight, 0, 1, "held back...goes to...held back...not accept...goes to...printed: 1"},
+        {"@job", "a/b " + kUser, 0, 1, "held back...Card Printer: has a character...goes to...printed"},
+        {"@job --policy @policy", wrongThenRight, 0, 1, "goes to...not accept...goes to...printed: 1 card"},
+        {"@job --give-up 5", threeWrong, 1, 0,
+         "goes to...not accept...goes to...not accept...goes to...not accept...no more passwords...too long"},
+        {"@job", threeWrong, 130, 0, "goes to...goes to...goes to...no more passwords...the job is deleted"},
+        {"@job @job", "", 77, 0, "held back...standard input has ended: the job is deleted\n"},
+        {"@job", kWrong, 77, 0, "goes to...not accept...standard input has ended"},
+        {"@job @job --policy @policy", kUser, 0, 2,
+         "held back...goes to...printed: 1 card...printing ...printed: 1 card"},
+        {"@job @job", kUser + " " + kAdmin, 0, 2,
+         "goes to...printed: 1 card...printing ...held back...goes to...printed: 1 card"},
+        {"@job", wrongThenRight, 0, 1,
+         "held back...Card Printer: \n...goes to...not accept...password for...goes to...printed", true},
+        {"@job --give-up 5", "", 1, 0,
+         "held back...password for Card Printer: \n...held for too long: the job is deleted\n", true},
+        {"@job", "", 130, 0, "password for...interrupted: the job", true},
+    };
+    for (const auto& row : jobs) {
+        SCOPED_TRACE(row.messages);
+        HostBench bench;
+        std::istringstream input(row.input);
+        const Texts passwords{std::istream_iterator<std::string>(input), {}};
+        bench.input = passwords;
+        bench.typed = row.typed;
+        bench.interruptAtMs = 40000;
+        const CommandResult result = PrintLocked(bench, row.arguments);
+        EXPECT_EQ(row.status, result.status);
+        EXPECT_TRUE(Shows(result.err, row.messages));
+        EXPECT_EQ(CountOf(row.messages, "goes to"),
+                  CountOf(result.err, "the password goes to the printer\n"));
+        EXPECT_EQ(0u, CountOf(result.err, "going on")) << "no error has cleared";
+        EXPECT_TRUE(bench.input.empty()) << "a password was not asked for";
+        EXPECT_TRUE(result.out.ends_with("CardCount=" + std::to_string(100 + row.cards) + "\n"))
+            << result.out;
+        ExpectNoneShown(bench, result, passwords);
+        EXPECT_EQ(!passwords.empty(), CountOf(bench.ReadFile("trace"), "4 present a password") > 0);
+    }
+}
+
+TEST(HeldPrintOnATerminal, KeepsThePromptInOnePiece)
+{
+    HostBench bench;
+    bench.terminal = bench.typed = true;
+    bench.input = {kUser};
+    const CommandResult result = PrintLocked(bench, "@job");
+    EXPECT_EQ(0, result.status);
+    const std::string prompt = "password for Card Printer: ";
+    EXPECT_GE(CountOf(result.err, prompt), 1u);
+    EXPECT_EQ(CountOf(result.err, prompt), CountOf(result.err, "\r\x1b[K" + prompt + "\r\x1b[K"));
+}
+
+/// A monitor that wants a password all the time.
+struct WantingBench : ScriptedBench {
+    WantingBench()
+    {
+        WriteFile("job", "data");
+        script.answer = [](const std::string&) { return ScriptedMonitor::Answer{"1"}; };
+        script.take = [this](DWORD) {
+            spooler::StoreValue(L"Card Printer", L"PrinterError", REG_BINARY, "100");
+            seen = spooler::LoadValue(L"Card Printer", L"Password");
+            return 0;
+        };
+        script.hooks["ClosePort"] = [this] { left = spooler::LoadValue(L"Card Printer", L"Password"); };
+    }
+
+    std::optional<std::string> seen;
+    std::optional<std::string> left;
+};
+
+TEST(HeldPrint, LeavesThePasswordWhereTheMonitorLooksAndNotBehindTheJob)
+{
+    WantingBench bench;
+    bench.input = {"Gr\xC3\xBC" + kUser, kAdmin};
+    EXPECT_EQ(1, bench.Run("print @job --give-up 5").status);
+    EXPECT_EQ("Gr\xFC" + kUser + std::string(1, '\0'), bench.seen);
+    EXPECT_EQ(std::nullopt, bench.left);
+    EXPECT_EQ(1u, bench.input.size()) << "none is asked for while one waits for the monitor";
+}
+
+TEST(Print, NamesThePolicyByItsWholePath)
+{
+    WantingBench bench;
+    bench.WriteFile("policy", kPolicy);
+    std::string stored;
+    bench.script.take = [&](DWORD size) {
+        stored = spooler::LoadValue(L"Card Printer", L"ConfigurationFile").value_or("");
+        return size;
+    };
+    const std::filesystem::path relative = std::filesystem::relative(bench.Folder() / "policy");
+    ASSERT_EQ(0, bench.Run("print @job --policy '" + relative.string() + "'").status);
+    std::wstring path(stored.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(path.data(), stored.data(), stored.size());
+    ASSERT_TRUE(path.ends_with(L'\0'));
+    path.pop_back();
+    EXPECT_TRUE(std::filesystem::path(path).is_absolute());
+    EXPECT_TRUE(std::filesystem::equivalent(path, bench.Folder() / "policy"));
+}
+
+} // namespace
+} // namespace zrtmon::test

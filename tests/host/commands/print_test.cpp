@@ -1,0 +1,281 @@
+// zrtctl print: what is offered to the monitor, how a job is stopped, and what the user sees of it.
+#include <random>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "host/printing/hold_watch.h"
+#include "platform/spooler_admin.h"
+#include "tests/host/support/scripted_monitor.h"
+
+namespace zrtmon::test {
+namespace {
+
+/// A job, and a printer without errors behind the scripted monitor.
+struct JobBench : ScriptedBench {
+    JobBench()
+    {
+        WriteFile("job", "data");
+        script.answer = [](const std::string& requestText) {
+            return ScriptedMonitor::Answer{requestText == "CardCount" ? "100" : "1"};
+        };
+    }
+};
+
+/// Prints a job of so many cards on the simulated printer.
+struct SimulatedBench : HostBench {
+    explicit SimulatedBench(uint32_t cards) { WriteFile("job", JobBytes(cards)); }
+};
+
+TEST(PrintOffers, EveryByteOnceAndInOrderHoweverLittleIsTaken)
+{
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (int round = 0; round < 50; ++round) {
+        JobBench bench;
+        std::string bytes(1 + random() % 5000, '\0');
+        for (char& byte : bytes) {
+            byte = static_cast<char>(random());
+        }
+        bench.WriteFile("job", bytes);
+        // Nothing at every other offer, as the monitor does, and now and then a part.
+        bench.script.take = [&, odd = false](DWORD size) mutable {
+            odd = !odd;
+            return odd ? 0 : static_cast<DWORD>(random() % (size + 1));
+        };
+        const auto piece = static_cast<DWORD>(1 + random() % 700);
+        const CommandResult result = bench.Run("print @job --piece " + std::to_string(piece));
+        ASSERT_EQ(0, result.status) << result.err;
+        EXPECT_EQ(bytes, bench.script.written);
+        for (const DWORD offer : bench.script.offers) {
+            ASSERT_LE(offer, piece);
+        }
+        EXPECT_EQ(1u, bench.script.Count("EndDocPort"));
+        EXPECT_EQ(1u, bench.script.Count("ClosePort"));
+    }
+}
+
+TEST(PrintOffers, AnOfferThatIsNotTakenCostsNoTimeUntilThePortIsStuck)
+{
+    JobBench bench;
+    unsigned offers = 0;
+    // 900 rounds without a byte are the turning of the monitor; after more the pauses begin.
+    bench.script.take = [&](DWORD size) { return ++offers > 900 ? size : 0; };
+    bench.Run("print @job");
+    EXPECT_EQ(0u, bench.clock.Elapsed());
+
+    offers = 0;
+    bench.script.take = [&](DWORD size) { return ++offers > 1500 ? size : 0; };
+    bench.Run("print @job");
+    EXPECT_NEAR(500.0, static_cast<double>(bench.clock.Elapsed()), 2.0);
+}
+
+TEST(Print, EndsWithTheStatusOfWhatFailed)
+{
+    const struct {
+        const char* call;
+        DWORD error; ///< of that call
+        const char* answer;
+        int status;
+        const char* message;
+    } cases[] = {
+        {"", 0, "1", 0, "printed: 4 bytes in 0.000 s"},
+        {"OpenPortEx", ERROR_BUSY, "1", 75, "in use (error 170)"},
+        {"OpenPortEx", ERROR_FILE_NOT_FOUND, "1", 69, "(error 2)"},
+        {"StartDocPort", ERROR_BUSY, "1", 75, "no document"},
+        {"StartDocPort", ERROR_GEN_FAILURE, "1", 69, "(error 31)"},
+        {"WritePort", ERROR_INVALID_PARAMETER, "1", 69, "refuses"},
+        {"EndDocPort", ERROR_GEN_FAILURE, "1", 69, "does not end the document"},
+        {"", 0, "", 1, "no reply that fits"},
+        {"", 0, "21", 1, "the printer reports: ribbon"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.message);
+        JobBench bench;
+        if (row.error) {
+            bench.script.errors[row.call] = row.error;
+        }
+        bench.script.answer = [&row](const std::string&) {
+            return ScriptedMonitor::Answer{row.answer, ERROR_INVALID_PARAMETER};
+        };
+        const CommandResult result = bench.Run("print @job");
+        EXPECT_EQ(row.status, result.status);
+        EXPECT_TRUE(Shows(result.err, row.message));
+        const bool isOpen = !bench.script.errors.contains("OpenPortEx");
+        const bool isStarted = isOpen && !bench.script.errors.contains("StartDocPort");
+        EXPECT_EQ(isStarted ? 1u : 0u, bench.script.Count("EndDocPort"));
+        EXPECT_EQ(isOpen ? 1u : 0u, bench.script.Count("ClosePort"));
+    }
+}
+
+TEST(PrintStops, ByDeletingTheJobBeforeTheDocumentEnds)
+{
+    const struct {
+        const char* arguments;
+        uint64_t interruptAtMs;
+        bool isErrorPublished;
+        int status;
+        uint64_t afterMs;
+        const char* messages;
+    } cases[] = {
+        {"", 3000, false, 130, 3000, "takes no more data...interrupted: the job is deleted...not printed to"},
+        {" --give-up 5", 9000, false, 1, 5000, "held back: the printer takes no more data...for too long"},
+        {" --give-up 5", 9000, true, 1, 5000, "printer error (error 24, category 43)\n...held for too long"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.messages);
+        JobBench bench;
+        bench.interruptAtMs = row.interruptAtMs;
+        bench.script.take = [&row](DWORD) {
+            if (row.isErrorPublished) {
+                spooler::StoreValue(L"Card Printer", L"PrinterError", REG_BINARY, "43");
+                spooler::StoreValue(L"Card Printer", L"DeviceError", REG_BINARY, "24");
+            }
+            return 0;
+        };
+        const CommandResult result = bench.Run(std::string("print @job") + row.arguments);
+        EXPECT_EQ(row.status, result.status);
+        EXPECT_EQ(JOB_STATUS_DELETING, bench.script.jobAtEnd.value_or(0) & JOB_STATUS_DELETING);
+        EXPECT_EQ(1u, bench.script.Count("EndDocPort"));
+        EXPECT_NEAR(static_cast<double>(row.afterMs), static_cast<double>(bench.clock.Elapsed()), 100.0);
+        EXPECT_EQ(1u, CountOf(result.err, "held back: ")) << result.err;
+        EXPECT_TRUE(Shows(result.err, row.messages));
+    }
+}
+
+TEST(PrintStops, AlsoWhileThePrinterFinishes)
+{
+    JobBench bench;
+    bench.interruptAtMs = 3000;
+    DWORD seenAfterMs = 0;
+    bench.script.hooks["EndDocPort"] = [&] { // as the monitor watches the queue
+        for (; seenAfterMs < 60000; seenAfterMs += 100) {
+            if (*spooler::JobStatus(L"Card Printer", bench.script.jobId) & JOB_STATUS_DELETING) {
+                return;
+            }
+            Sleep(100);
+        }
+    };
+    EXPECT_EQ(130, bench.Run("print @job").status);
+    EXPECT_GE(seenAfterMs, 3000u);
+    EXPECT_LE(seenAfterMs, 3100u);
+}
+
+TEST(PrintOnASlowPrinter, TellsOfItsPausesOnce)
+{
+    JobBench bench;
+    bench.script.take = [&, last = uint64_t{0}](DWORD) mutable {
+        const bool isDue = bench.clock.Elapsed() >= last + 3000;
+        last = isDue ? bench.clock.Elapsed() : last;
+        return isDue ? 1u : 0u;
+    };
+    const CommandResult result = bench.Run("print @job");
+    EXPECT_EQ(0, result.status);
+    EXPECT_GE(bench.clock.Elapsed(), 12000u);
+    EXPECT_EQ(1u, CountOf(result.err, "held back: ")) << result.err;
+    EXPECT_EQ(0u, CountOf(result.err, "going on")) << "no error has cleared";
+}
+
+TEST(PrintOnTheSimulatedPrinter, TellsTheErrorThatHoldsTheJobAndTheAnswersMeanwhile)
+{
+    SimulatedBench bench(3);
+    const CommandResult result = bench.Run("print @job --ask CardCount,PrinterError "
+                                           "--port sim:cards=250,error=83,error-at-card=2,clear-ms=4000");
+    EXPECT_EQ(0, result.status);
+    EXPECT_TRUE(Shows(result.err,
+                      "printing ...held back: ribbon (error 83, category 21)\n...1 card printed, ..."
+                      "going on: the error has cleared\n...all data taken...printed: 3 cards, "));
+    EXPECT_EQ(1u, CountOf(result.err, "held back: ribbon"));
+    EXPECT_TRUE(Shows(result.out, "[0... s] PrinterError=21\n...PrinterError=1\n...CardCount=253\n..."
+                                  "PrinterStatus=-1\nPrinterError=1\nDeviceError=0\n"));
+    EXPECT_EQ(1u, CountOf(result.out, "] PrinterError=21")) << "only changes are told";
+    EXPECT_EQ(0u, CountOf(result.err + result.out, "\x1b")) << "no terminal is there to be steered";
+}
+
+TEST(PrintOnTheSimulatedPrinter, CancelsAtThePrinterWhenInterrupted)
+{
+    SimulatedBench bench(5);
+    bench.interruptAtMs = 2000;
+    const CommandResult result = bench.Run("print @job --trace @trace --port sim:error=24,error-at-card=2");
+    EXPECT_EQ(130, result.status);
+    EXPECT_EQ(1u, CountOf(bench.ReadFile("trace"), "\"XC cancel the print\""));
+    EXPECT_TRUE(Shows(result.out, "PrinterError=43\nDeviceError=24\nCardCount=101\n"));
+}
+
+TEST(PrintIntoAFile, KeepsEveryByteOfAJobWithoutPackets)
+{
+    HostBench bench;
+    const std::string bytes(100000, 'z');
+    bench.WriteFile("job", bytes);
+    const CommandResult result = bench.Run("print @job --port file:@captured");
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ("", result.out) << "there is no printer whose values could be told";
+    EXPECT_TRUE(bench.ReadFile("captured").starts_with(bytes));
+}
+
+TEST(PrintOnATerminal, RewritesOneLineAndKeepsItsWidth)
+{
+    for (const bool colors : {false, true}) {
+        SimulatedBench bench(2);
+        bench.terminal = true;
+        bench.colors = colors;
+        bench.columns = 30;
+        const CommandResult result = bench.Run("print @job --port sim:error=83,clear-ms=3000");
+        EXPECT_EQ(0, result.status);
+        const char* const yellow = "\x1b[33mheld back: ribbon (error 83, category 21)\x1b[0m\n";
+        EXPECT_EQ(colors, CountOf(result.err, yellow) > 0) << result.err;
+        EXPECT_EQ(colors, CountOf(result.err, "\x1b[3") > 0);
+        // What stands on the line between two erasures is either a message with its end or the progress.
+        const std::string erase = "\x1b[K";
+        size_t progressLines = 0;
+        std::istringstream shown(result.err);
+        for (std::string text; std::getline(shown, text, '\r');) {
+            const std::string line = text.substr(text.rfind('\n') + 1);
+            EXPECT_LE(line.size(), erase.size() + 29) << line;
+            progressLines += CountOf(line, "%");
+        }
+        EXPECT_GE(progressLines, 3u);
+        EXPECT_TRUE(result.err.ends_with(colors ? "s\x1b[0m\n" : "s\n")) << "a progress line is left over";
+    }
+}
+
+TEST(HoldWatch, TellsWhyAndSinceWhen)
+{
+    constexpr DWORD kStart = 0xFFFFFA00; // the tick count wraps on the way
+    constexpr char kPause[] = "takes no more data";
+    const struct {
+        DWORD tick;
+        DWORD taken;
+        bool finishing;
+        int category;       ///< 0: not published
+        const char* reason; ///< part of it; empty: not held
+        DWORD heldMs;
+    } moments[] = {
+        {0, 0, false, 0, "", 0},
+        {1999, 0, false, 1, "", 0},
+        {2000, 0, false, 1, kPause, 2000},
+        {2100, 10, false, 1, "", 0},
+        {4099, 10, false, 1, "", 0},
+        {4200, 10, false, 1, kPause, 2100},
+        {4300, 10, false, 21, "category 21", 2200},
+        {4400, 20, false, 21, "category 21", 2300},
+        {7500, 20, false, 1, "", 0},
+        {7600, 20, false, 43, "category 43", 0},
+        {7700, 20, true, 43, "category 43", 100},
+        {9000, 20, true, 1, "", 0},
+    };
+    host::CHoldWatch watch(kStart);
+    for (const auto& moment : moments) {
+        SCOPED_TRACE("at " + std::to_string(moment.tick));
+        host::CPrintView view{moment.taken, 100, moment.finishing, {}};
+        view.values.printerError = moment.category ? std::optional<int>(moment.category) : std::nullopt;
+        watch.Update(kStart + moment.tick, view);
+        EXPECT_EQ(*moment.reason == '\0', watch.Reason().empty()) << watch.Reason();
+        EXPECT_TRUE(Shows(watch.Reason(), moment.reason));
+        EXPECT_EQ(moment.heldMs, watch.HeldMs(kStart + moment.tick));
+    }
+}
+
+} // namespace
+} // namespace zrtmon::test

@@ -1,0 +1,200 @@
+// The trace of the lower port: its words, what it hides, and its two formats.
+#include <set>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "host/session/lower_tap.h"
+#include "host/session/trace.h"
+#include "host/session/wire_words.h"
+#include "tests/host/support/host_bench.h"
+
+namespace zrtmon::test {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kPrefix = "\x1B\0\2"s;
+const std::string kSecurityQuery = kPrefix + "NP";
+const std::string kStatusQuery = kPrefix + "Nr";
+
+using Meanings = std::vector<std::pair<std::string, const char*>>; // of bytes
+
+TEST(WireWords, SayWhatIsWritten)
+{
+    const Meanings cases = {
+        {kStatusQuery, "Nr ask the status"},
+        {kPrefix + "PPL" + kPrefix + "i", "PPL move the card: PPL; i move the card: i"},
+        {kPrefix + "TE0,5T\r" + kPrefix + "TE1,-3T\r", "TE write a setting, 2 times"},
+        {std::string(512, '\0') + kPrefix + "XC", "XC cancel the print"},
+        {kSecurityQuery + kPrefix + "4secret", "NP ask the security state; 4 present a password"},
+        {kPrefix + "?", "unknown command 3f"},
+        {"\x1B_\0\0\0\0\x20\0"s + kPrefix + "C0", "job data: packet with 8 KiB, first C card side of a job"},
+        {"\x1B_\0\0"s, "job data: part of a packet's header"},
+        {kPrefix + "J" + kStatusQuery, "job data"},
+        {"picture" + kStatusQuery, "job data"},
+    };
+    for (const auto& [bytes, words] : cases) {
+        EXPECT_EQ(words, host::WrittenWords(bytes));
+    }
+}
+
+TEST(WireWords, SayWhatIsRead)
+{
+    const Meanings cases = {
+        {"", "no reply yet"},
+        {"noise ERR:0,83,1,11,0,251,",
+         "status: busy 0, error 83, status 1, print state 11, secure 0, card count 251"},
+        {"ERR:1,8", "status: busy 1, error 8"},
+        {"Flipper EE Settings:1,2,", "flipper's settings"},
+        {"EEprom Settings:1,2,", "settings"},
+        {"what?", "reply of another kind"},
+    };
+    for (const auto& [bytes, words] : cases) {
+        EXPECT_EQ(words, host::ReplyWords(bytes));
+    }
+}
+
+TEST(PasswordMask, HidesTheSameBytesWhereverTheWriteIsCut)
+{
+    // What is to be hidden is marked by '#' in a text of the same length.
+    const Meanings secrets = {
+        {kSecurityQuery + kPrefix + "4" + "RESPONSE" + kStatusQuery, "         ########     "},
+        {kPrefix + "5" + "RESPONSE" + "\xFD" + kStatusQuery, "    #########     "},
+        {kPrefix + "5" + "RESPONSE" + "\x73" + "clear", "    #########     "},
+        {kPrefix + "5" + "RESPONSE" + "\x01" + "newpassword00000" + kStatusQuery,
+         "    #########################     "},
+        {kPrefix + "5" + "\x1B\0\2\x34\x1B\0\2\x35"s + "\0"s + "newpassword00000" + "4",
+         "    ######################### "},
+        {"\x1B" + kPrefix + "4" + "RESPONSE" + kPrefix + "5" + "RESPONSE", "     ########    ########"},
+        {kStatusQuery + kPrefix + "C45", "           "},
+    };
+    for (const auto& [bytes, expected] : secrets) {
+        for (size_t cut = 0; cut <= bytes.size(); ++cut) {
+            host::CPasswordMask mask;
+            std::string marks;
+            for (const std::string& part : {bytes.substr(0, cut), bytes.substr(cut)}) {
+                for (const bool hidden : mask.Hidden(part)) {
+                    marks += hidden ? '#' : ' ';
+                }
+                mask.Pass(part);
+            }
+            EXPECT_EQ(expected, marks) << "cut at " << cut;
+        }
+    }
+}
+
+/// A port monitor that takes at most twelve bytes of a write and serves nothing else.
+MONITOR2 NarrowMonitor()
+{
+    MONITOR2 table{};
+    table.cbSize = sizeof table;
+    table.pfnOpenPort = [](HANDLE monitor, LPWSTR, PHANDLE port) -> BOOL {
+        *port = monitor;
+        return TRUE;
+    };
+    table.pfnClosePort = [](HANDLE) -> BOOL { return TRUE; };
+    table.pfnWritePort = [](HANDLE, LPBYTE, DWORD size, LPDWORD written) -> BOOL {
+        *written = std::min<DWORD>(size, 12);
+        SetLastError(ERROR_WRITE_FAULT);
+        return size == 0 ? FALSE : TRUE;
+    };
+    return table;
+}
+
+TEST(Trace, HidesAPasswordThatThePortTakesInParts)
+{
+    const HostBench bench;
+    const MONITOR2 narrow = NarrowMonitor();
+    uint64_t moved = 0;
+    {
+        host::CTrace trace(bench.Folder() / "trace");
+        int lower = 0;
+        host::CLowerTap tap(&lower, narrow, &trace);
+        EXPECT_EQ(nullptr, tap.Table()->pfnGetPrinterDataFromPort) << "an entry that the port lacks";
+        wchar_t name[] = L"narrow";
+        HANDLE port = nullptr;
+        ASSERT_TRUE(tap.Table()->pfnOpenPort(tap.Monitor(), name, &port));
+        std::string bytes =
+            kSecurityQuery + kPrefix + "5" + "SSSSSSSS" + "\x01" + "SSSSSSSSSSSSSSSS" + kStatusQuery;
+        for (size_t offset = 0; offset < bytes.size();) {
+            DWORD written = 0;
+            ASSERT_TRUE(tap.Table()->pfnWritePort(port, reinterpret_cast<LPBYTE>(bytes.data() + offset),
+                                                  static_cast<DWORD>(bytes.size() - offset), &written));
+            offset += written;
+        }
+        DWORD written = 0;
+        EXPECT_FALSE(tap.Table()->pfnWritePort(port, nullptr, 0, &written));
+        EXPECT_EQ(ERROR_WRITE_FAULT, GetLastError()) << "the caller sees the port's own last error";
+        EXPECT_TRUE(tap.Table()->pfnClosePort(port));
+        moved = tap.MovedBytes();
+    }
+    EXPECT_EQ(39u, moved);
+    const std::string text = bench.ReadFile("trace");
+    EXPECT_EQ(std::string::npos, text.find("53")) << "an S of the secret: " << text;
+    EXPECT_TRUE(Shows(text, "\"offered\":27,\"taken\":12,"));
+    EXPECT_TRUE(Shows(text, "1b 00 02 4e 72...\"error 29\"")) << "the command behind it is to be seen";
+}
+
+/// Prints a job of two cards with a query beside it and a trace of that name; the file's text.
+std::string TraceOfAJob(const std::string& name)
+{
+    HostBench bench;
+    bench.WriteFile("job", JobBytes(2));
+    const CommandResult result = bench.Run("print @job --ask CardCount --port sim:cards=5 --trace @" + name);
+    EXPECT_EQ(0, result.status) << result.err;
+    return bench.ReadFile(name);
+}
+
+TEST(Trace, HasALineOfJsonForEveryCall)
+{
+    size_t jobBytes = 0;
+    unsigned long last = 0;
+    std::set<std::string> threads;
+    std::map<std::string, int> counts; // of calls and of meanings
+    for (const std::string& line : Lines(TraceOfAJob("trace.jsonl"))) {
+        const auto record = nlohmann::json::parse(line);
+        const std::string meaning = record["meaning"];
+        threads.insert(record["thread"]);
+        ++counts[record["call"]];
+        ++counts[meaning];
+        EXPECT_GE(record["ms"], 0);
+        last = std::max(last, record["ms"].get<unsigned long>());
+        if (record["call"] == "WritePort") {
+            EXPECT_EQ("to printer", record["direction"]);
+            EXPECT_LE(record["sent"].get<std::string>().size(), 64u * 3 + 4);
+            jobBytes += CountOf(meaning, "ask ") == 0 ? record["taken"].get<size_t>() : 0;
+        }
+    }
+    EXPECT_EQ(JobBytes(2).size(), jobBytes) << "every byte of the job is in a write of its own";
+    EXPECT_EQ((std::set<std::string>{"job", "queries 1"}), threads);
+    for (const char* call : {"OpenPort", "ClosePort", "StartDocPort"}) {
+        EXPECT_EQ(1, counts[call]) << call;
+    }
+    EXPECT_GT(counts["Nr ask the status"], 2);
+    EXPECT_GT(counts["status: busy 0, error 0, status 0, print state 0, secure 0, card count 7"], 0);
+    EXPECT_GT(last, 500u);
+}
+
+TEST(Trace, NamedJsonOpensInATraceViewer)
+{
+    const auto trace = nlohmann::json::parse(TraceOfAJob("trace.json"));
+    std::map<int, std::string> rows;
+    size_t spans = 0;
+    for (const auto& event : trace["traceEvents"]) {
+        if (event["ph"] == "M") {
+            EXPECT_EQ("thread_name", event["name"]);
+            rows[event["tid"]] = event["args"]["name"];
+            continue;
+        }
+        ++spans;
+        ASSERT_EQ("X", event["ph"]);
+        EXPECT_TRUE(event["ts"].is_number_unsigned() && event["dur"].is_number_unsigned());
+        EXPECT_EQ(1u, rows.count(event["tid"])) << "a row without a name";
+    }
+    EXPECT_EQ((std::map<int, std::string>{{1, "job"}, {2, "queries 1"}}), rows);
+    EXPECT_GT(spans, 20u);
+}
+
+} // namespace
+} // namespace zrtmon::test
