@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "host/commands/command.h"
-#include "host/text/nearest.h"
+#include "host/commands/commands.h"
 #include "host/text/text.h"
 #include "simulator/printer_options.h"
 
@@ -13,10 +12,6 @@ namespace {
 constexpr char kProgram[] = "zrtctl";
 constexpr size_t kStatusColumns = 5;
 constexpr size_t kFormColumns = 23;
-
-constexpr AddCommand kCommands[] = {AddPrintCommand,    AddGetCommand,      AddStatusCommand,
-                                    AddSettingsCommand, AddPasswordCommand, AddNamesCommand,
-                                    AddMakeJobCommand,  AddDoctorCommand,   AddInstallCommands};
 
 struct CStatusMeaning {
     ExitStatus status;
@@ -62,71 +57,37 @@ std::string PortHelp()
     return help + "  file:PATH      writes what a printer would get into a file\n";
 }
 
-/// One line for one that may have several.
-std::string OneLine(std::string text)
-{
-    while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-    }
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-}
-
 /// For the help of every command and of the commands in it.
-void SetFooters(CLI::App& line)
+void SetFooters(std::vector<CCommand>& commands)
 {
-    for (CLI::App* command : line.get_subcommands({})) {
-        command->footer(StatusHelp() + "\n\nPorts are described by zrtctl --help.");
-        SetFooters(*command);
+    for (CCommand& command : commands) {
+        command.footer = StatusHelp() + "\n\nPorts are described by zrtctl --help.";
+        SetFooters(command.parts);
     }
 }
 
-void FillLine(CLI::App& line, RunCommand* chosen)
+CCommand Program()
 {
-    line.name(kProgram);
-    line.set_version_flag("--version", ZRTMON_VERSION);
-    line.require_subcommand(1);
-    for (const AddCommand add : kCommands) {
-        add(line, chosen);
-    }
-    SetFooters(line);
-    line.footer(PortHelp() + '\n' + StatusHelp());
-}
-
-/// Says more than the parser does of a first word that is no command.
-void CheckFirstWord(CLI::App& line, int argc, const char* const* argv)
-{
-    if (argc < 2 || argv[1][0] == '-') {
-        return;
-    }
-    std::vector<std::string_view> known;
-    for (const CLI::App* command : line.get_subcommands({})) {
-        known.push_back(command->get_name());
-    }
-    const std::string_view word = argv[1];
-    if (std::find(known.begin(), known.end(), word) == known.end()) {
-        throw CHostError(ExitStatus::Usage, Printable(word) + ": no such command; the nearest is " +
-                                                std::string(Nearest(word, known)));
-    }
+    CCommand program{.name = kProgram,
+                     .help = "Prints on and talks to ID-card printers through the language monitor.",
+                     .parts = {PrintCommand(), GetCommand(), StatusCommand(), SettingsCommand(),
+                               PasswordCommand(), NamesCommand(), MakeJobCommand(), DoctorCommand(),
+                               InstallCommand(), UninstallCommand()},
+                     .footer = PortHelp() + '\n' + StatusHelp()};
+    SetFooters(program.parts);
+    return program;
 }
 
 /// Runs the line, or shows the help asked for.
 ExitStatus Run(int argc, const char* const* argv, CHostEnvironment& environment, CConsole& console)
 {
-    RunCommand chosen;
-    CLI::App line("Prints on and talks to ID-card printers through the language monitor.");
-    FillLine(line, &chosen);
-    CheckFirstWord(line, argc, argv);
-    try {
-        line.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() != 0) {
-            throw CHostError(ExitStatus::Usage, OneLine(error.what()) + "; see zrtctl --help");
-        }
-        line.exit(error, environment.out, environment.err);
-        return ExitStatus::Done;
+    const CCommand program = Program();
+    const CParsedLine line = ParseCommandLine(program, ZRTMON_VERSION, argc, argv);
+    if (line.command) {
+        return line.command->run(environment, console);
     }
-    return chosen(environment, console);
+    environment.out << line.text;
+    return ExitStatus::Done;
 }
 
 ExitStatus RunGuarded(int argc, const char* const* argv, CHostEnvironment& environment, CConsole& console)
@@ -143,7 +104,7 @@ ExitStatus RunGuarded(int argc, const char* const* argv, CHostEnvironment& envir
     } catch (const std::bad_alloc&) {
         return fail(ExitStatus::NoDevice, "memory is exhausted");
     } catch (const std::exception& error) {
-        return fail(ExitStatus::NoDevice, OneLine(error.what()));
+        return fail(ExitStatus::NoDevice, error.what());
     }
 }
 

@@ -1,13 +1,12 @@
 #include <algorithm>
 #include <memory>
 
-#include <nlohmann/json.hpp>
-
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/commands/installation.h"
 #include "host/printer/status_words.h"
 #include "host/session/ask.h"
 #include "host/text/file.h"
+#include "host/text/json.h"
 #include "host/text/text.h"
 #include "platform/usb_print.h"
 
@@ -101,13 +100,13 @@ std::string Table(const std::vector<CFinding>& findings)
 
 std::string Json(const std::vector<CFinding>& findings)
 {
-    auto rows = nlohmann::ordered_json::array();
+    CJson::Array rows;
     for (const CFinding& finding : findings) {
-        rows.push_back({{"topic", PrintableUtf8(finding.topic)},
-                        {"value", PrintableUtf8(finding.value)},
-                        {"advice", PrintableUtf8(finding.advice)}});
+        rows.push_back(CJson::Object{{"topic", PrintableUtf8(finding.topic)},
+                                     {"value", PrintableUtf8(finding.value)},
+                                     {"advice", PrintableUtf8(finding.advice)}});
     }
-    return rows.dump(2);
+    return JsonLines(rows);
 }
 
 ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environment, CConsole& console)
@@ -129,24 +128,32 @@ ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environm
 
 } // namespace
 
-void AddDoctorCommand(CLI::App& line, RunCommand* chosen)
+CCommand DoctorCommand()
 {
-    CLI::App* command =
-        line.add_subcommand("doctor", "Show what a support desk asks first: system, monitor, printer");
     const auto arguments = std::make_shared<CDoctorArguments>();
-    command->add_option(
-        "TARGET", arguments->target,
-        "Printer (Windows) or device node (Linux) to look at; all that can be found without it");
-    command->add_option("--name", arguments->monitor, "Name that drivers know the monitor by")
-        ->capture_default_str();
-    AddSessionOptions(*command, arguments->session);
-    command->add_flag("--json", arguments->json, "Answer with one JSON array");
-    command->callback([arguments, command, chosen] {
-        arguments->looksAtPort = command->count("--port") > 0 || command->count("--library") > 0;
-        *chosen = [arguments](CHostEnvironment& environment, CConsole& console) {
+    CCommand command{
+        .name = "doctor",
+        .help = "Show what a support desk asks first: system, monitor, printer",
+        .options = WithSessionOptions(
+            {{.name = "TARGET",
+              .target = &arguments->target,
+              .help =
+                  "Printer (Windows) or device node (Linux) to look at; all that can be found without it"},
+             {.name = "--name",
+              .target = &arguments->monitor,
+              .help = "Name that drivers know the monitor by",
+              .form = "NAME"},
+             {.name = "--json", .target = &arguments->json, .help = "Answer with one JSON array"}},
+            arguments->session),
+        .run = [arguments](CHostEnvironment& environment, CConsole& console) {
             return Examine(*arguments, environment, console);
-        };
-    });
+        }};
+    for (COption& option : command.options) {
+        if (option.name == "--port" || option.name == "--library") {
+            option.given = &arguments->looksAtPort;
+        }
+    }
+    return command;
 }
 
 } // namespace zrtmon::host

@@ -1,11 +1,10 @@
 #include <memory>
 
-#include <nlohmann/json.hpp>
-
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/printer/status_words.h"
 #include "host/printer/value_names.h"
 #include "host/session/ask.h"
+#include "host/text/json.h"
 #include "host/text/text.h"
 
 namespace zrtmon::host {
@@ -28,7 +27,7 @@ public:
     void Add(const std::string& name, const std::string& text)
     {
         if (m_json) {
-            m_answers[PrintableUtf8(name)] = PrintableUtf8(text);
+            m_answers.emplace_back(PrintableUtf8(name), PrintableUtf8(text));
         } else if (!text.empty()) {
             m_console.Answer(m_single ? Printable(text) : name + '=' + Printable(text));
         }
@@ -37,7 +36,7 @@ public:
     void Finish()
     {
         if (m_json) {
-            m_console.Answer(m_answers.dump(2));
+            m_console.Answer(JsonLines(m_answers));
         }
     }
 
@@ -45,7 +44,7 @@ private:
     CConsole& m_console;
     bool m_json;
     bool m_single;
-    nlohmann::ordered_json m_answers = nlohmann::ordered_json::object();
+    CJson::Object m_answers;
 };
 
 void CheckNames(const std::vector<std::string>& names)
@@ -81,19 +80,21 @@ ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CC
 
 } // namespace
 
-void AddGetCommand(CLI::App& line, RunCommand* chosen)
+CCommand GetCommand()
 {
-    CLI::App* command = line.add_subcommand("get", "Ask the printer by value name");
     const auto arguments = std::make_shared<CGetArguments>();
-    command->add_option("NAME", arguments->names, "Value names, NAME/PARAMETERS where they take some")
-        ->required();
-    AddSessionOptions(*command, arguments->session);
-    command->add_flag("--json", arguments->json, "Answer with one JSON object");
-    command->callback([arguments, chosen] {
-        *chosen = [arguments](CHostEnvironment& environment, CConsole& console) {
-            return Get(*arguments, environment, console);
-        };
-    });
+    return {.name = "get",
+            .help = "Ask the printer by value name",
+            .options = WithSessionOptions(
+                {{.name = "NAME",
+                  .target = &arguments->names,
+                  .help = "Value names, NAME/PARAMETERS where they take some",
+                  .required = true},
+                 {.name = "--json", .target = &arguments->json, .help = "Answer with one JSON object"}},
+                arguments->session),
+            .run = [arguments](CHostEnvironment& environment, CConsole& console) {
+                return Get(*arguments, environment, console);
+            }};
 }
 
 } // namespace zrtmon::host

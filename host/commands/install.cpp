@@ -2,7 +2,7 @@
 #include <iterator>
 #include <memory>
 
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/commands/installation.h"
 #include "host/text/text.h"
 
@@ -77,20 +77,12 @@ ExitStatus Uninstall(const CInstallArguments& arguments, CHostEnvironment& envir
     return ExitStatus::Done;
 }
 
-using Action = ExitStatus (*)(const CInstallArguments&, CHostEnvironment&, CConsole&);
-
-CLI::App* AddCommandFor(CLI::App& line, RunCommand* chosen, const char* name, const char* help, Action action,
-                        const std::shared_ptr<CInstallArguments>& arguments)
+COption NameOption(CInstallArguments& arguments)
 {
-    CLI::App* command = line.add_subcommand(name, help);
-    command->add_option("--name", arguments->name, "Name that drivers know the monitor by")
-        ->capture_default_str();
-    command->callback([arguments, action, chosen] {
-        *chosen = [arguments, action](CHostEnvironment& environment, CConsole& console) {
-            return action(*arguments, environment, console);
-        };
-    });
-    return command;
+    return {.name = "--name",
+            .target = &arguments.name,
+            .help = "Name that drivers know the monitor by",
+            .form = "NAME"};
 }
 
 } // namespace
@@ -106,15 +98,30 @@ std::optional<CMonitorEntry> FindMonitor(IPrintSystem& system, const std::string
     return found != monitors.end() ? std::optional(*found) : std::nullopt;
 }
 
-void AddInstallCommands(CLI::App& line, RunCommand* chosen)
+CCommand InstallCommand()
 {
     const auto arguments = std::make_shared<CInstallArguments>();
-    AddCommandFor(line, chosen, "install", "Register the monitor with the system's spooler (Windows)",
-                  Install, arguments)
-        ->add_option("--library", arguments->library, "Its file's name in the system folder")
-        ->capture_default_str();
-    AddCommandFor(line, chosen, "uninstall", "Take the monitor off the system's spooler (Windows)", Uninstall,
-                  arguments);
+    return {.name = "install",
+            .help = "Register the monitor with the system's spooler (Windows)",
+            .options = {NameOption(*arguments),
+                        {.name = "--library",
+                         .target = &arguments->library,
+                         .help = "Its file's name in the system folder",
+                         .form = "FILE"}},
+            .run = [arguments](CHostEnvironment& environment, CConsole& console) {
+                return Install(*arguments, environment, console);
+            }};
+}
+
+CCommand UninstallCommand()
+{
+    const auto arguments = std::make_shared<CInstallArguments>();
+    return {.name = "uninstall",
+            .help = "Take the monitor off the system's spooler (Windows)",
+            .options = {NameOption(*arguments)},
+            .run = [arguments](CHostEnvironment& environment, CConsole& console) {
+                return Uninstall(*arguments, environment, console);
+            }};
 }
 
 } // namespace zrtmon::host

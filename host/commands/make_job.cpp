@@ -1,6 +1,6 @@
 #include <memory>
 
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/printing/progress.h"
 #include "host/text/file.h"
 #include "host/text/text.h"
@@ -39,37 +39,47 @@ ExitStatus MakeJob(const CMakeJobArguments& arguments, CConsole& console)
     return ExitStatus::Done;
 }
 
-CLI::Option* AddNumber(CLI::App& command, const std::string& name, uint32_t& value, uint32_t least,
-                       uint32_t most, const std::string& help)
+COption Number(const char* name, uint32_t& value, uint32_t least, uint32_t most, const char* help)
 {
-    return command.add_option(name, value, help)
-        ->type_name("N")
-        ->check(CLI::Range(least, most))
-        ->capture_default_str();
+    return {.name = name, .target = &value, .help = help, .form = "N", .least = least, .most = most};
+}
+
+std::vector<COption> Options(CMakeJobArguments& arguments)
+{
+    sim::JobShape& shape = arguments.shape;
+    std::vector<COption> options = {
+        {.name = "FILE", .target = &arguments.file, .help = "Where the job is written", .required = true},
+        Number("--cards", shape.cards, 1, kMostCards, "Cards in the job"),
+        Number("--sides", shape.sidesPerCard, 1, kMostSides, "Sides of a card"),
+        Number("--records", shape.recordsPerSide, 1, kMostRecords, "Records of a side"),
+        Number("--mag", shape.magPerCard, 0, kMostMag, "Magnetic-stripe commands of a card"),
+        Number("--packet", shape.payloadBytes, kSmallestPacket, kLargestPacket,
+               "Bytes of a packet, as far as whole units fit"),
+        Number("--tail", shape.tailBytes, 0, 3, "Filling bytes at the end of a packet"),
+        {.name = "--cut-records",
+         .target = &shape.cutRecords,
+         .help = "Fill packets to the last byte, through records"},
+        {.name = "--tricky", .target = &shape.trickyBodies, .help = "Pictures that look like commands"},
+        {.name = "--unframed", .target = &shape.framed, .help = "Bare commands, without packets"},
+        {.name = "--seed",
+         .target = &shape.seed,
+         .help = "Random seed for the pictures",
+         .form = "N",
+         .most = UINT64_MAX}};
+    options[1].required = true;
+    return options;
 }
 
 } // namespace
 
-void AddMakeJobCommand(CLI::App& line, RunCommand* chosen)
+CCommand MakeJobCommand()
 {
-    CLI::App* command = line.add_subcommand("make-job", "Write a sample job");
     const auto arguments = std::make_shared<CMakeJobArguments>();
-    sim::JobShape& shape = arguments->shape;
-    command->add_option("FILE", arguments->file, "Where the job is written")->required();
-    AddNumber(*command, "--cards", shape.cards, 1, kMostCards, "Cards in the job")->required();
-    AddNumber(*command, "--sides", shape.sidesPerCard, 1, kMostSides, "Sides of a card");
-    AddNumber(*command, "--records", shape.recordsPerSide, 1, kMostRecords, "Records of a side");
-    AddNumber(*command, "--mag", shape.magPerCard, 0, kMostMag, "Magnetic-stripe commands of a card");
-    AddNumber(*command, "--packet", shape.payloadBytes, kSmallestPacket, kLargestPacket,
-              "Bytes of a packet, as far as whole units fit");
-    AddNumber(*command, "--tail", shape.tailBytes, 0, 3, "Filling bytes at the end of a packet");
-    command->add_flag("--cut-records", shape.cutRecords, "Fill packets to the last byte, through records");
-    command->add_flag("--tricky", shape.trickyBodies, "Pictures that look like commands");
-    command->add_flag("--unframed{false}", shape.framed, "Bare commands, without packets");
-    command->add_option("--seed", shape.seed, "Of the pictures")->type_name("N")->capture_default_str();
-    command->callback([arguments, chosen] {
-        *chosen = [arguments](CHostEnvironment&, CConsole& console) { return MakeJob(*arguments, console); };
-    });
+    return {
+        .name = "make-job",
+        .help = "Write a sample job",
+        .options = Options(*arguments),
+        .run = [arguments](CHostEnvironment&, CConsole& console) { return MakeJob(*arguments, console); }};
 }
 
 } // namespace zrtmon::host

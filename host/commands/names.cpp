@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/printer/value_names.h"
 #include "host/text/text.h"
 
@@ -35,10 +35,10 @@ ExitStatus ListNames(CHostEnvironment&, CConsole& console)
 
 } // namespace
 
-void AddNamesCommand(CLI::App& line, RunCommand* chosen)
+CCommand NamesCommand()
 {
-    CLI::App* command = line.add_subcommand("names", "List the value names: parameters, answer, an example");
-    command->callback([chosen] { *chosen = ListNames; });
+    return {
+        .name = "names", .help = "List the value names: parameters, answer, an example", .run = ListNames};
 }
 
 } // namespace zrtmon::host

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/passwords/password_reader.h"
 #include "host/session/ask.h"
 
@@ -187,31 +187,25 @@ constexpr CPasswordAction kActions[] = {
 
 } // namespace
 
-void AddPasswordCommand(CLI::App& line, RunCommand* chosen)
+CCommand PasswordCommand()
 {
-    CLI::App* command = line.add_subcommand(
-        "password", "Set and check the printer's passwords, which are typed or stand on standard input");
-    command->require_subcommand(1);
+    CCommand command{.name = "password",
+                     .help =
+                         "Set and check the printer's passwords, which are typed or stand on standard input"};
     for (const CPasswordAction& action : kActions) {
-        CLI::App* part = command->add_subcommand(action.command, action.help);
-        const auto options = std::make_shared<CSessionOptions>();
-        AddSessionOptions(*part, *options);
-        // The parser's own complaint would show the argument, which may be a password.
-        part->allow_extras();
-        part->callback([options, &action, part, chosen] {
-            if (!part->remaining().empty()) {
-                throw CHostError(ExitStatus::Usage,
-                                 "password " + part->get_name() +
-                                     " takes no such argument: passwords are typed, or stand "
-                                     "on standard input");
-            }
-            *chosen = [options, &action](CHostEnvironment& environment, CConsole& console) {
-                CPasswordDialog dialog(*options, environment, console);
-                action.run(dialog, action);
-                return ExitStatus::Done;
-            };
-        });
+        const auto session = std::make_shared<CSessionOptions>();
+        command.parts.push_back({.name = action.command,
+                                 .help = action.help,
+                                 .options = WithSessionOptions({}, *session),
+                                 .run =
+                                     [session, &action](CHostEnvironment& environment, CConsole& console) {
+                                         CPasswordDialog dialog(*session, environment, console);
+                                         action.run(dialog, action);
+                                         return ExitStatus::Done;
+                                     },
+                                 .hidesExtraArguments = true});
     }
+    return command;
 }
 
 } // namespace zrtmon::host

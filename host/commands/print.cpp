@@ -1,6 +1,6 @@
 #include <memory>
 
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/printer/status_words.h"
 #include "host/printer/value_names.h"
 #include "host/printing/print_run.h"
@@ -10,8 +10,8 @@
 namespace zrtmon::host {
 namespace {
 
-constexpr DWORD kLargestPiece = 16 * 1024 * 1024;
-constexpr DWORD kLongestHoldSeconds = 7 * 24 * 60 * 60;
+constexpr uint32_t kLargestPiece = 16 * 1024 * 1024;
+constexpr uint32_t kLongestHoldSeconds = 7 * 24 * 60 * 60;
 
 struct CPrintArguments {
     std::vector<std::string> files;
@@ -101,32 +101,40 @@ ExitStatus Print(const CPrintArguments& arguments, CHostEnvironment& environment
 
 } // namespace
 
-void AddPrintCommand(CLI::App& line, RunCommand* chosen)
+CCommand PrintCommand()
 {
-    CLI::App* command = line.add_subcommand("print", "Print job files, one after the other");
     const auto arguments = std::make_shared<CPrintArguments>();
-    command->add_option("FILE", arguments->files, "A job, as the printer driver made it")->required();
-    AddSessionOptions(*command, arguments->session);
-    command->add_option("--piece", arguments->print.pieceBytes, "Bytes offered to the monitor at a time")
-        ->type_name("BYTES")
-        ->check(CLI::Range(DWORD{1}, kLargestPiece))
-        ->capture_default_str();
-    command->add_option("--ask", arguments->print.askNames, "Ask these value names while the job prints")
-        ->type_name("NAME,...")
-        ->delimiter(',')
-        ->allow_extra_args(false);
-    command
-        ->add_option("--policy", arguments->policy, "The file that says how often a password is to be given")
-        ->type_name("FILE");
-    command
-        ->add_option("--give-up", arguments->print.giveUpSeconds, "Delete the job once it was held so long")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(DWORD{1}, kLongestHoldSeconds));
-    command->callback([arguments, chosen] {
-        *chosen = [arguments](CHostEnvironment& environment, CConsole& console) {
-            return Print(*arguments, environment, console);
-        };
-    });
+    CPrintOptions& print = arguments->print;
+    return {.name = "print",
+            .help = "Print job files, one after the other",
+            .options = WithSessionOptions({{.name = "FILE",
+                                            .target = &arguments->files,
+                                            .help = "A job, as the printer driver made it",
+                                            .required = true},
+                                           {.name = "--piece",
+                                            .target = &print.pieceBytes,
+                                            .help = "Bytes offered to the monitor at a time",
+                                            .form = "BYTES",
+                                            .least = 1,
+                                            .most = kLargestPiece},
+                                           {.name = "--ask",
+                                            .target = &print.askNames,
+                                            .help = "Ask these value names while the job prints",
+                                            .form = "NAME,..."},
+                                           {.name = "--policy",
+                                            .target = &arguments->policy,
+                                            .help = "The file that says how often a password is to be given",
+                                            .form = "FILE"},
+                                           {.name = "--give-up",
+                                            .target = &print.giveUpSeconds,
+                                            .help = "Delete the job once it was held so long",
+                                            .form = "SECONDS",
+                                            .least = 1,
+                                            .most = kLongestHoldSeconds}},
+                                          arguments->session),
+            .run = [arguments](CHostEnvironment& environment, CConsole& console) {
+                return Print(*arguments, environment, console);
+            }};
 }
 
 } // namespace zrtmon::host

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/printer/settings.h"
 #include "host/printer/status_words.h"
 #include "host/printer/value_names.h"
@@ -125,37 +125,38 @@ ExitStatus Set(const CSettingsArguments& arguments, CHostEnvironment& environmen
     return ExitStatus::Done;
 }
 
-CLI::App* AddAction(CLI::App& line, const std::string& name, const std::string& help,
-                    const std::shared_ptr<CSettingsArguments>& arguments, SettingsAction action,
-                    RunCommand* chosen)
+CCommand ActionCommand(const char* name, const char* help, SettingsAction action,
+                       const std::shared_ptr<CSettingsArguments>& arguments,
+                       std::vector<COption> options = {})
 {
-    CLI::App* command = line.add_subcommand(name, help);
-    AddSessionOptions(*command, arguments->session);
-    command->callback([arguments, action, chosen] {
-        *chosen = [arguments, action](CHostEnvironment& environment, CConsole& console) {
-            return action(*arguments, environment, console);
-        };
-    });
-    return command;
+    return {.name = name,
+            .help = help,
+            .options = WithSessionOptions(std::move(options), arguments->session),
+            .run = [arguments, action](CHostEnvironment& environment, CConsole& console) {
+                return action(*arguments, environment, console);
+            }};
 }
 
 } // namespace
 
-void AddSettingsCommand(CLI::App& line, RunCommand* chosen)
+CCommand SettingsCommand()
 {
-    CLI::App* command = line.add_subcommand("settings", "Read and write the printer's settings");
-    command->require_subcommand(1);
     const auto arguments = std::make_shared<CSettingsArguments>();
-    AddAction(*command, "show", "Show all settings with their ranges", arguments, Show, chosen);
-    AddAction(*command, "save", "Keep all settings in a file", arguments, Save, chosen)
-        ->add_option("FILE", arguments->file, "Where the settings are written")
-        ->required();
-    AddAction(*command, "restore", "Write the settings of a file to the printer", arguments, Restore, chosen)
-        ->add_option("FILE", arguments->file, "A file made by save")
-        ->required();
-    AddAction(*command, "set", "Change single settings", arguments, Set, chosen)
-        ->add_option("NAME=VALUE", arguments->changes, "Settings and their new values")
-        ->required();
+    const auto file = [&](const char* help) {
+        return COption{.name = "FILE", .target = &arguments->file, .help = help, .required = true};
+    };
+    return {.name = "settings",
+            .help = "Read and write the printer's settings",
+            .parts = {ActionCommand("show", "Show all settings with their ranges", Show, arguments),
+                      ActionCommand("save", "Keep all settings in a file", Save, arguments,
+                                    {file("Where the settings are written")}),
+                      ActionCommand("restore", "Write the settings of a file to the printer", Restore,
+                                    arguments, {file("A file made by save")}),
+                      ActionCommand("set", "Change single settings", Set, arguments,
+                                    {{.name = "NAME=VALUE",
+                                      .target = &arguments->changes,
+                                      .help = "Settings and their new values",
+                                      .required = true}})}};
 }
 
 } // namespace zrtmon::host

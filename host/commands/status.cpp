@@ -1,10 +1,9 @@
 #include <memory>
 
-#include <nlohmann/json.hpp>
-
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/printer/status_words.h"
 #include "host/session/ask.h"
+#include "host/text/json.h"
 
 namespace zrtmon::host {
 namespace {
@@ -58,14 +57,12 @@ std::vector<CStatusLine> Lines(const CPublished& status)
 
 std::string JsonText(const CPublished& status)
 {
-    nlohmann::ordered_json object;
+    CJson::Object object;
     for (const CStatusLine& line : Lines(status)) {
-        object[line.name] = {{"value", nullptr}, {"meaning", line.words}};
-        if (line.value) {
-            object[line.name]["value"] = *line.value;
-        }
+        const CJson value = line.value ? CJson(*line.value) : CJson();
+        object.emplace_back(line.name, CJson::Object{{"value", value}, {"meaning", line.words}});
     }
-    return object.dump();
+    return JsonLine(object);
 }
 
 /// Shows the values that differ from the ones shown before; in JSON all of them.
@@ -118,18 +115,20 @@ ExitStatus Status(const CStatusArguments& arguments, CHostEnvironment& environme
 
 } // namespace
 
-void AddStatusCommand(CLI::App& line, RunCommand* chosen)
+CCommand StatusCommand()
 {
-    CLI::App* command = line.add_subcommand("status", "Show the printer's state and what it means");
     const auto arguments = std::make_shared<CStatusArguments>();
-    AddSessionOptions(*command, arguments->session);
-    command->add_flag("--watch", arguments->watch, "Look again every second, until interrupted");
-    command->add_flag("--json", arguments->json, "Answer with a line of JSON");
-    command->callback([arguments, chosen] {
-        *chosen = [arguments](CHostEnvironment& environment, CConsole& console) {
-            return Status(*arguments, environment, console);
-        };
-    });
+    return {.name = "status",
+            .help = "Show the printer's state and what it means",
+            .options = WithSessionOptions(
+                {{.name = "--watch",
+                  .target = &arguments->watch,
+                  .help = "Look again every second, until interrupted"},
+                 {.name = "--json", .target = &arguments->json, .help = "Answer with a line of JSON"}},
+                arguments->session),
+            .run = [arguments](CHostEnvironment& environment, CConsole& console) {
+                return Status(*arguments, environment, console);
+            }};
 }
 
 } // namespace zrtmon::host

@@ -78,8 +78,8 @@ std::string ChangeProblem(std::span<const CSetting> settings, const CSettingChan
     const auto setting = std::find_if(settings.begin(), settings.end(),
                                       [&](const CSetting& known) { return known.name == change.name; });
     if (setting == settings.end()) {
-        return Printable(change.name) + ": no such setting; the nearest is " +
-               std::string(NearestSetting(settings, change.name));
+        return Printable(change.name) + ": no such setting" +
+               DidYouMean(NearestSetting(settings, change.name));
     }
     if (change.value < setting->minimum || change.value > setting->maximum) {
         return change.name + '=' + std::to_string(change.value) + ": out of range, it takes " +

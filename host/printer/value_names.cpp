@@ -89,7 +89,9 @@ std::string RequestProblem(std::string_view requestText)
     const std::string name = Printable(NamePart(requestText));
     const CValueName* row = FindValueName(requestText);
     if (!row) {
-        return name + ": no such value name; the nearest is " + std::string(NearestValueName(name));
+        const std::string_view nearest = NearestValueName(name);
+        return name + ": no such value name" +
+               (nearest.empty() ? "; \"zrtctl names\" lists them" : DidYouMean(nearest));
     }
     if (row->kind == Unserved) {
         return name + ": this printer family has no answer to it; \"zrtctl names\" lists the ones it has";

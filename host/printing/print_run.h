@@ -19,9 +19,9 @@
 namespace zrtmon::host {
 
 struct CPrintOptions {
-    DWORD pieceBytes = 64 * 1024;      ///< offered at a time
+    uint32_t pieceBytes = 64 * 1024;   ///< offered at a time
     std::vector<std::string> askNames; ///< request texts that are asked while the job prints
-    DWORD giveUpSeconds = 0;           ///< of being held, then the job is deleted; 0: never
+    uint32_t giveUpSeconds = 0;        ///< of being held, then the job is deleted; 0: never
 };
 
 /// Prints one job: offers its data, piece by piece, until the monitor has taken it all, while a second

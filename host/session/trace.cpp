@@ -2,16 +2,13 @@
 
 #include <algorithm>
 
-#include <nlohmann/json.hpp>
-
 #include "host/exit_status.h"
 #include "host/text/file.h"
+#include "host/text/json.h"
 #include "host/text/text.h"
 
 namespace zrtmon::host {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr size_t kShownBytes = 64;
 constexpr unsigned kProcessNumber = 1;
@@ -69,7 +66,7 @@ void CTrace::OnLowerCall(const CLowerCall& call)
     const CSectionHold hold(m_lock);
     const CThreadRow& row = Row();
     CPasswordMask& mask = m_masks[call.port];
-    const Json details = Details(call, mask);
+    const CJson::Object details = Details(call, mask);
     mask.Pass(call.sent.substr(0, call.taken));
     if (m_isEventFormat) {
         WriteEvent(call, row, details);
@@ -87,66 +84,66 @@ const CTrace::CThreadRow& CTrace::Row()
         row.number = static_cast<unsigned>(m_rows.size());
         row.name = row.number == 1 ? "job" : "queries " + std::to_string(row.number - 1);
         if (m_isEventFormat) {
-            Write({{"name", "thread_name"},
-                   {"ph", "M"},
-                   {"pid", kProcessNumber},
-                   {"tid", row.number},
-                   {"args", {{"name", row.name}}}});
+            Write(CJson::Object{{"name", "thread_name"},
+                                {"ph", "M"},
+                                {"pid", kProcessNumber},
+                                {"tid", row.number},
+                                {"args", CJson::Object{{"name", row.name}}}});
         }
     }
     return row;
 }
 
-void CTrace::Write(const Json& record)
+void CTrace::Write(const CJson& record)
 {
     if (m_isEventFormat) {
         m_file << (m_isFirst ? "\n" : ",\n");
         m_isFirst = false;
     }
-    m_file << record.dump() << (m_isEventFormat ? "" : "\n") << std::flush;
+    m_file << JsonLine(record) << (m_isEventFormat ? "" : "\n") << std::flush;
 }
 
-Json CTrace::Details(const CLowerCall& call, const CPasswordMask& mask) const
+CJson::Object CTrace::Details(const CLowerCall& call, const CPasswordMask& mask) const
 {
-    Json details;
+    CJson::Object details;
     if (!call.sent.empty()) {
-        details["offered"] = call.sent.size();
-        details["taken"] = call.taken;
-        details["sent"] = ShownHex(call.sent, mask);
+        details.emplace_back("offered", call.sent.size());
+        details.emplace_back("taken", call.taken);
+        details.emplace_back("sent", ShownHex(call.sent, mask));
     }
     if (!call.received.empty()) {
-        details["received"] = call.received.size();
-        details["reply"] = ShownHex(call.received, {});
-        details["text"] = PrintableUtf8(call.received.substr(0, kShownBytes));
+        details.emplace_back("received", call.received.size());
+        details.emplace_back("reply", ShownHex(call.received, {}));
+        details.emplace_back("text", PrintableUtf8(call.received.substr(0, kShownBytes)));
     }
-    details["result"] = call.succeeded ? "done" : "error " + std::to_string(call.lastError);
+    details.emplace_back("result", call.succeeded ? "done" : "error " + std::to_string(call.lastError));
     return details;
 }
 
-void CTrace::WriteLine(const CLowerCall& call, const CThreadRow& row, const Json& details)
+void CTrace::WriteLine(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details)
 {
     const char* direction = !call.sent.empty() ? "to printer" : call.name == kReadName ? "from printer" : "";
-    Json record{{"ms", call.startTick - m_startTick},
-                {"for_ms", call.durationMs},
-                {"thread", row.name},
-                {"call", call.name},
-                {"direction", direction},
-                {"meaning", Meaning(call)}};
-    record.update(details);
+    CJson::Object record{{"ms", call.startTick - m_startTick},
+                         {"for_ms", call.durationMs},
+                         {"thread", row.name},
+                         {"call", call.name},
+                         {"direction", direction},
+                         {"meaning", Meaning(call)}};
+    record.insert(record.end(), details.begin(), details.end());
     Write(record);
 }
 
-void CTrace::WriteEvent(const CLowerCall& call, const CThreadRow& row, const Json& details)
+void CTrace::WriteEvent(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details)
 {
     const std::string meaning = Meaning(call);
-    Write({{"name", meaning.empty() ? call.name : meaning},
-           {"cat", call.name},
-           {"ph", "X"},
-           {"ts", uint64_t{call.startTick - m_startTick} * kMicrosecondsPerMs},
-           {"dur", uint64_t{call.durationMs} * kMicrosecondsPerMs},
-           {"pid", kProcessNumber},
-           {"tid", row.number},
-           {"args", details}});
+    Write(CJson::Object{{"name", meaning.empty() ? call.name : meaning},
+                        {"cat", call.name},
+                        {"ph", "X"},
+                        {"ts", uint64_t{call.startTick - m_startTick} * kMicrosecondsPerMs},
+                        {"dur", uint64_t{call.durationMs} * kMicrosecondsPerMs},
+                        {"pid", kProcessNumber},
+                        {"tid", row.number},
+                        {"args", details}});
 }
 
 } // namespace zrtmon::host

@@ -6,10 +6,9 @@
 #include <map>
 #include <string>
 
-#include <nlohmann/json_fwd.hpp>
-
 #include "host/session/lower_tap.h"
 #include "host/session/wire_words.h"
+#include "host/text/json.h"
 #include "platform/sync.h"
 
 namespace zrtmon::host {
@@ -33,10 +32,10 @@ private:
     };
 
     const CThreadRow& Row();
-    void Write(const nlohmann::ordered_json& record);
-    nlohmann::ordered_json Details(const CLowerCall& call, const CPasswordMask& mask) const;
-    void WriteLine(const CLowerCall& call, const CThreadRow& row, const nlohmann::ordered_json& details);
-    void WriteEvent(const CLowerCall& call, const CThreadRow& row, const nlohmann::ordered_json& details);
+    void Write(const CJson& record);
+    CJson::Object Details(const CLowerCall& call, const CPasswordMask& mask) const;
+    void WriteLine(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details);
+    void WriteEvent(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details);
 
     bool m_isEventFormat;
     DWORD m_startTick;

@@ -35,16 +35,22 @@ size_t Distance(const std::string& from, const std::string& to)
 std::string_view Nearest(std::string_view wanted, const std::vector<std::string_view>& known)
 {
     const std::string from = LowerCase(wanted);
-    std::string_view nearest = known.front();
+    std::string_view nearest;
     size_t least = std::string_view::npos;
-    for (const std::string_view word : known) {
-        const size_t distance = Distance(from, LowerCase(word));
-        if (distance < least) {
+    for (const std::string_view name : known) {
+        const size_t limit = std::max<size_t>(1, std::max(from.size(), name.size()) / 3);
+        const size_t distance = Distance(from, LowerCase(name));
+        if (distance <= limit && distance < least) {
             least = distance;
-            nearest = word;
+            nearest = name;
         }
     }
     return nearest;
+}
+
+std::string DidYouMean(std::string_view nearest)
+{
+    return nearest.empty() ? "" : "; did you mean " + std::string(nearest) + '?';
 }
 
 } // namespace zrtmon::host

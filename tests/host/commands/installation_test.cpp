@@ -3,8 +3,8 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
+#include "tests/host/support/flat_json.h"
 #include "tests/host/support/host_bench.h"
 
 namespace zrtmon::test {
@@ -56,9 +56,9 @@ TEST(Installation, RegistersAndTakesAway)
               done.out);
     const CommandResult doctor = bench.Run("doctor --json Cards");
     EXPECT_EQ(0, doctor.status);
-    const auto rows = nlohmann::json::parse(doctor.out);
-    EXPECT_EQ("zrtmon.dll for Windows x64", rows.at(2).at("value"));
-    EXPECT_EQ("Cards", rows.at(3).at("value"));
+    auto rows = FlatJson(doctor.out);
+    EXPECT_EQ("zrtmon.dll for Windows x64", rows["/2/value"]);
+    EXPECT_EQ("Cards", rows["/3/value"]);
     EXPECT_EQ(0, bench.Run("uninstall").status);
     EXPECT_TRUE(bench.system.monitors.empty());
     EXPECT_EQ(66, bench.Run("uninstall").status);

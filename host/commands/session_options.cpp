@@ -1,0 +1,35 @@
+#include <iterator>
+
+#include "host/commands/commands.h"
+
+namespace zrtmon::host {
+
+std::vector<COption> WithSessionOptions(std::vector<COption> options, CSessionOptions& session)
+{
+    const COption shared[] = {
+        {.name = "--port", .target = &session.port, .help = "sim:, sim:OPTIONS or file:PATH", .form = "PORT"},
+        {.name = "--printer",
+         .target = &session.printer,
+         .help = "Name of the printer in the spooler",
+         .form = "NAME"},
+        {.name = "--library",
+         .target = &session.library,
+         .help = "The monitor's library; else the one installed with this program",
+         .form = "PATH"},
+        {.name = "--trace",
+         .target = &session.trace,
+         .help = "Write every call at the port to this file; named *.json, it opens in a trace viewer",
+         .form = "PATH"},
+    };
+    options.insert(options.end(), std::begin(shared), std::end(shared));
+    return options;
+}
+
+void StopWhenInterrupted(const CHostEnvironment& environment)
+{
+    if (environment.wasInterrupted()) {
+        throw CHostError(ExitStatus::Interrupted, "interrupted");
+    }
+}
+
+} // namespace zrtmon::host
