@@ -16,7 +16,10 @@ namespace {
 
 bool IsNamed(const COption& option) { return option.name.starts_with("--"); }
 
-bool IsList(const COption& option) { return std::holds_alternative<std::vector<std::string>*>(option.target); }
+bool IsList(const COption& option)
+{
+    return std::holds_alternative<std::vector<std::string>*>(option.target);
+}
 
 bool IsFlag(const COption& option) { return std::holds_alternative<bool*>(option.target); }
 
@@ -75,7 +78,8 @@ private:
 void AddOption(CLI::App& app, const COption& option)
 {
     if (IsFlag(option)) {
-        app.add_flag_callback(option.name, [] {}, option.help);
+        app.add_flag_callback(
+            option.name, [] {}, option.help);
         return;
     }
     CLI::Option* added = app.add_option(option.name, CLI::callback_t(), OptionHelp(option));
@@ -124,10 +128,9 @@ struct CStore {
         const auto end = std::from_chars(text.data(), text.data() + text.size(), number);
         const bool isWhole = end.ec == std::errc() && end.ptr == text.data() + text.size();
         if (!isWhole || number < option.least || number > option.most) {
-            throw CHostError(ExitStatus::Usage, option.name + ": \"" + Printable(text) +
-                                                    "\" is not a whole number from " +
-                                                    std::to_string(option.least) + " to " +
-                                                    std::to_string(option.most));
+            throw CHostError(ExitStatus::Usage,
+                             option.name + ": \"" + Printable(text) + "\" is not a whole number from " +
+                                 std::to_string(option.least) + " to " + std::to_string(option.most));
         }
         return number;
     }
@@ -178,10 +181,12 @@ private:
         }
         const std::string_view nearest = Nearest(name, known);
         if (command.hidesExtraArguments && nearest.empty()) {
-            Refuse("unexpected argument (not shown); type the password at the prompt or pipe it to standard input");
+            Refuse("unexpected argument (not shown); type the password at the prompt or pipe it to standard "
+                   "input");
         }
-        const char* const kind = isOption ? ": no such option" : command.parts.empty() ? ": unexpected argument"
-                                                                                       : ": no such command";
+        const char* const kind = isOption                ? ": no such option"
+                                 : command.parts.empty() ? ": unexpected argument"
+                                                         : ": no such command";
         if (!nearest.empty()) {
             throw CHostError(ExitStatus::Usage, Printable(name) + kind + DidYouMean(nearest));
         }
@@ -247,7 +252,8 @@ CParsedLine ParseCommandLine(const CCommand& program, const std::string& version
     } catch (const CLI::Success&) {
         return {nullptr, app.help()};
     } catch (const CLI::ParseError& error) {
-        throw CHostError(ExitStatus::Usage, Printable(Complaint(error)) + "; see " + program.name + " --help");
+        throw CHostError(ExitStatus::Usage,
+                         Printable(Complaint(error)) + "; see " + program.name + " --help");
     }
     return {&CLineReader().Read(app, program)};
 }

@@ -36,10 +36,10 @@ struct CCommand {
     std::string name;
     std::string help;
     std::vector<COption> options = {};
-    RunCommand run = {};               ///< empty for a command that has parts
-    std::vector<CCommand> parts = {};  ///< one of them must follow: "show" after "settings"
-    bool hidesExtraArguments = false;  ///< an argument that it does not take may be a password
-    std::string footer = {};           ///< last lines of the help
+    RunCommand run = {};              ///< empty for a command that has parts
+    std::vector<CCommand> parts = {}; ///< one of them must follow: "show" after "settings"
+    bool hidesExtraArguments = false; ///< an argument that it does not take may be a password
+    std::string footer = {};          ///< last lines of the help
 };
 
 /// What a command line asks for.
@@ -48,9 +48,9 @@ struct CParsedLine {
     std::string text = {};             ///< help or version
 };
 
-/// Parses the arguments of the program, which is the root of the tree, and stores the values of the command that
-/// was given. argv[0] is ignored. Throws CHostError (Usage) with the argument that is wrong, why, and what would
-/// do.
+/// Parses the arguments of the program, which is the root of the tree, and stores the values of the command
+/// that was given. argv[0] is ignored. Throws CHostError (Usage) with the argument that is wrong, why, and
+/// what would do.
 CParsedLine ParseCommandLine(const CCommand& program, const std::string& version, int argc,
                              const char* const* argv);
 

@@ -4,7 +4,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/installation.h"
 #include "host/printer/status_words.h"
-#include "host/session/ask.h"
+#include "host/session/query.h"
 #include "host/text/file.h"
 #include "host/text/json.h"
 #include "host/text/text.h"
@@ -44,8 +44,8 @@ CFinding DeviceId(const CSpoolerSession& session)
 {
     std::string answer(kLongestDeviceId, '\0');
     DWORD count = 0;
-    if (!session.Table().pfnGetPrinterDataFromPort(session.Port(), IOCTL_PAR_QUERY_DEVICE_ID, nullptr, nullptr,
-                                                   0, reinterpret_cast<LPWSTR>(answer.data()),
+    if (!session.Table().pfnGetPrinterDataFromPort(session.Port(), IOCTL_PAR_QUERY_DEVICE_ID, nullptr,
+                                                   nullptr, 0, reinterpret_cast<LPWSTR>(answer.data()),
                                                    kLongestDeviceId, &count)) {
         return {"device ID", "none (error " + std::to_string(GetLastError()) + ')',
                 "check that the printer is on and its cable sound"};
@@ -55,7 +55,7 @@ CFinding DeviceId(const CSpoolerSession& session)
 
 CFinding LastStatus(const CSpoolerSession& session)
 {
-    const CNumber category = AskNumber(session.Table(), session.Port(), "PrinterError");
+    const CQueriedNumber category = QueryNumber(session.Table(), session.Port(), "PrinterError");
     if (!category.value) {
         return {"status", QueryErrorWords(category.error),
                 "check that the printer is on and its cable sound"};
@@ -65,8 +65,8 @@ CFinding LastStatus(const CSpoolerSession& session)
 }
 
 /// The library and the printer behind the port, as the command line's own spooler sees them.
-void LookAtPort(const CDoctorArguments& arguments, CHostEnvironment& environment,
-                std::vector<CFinding>* findings)
+void ExaminePort(const CDoctorArguments& arguments, CHostEnvironment& environment,
+                 std::vector<CFinding>* findings)
 {
     const std::string topic = "port " + arguments.session.port;
     try {
@@ -118,7 +118,7 @@ ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environm
     }
     findings.insert(findings.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
     if (arguments.looksAtPort) {
-        LookAtPort(arguments, environment, &findings);
+        ExaminePort(arguments, environment, &findings);
     }
     console.Answer(arguments.json ? Json(findings) : Table(findings));
     const bool isWell = std::all_of(findings.begin(), findings.end(),

@@ -3,7 +3,7 @@
 #include "host/commands/commands.h"
 #include "host/printer/status_words.h"
 #include "host/printer/value_names.h"
-#include "host/session/ask.h"
+#include "host/session/query.h"
 #include "host/text/json.h"
 #include "host/text/text.h"
 
@@ -66,7 +66,7 @@ ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CC
     ExitStatus status = ExitStatus::Done;
     for (const std::string& name : arguments.names) {
         StopWhenInterrupted(environment);
-        const CAnswer answer = Ask(session.Table(), session.Port(), name);
+        const CQueryResult answer = Query(session.Table(), session.Port(), name);
         if (answer.answered) {
             sheet.Add(name, answer.text);
             continue;

@@ -3,7 +3,7 @@
 
 #include "host/commands/commands.h"
 #include "host/passwords/password_reader.h"
-#include "host/session/ask.h"
+#include "host/session/query.h"
 
 namespace zrtmon::host {
 namespace {
@@ -31,7 +31,7 @@ public:
 
     CSecurityState State()
     {
-        const std::string answer = AskOrThrow(m_session.Table(), m_session.Port(), "SecurityInfo");
+        const std::string answer = QueryOrThrow(m_session.Table(), m_session.Port(), "SecurityInfo");
         return {IsSet(answer, "Password"), IsSet(answer, "Validation")};
     }
 

@@ -5,7 +5,7 @@
 #include "host/printer/settings.h"
 #include "host/printer/status_words.h"
 #include "host/printer/value_names.h"
-#include "host/session/ask.h"
+#include "host/session/query.h"
 #include "host/text/file.h"
 #include "host/text/text.h"
 #include "platform/win32.h"
@@ -24,7 +24,7 @@ using SettingsAction = ExitStatus (*)(const CSettingsArguments& arguments, CHost
 
 std::vector<CSetting> ReadSettings(CSpoolerSession& session)
 {
-    return ParseSettings(AskOrThrow(session.Table(), session.Port(), "CurrentSettings"));
+    return ParseSettings(QueryOrThrow(session.Table(), session.Port(), "CurrentSettings"));
 }
 
 std::string SettingLine(const CSetting& setting, size_t nameWidth)
@@ -71,7 +71,7 @@ void WriteSettings(CSpoolerSession& session, const CSettingsArguments& arguments
         throw CHostError(ExitStatus::NoDevice,
                          "the spooler does not keep the settings: " + PortErrorWords(error));
     }
-    AskOrThrow(session.Table(), session.Port(), "InitializeSettings/" + arguments.session.printer);
+    QueryOrThrow(session.Table(), session.Port(), "InitializeSettings/" + arguments.session.printer);
 }
 
 /// Reads the settings back and looks whether the printer holds the changes.

@@ -2,7 +2,7 @@
 
 #include "host/commands/commands.h"
 #include "host/printer/status_words.h"
-#include "host/session/ask.h"
+#include "host/session/query.h"
 #include "host/text/json.h"
 
 namespace zrtmon::host {
@@ -18,9 +18,9 @@ struct CStatusArguments {
 
 /// The printer's state as its port publishes it. An empty document makes the monitor look at the printer; as
 /// the end of a document always leaves "PrinterError" at 1, that one is asked by its name.
-CPublished ReadStatus(CSpoolerSession& session)
+CPublishedValues ReadStatus(CSpoolerSession& session)
 {
-    const CNumber category = AskNumber(session.Table(), session.Port(), "PrinterError");
+    const CQueriedNumber category = QueryNumber(session.Table(), session.Port(), "PrinterError");
     if (!category.value) {
         throw CHostError(QueryStatus(category.error), "PrinterError: " + QueryErrorWords(category.error));
     }
@@ -28,7 +28,7 @@ CPublished ReadStatus(CSpoolerSession& session)
     if (!document.End()) {
         throw CHostError(ExitStatus::NoDevice, "the port does not end the document");
     }
-    CPublished status = session.Published();
+    CPublishedValues status = session.PublishedValues();
     status.printerError = category.value;
     return status;
 }
@@ -44,7 +44,7 @@ std::string WordsFor(const std::optional<int>& value, std::string (*words)(int))
     return value ? words(*value) : "not published";
 }
 
-std::vector<CStatusLine> Lines(const CPublished& status)
+std::vector<CStatusLine> Lines(const CPublishedValues& status)
 {
     const auto cards = [](int count) {
         return std::to_string(count) + " cards printed in the printer's life";
@@ -55,7 +55,7 @@ std::vector<CStatusLine> Lines(const CPublished& status)
             {"CardCount", status.cardCount, WordsFor(status.cardCount, cards)}};
 }
 
-std::string JsonText(const CPublished& status)
+std::string JsonText(const CPublishedValues& status)
 {
     CJson::Object object;
     for (const CStatusLine& line : Lines(status)) {
@@ -66,7 +66,7 @@ std::string JsonText(const CPublished& status)
 }
 
 /// Shows the values that differ from the ones shown before; in JSON all of them.
-void Show(const CPublished& status, const CPublished* before, bool json, CConsole& console)
+void Show(const CPublishedValues& status, const CPublishedValues* before, bool json, CConsole& console)
 {
     if (json) {
         console.Answer(JsonText(status));
@@ -83,7 +83,7 @@ void Show(const CPublished& status, const CPublished* before, bool json, CConsol
 }
 
 /// Waits for a second; false when the user has interrupted it.
-bool WaitForNextLook(const CHostEnvironment& environment)
+bool WaitForNextPoll(const CHostEnvironment& environment)
 {
     constexpr DWORD kStepMs = 50;
     for (DWORD waited = 0; waited < kWatchMs; waited += kStepMs) {
@@ -98,13 +98,13 @@ bool WaitForNextLook(const CHostEnvironment& environment)
 ExitStatus Status(const CStatusArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
     CSpoolerSession session(arguments.session, environment);
-    CPublished last = ReadStatus(session);
+    CPublishedValues last = ReadStatus(session);
     Show(last, nullptr, arguments.json, console);
     if (!arguments.watch) {
         return last.printerError == kNoErrorCategory ? ExitStatus::Done : ExitStatus::PrinterError;
     }
-    while (WaitForNextLook(environment)) {
-        const CPublished now = ReadStatus(session);
+    while (WaitForNextPoll(environment)) {
+        const CPublishedValues now = ReadStatus(session);
         if (now != last) {
             Show(now, &last, arguments.json, console);
             last = now;

@@ -9,7 +9,7 @@ namespace {
 constexpr unsigned kMostEntries = 3;
 // The monitor removes a password that it has presented and publishes that none is wanted right after. In
 // between the printer seems to want another.
-constexpr unsigned kSettledLooks = 3;
+constexpr unsigned kSettledPolls = 3;
 
 wchar_t* ValueName()
 {
@@ -33,12 +33,12 @@ CPasswordSupply::~CPasswordSupply()
     }
 }
 
-bool CPasswordSupply::Look(const CPublished& published, const std::function<bool()>& stop)
+bool CPasswordSupply::Poll(const CPublishedValues& published, const std::function<bool()>& stop)
 {
     if (m_isRefused || !IsWanted(published)) {
         return true;
     }
-    TellRefusal();
+    ReportRefusal();
     if (m_isRefused) {
         return true;
     }
@@ -55,15 +55,15 @@ bool CPasswordSupply::Look(const CPublished& published, const std::function<bool
     return entry.end != PasswordEnd::EndOfInput;
 }
 
-bool CPasswordSupply::IsWanted(const CPublished& published)
+bool CPasswordSupply::IsWanted(const CPublishedValues& published)
 {
     const bool isWanted =
         published.printerError == kPasswordCategory && !(m_isGiven && IsStored(m_session.Printer()));
-    m_looks = isWanted ? m_looks + 1 : 0;
-    return m_looks >= kSettledLooks;
+    m_polls = isWanted ? m_polls + 1 : 0;
+    return m_polls >= kSettledPolls;
 }
 
-void CPasswordSupply::TellRefusal()
+void CPasswordSupply::ReportRefusal()
 {
     if (m_isGiven) {
         m_console.Message("the printer does not accept the password", Tone::Warning);

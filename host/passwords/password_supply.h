@@ -24,17 +24,17 @@ public:
     /// To be called every few dozen milliseconds. Once the printer wants a password, reads one, unless stop
     /// answers true meanwhile, and leaves it where the monitor looks for it. After some that were not
     /// accepted it asks for no more. False when one is wanted and the input has ended.
-    bool Look(const CPublished& published, const std::function<bool()>& stop);
+    bool Poll(const CPublishedValues& published, const std::function<bool()>& stop);
 
 private:
-    bool IsWanted(const CPublished& published);
-    void TellRefusal();
+    bool IsWanted(const CPublishedValues& published);
+    void ReportRefusal();
     void Store(CSecret& password);
 
     CSpoolerSession& m_session;
     CPasswordReader& m_reader;
     CConsole& m_console;
-    unsigned m_looks = 0;     ///< in a row that have found one wanted
+    unsigned m_polls = 0;     ///< in a row that have found one wanted
     unsigned m_entries = 0;   ///< passwords read
     bool m_isGiven = false;   ///< the monitor was given one
     bool m_isRefused = false; ///< too many were wrong

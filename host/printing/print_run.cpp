@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "host/printer/status_words.h"
-#include "host/printing/ask_loop.h"
-#include "host/session/ask.h"
+#include "host/printing/query_poller.h"
+#include "host/session/query.h"
 #include "host/text/text.h"
 
 namespace zrtmon::host {
@@ -31,12 +31,12 @@ private:
 };
 
 /// Sets the event at the end of a scope, so that no thread goes on waiting for it.
-class CSetAtEnd {
+class CEventSetter {
 public:
-    explicit CSetAtEnd(HANDLE event) : m_event(event) {}
-    ~CSetAtEnd() { SetEvent(m_event); }
-    CSetAtEnd(const CSetAtEnd&) = delete;
-    CSetAtEnd& operator=(const CSetAtEnd&) = delete;
+    explicit CEventSetter(HANDLE event) : m_event(event) {}
+    ~CEventSetter() { SetEvent(m_event); }
+    CEventSetter(const CEventSetter&) = delete;
+    CEventSetter& operator=(const CEventSetter&) = delete;
 
 private:
     HANDLE m_event;
@@ -59,34 +59,34 @@ CPrintRun::CPrintRun(CSpoolerSession& session, const CPrintOptions& options, CHo
 ExitStatus CPrintRun::Run(std::string& bytes, const std::string& documentName)
 {
     m_totalBytes = bytes.size();
-    CProgress progress(m_console, AskDevice("CardCount").value);
+    CProgress progress(m_console, QueryDevice("CardCount").value);
     const bool ended = Print(bytes, documentName, progress);
     m_console.ClearProgress();
-    const CNumber category = AskDevice("PrinterError");
-    TellEnd(progress);
-    TellValues(category.value);
+    const CQueriedNumber category = QueryDevice("PrinterError");
+    ReportEnd(progress);
+    ReportValues(category.value);
     return Conclude(ended, category);
 }
 
-CNumber CPrintRun::AskDevice(const std::string& name)
+CQueriedNumber CPrintRun::QueryDevice(const std::string& name)
 {
     if (!m_session.HasDevice()) {
         return {};
     }
-    return AskNumber(m_session.Table(), m_session.Port(), name);
+    return QueryNumber(m_session.Table(), m_session.Port(), name);
 }
 
 bool CPrintRun::Print(std::string& bytes, const std::string& documentName, CProgress& progress)
 {
     m_startTick = GetTickCount();
     CDocument document(m_session, WideFromUtf8(documentName));
-    CAskLoop askLoop(m_session, m_console, m_options.askNames, m_startTick);
+    CQueryPoller queryPoller(m_session, m_console, m_options.askNames, m_startTick);
     const auto watcher = m_environment.startThread([&] { Watch(document, progress); });
     std::unique_ptr<IRunningThread> asker;
     // Behind the threads: it lets them go before they are waited for.
-    const CSetAtEnd setAtEnd(m_done.Get());
+    const CEventSetter eventSetter(m_done.Get());
     if (!m_options.askNames.empty() && m_session.HasDevice()) {
-        asker = m_environment.startThread([&] { askLoop.Run(m_done.Get()); });
+        asker = m_environment.startThread([&] { queryPoller.Run(m_done.Get()); });
     }
     Offer(bytes);
     m_finishing = true;
@@ -115,39 +115,39 @@ void CPrintRun::Offer(std::string& bytes)
 
 void CPrintRun::Watch(CDocument& document, CProgress& progress)
 {
-    CHoldWatch hold(m_startTick);
+    CStallDetector detector(m_startTick);
     CPasswordReader reader(m_environment, m_console);
     CPasswordSupply supply(m_session, reader, m_console);
     do {
-        const CPrintView view = Look(document, hold);
-        progress.Show(view, hold);
-        SupplyPassword(document, hold, view, supply);
+        const CPrintView view = Poll(document, detector);
+        progress.Show(view, detector);
+        SupplyPassword(document, detector, view, supply);
     } while (WaitForSingleObject(m_done.Get(), kWatchMs) == WAIT_TIMEOUT);
 }
 
 /// Notes how the job stands now, and stops it when there is a reason.
-CPrintView CPrintRun::Look(CDocument& document, CHoldWatch& hold)
+CPrintView CPrintRun::Poll(CDocument& document, CStallDetector& detector)
 {
     const DWORD now = GetTickCount();
     CPrintView view = View();
-    hold.Update(now, view);
+    detector.Update(now, view);
     if (m_environment.wasInterrupted()) {
         DeleteJob(document, Stop::Interrupted, "interrupted: the job is deleted");
-    } else if (m_options.giveUpSeconds > 0 && hold.HeldMs(now) >= m_options.giveUpSeconds * 1000) {
+    } else if (m_options.giveUpSeconds > 0 && detector.HeldMs(now) >= m_options.giveUpSeconds * 1000) {
         DeleteJob(document, Stop::GaveUp, "held for too long: the job is deleted");
     }
     return view;
 }
 
 /// Reads a password when the printer wants one; the job is looked after meanwhile.
-void CPrintRun::SupplyPassword(CDocument& document, CHoldWatch& hold, const CPrintView& view,
+void CPrintRun::SupplyPassword(CDocument& document, CStallDetector& detector, const CPrintView& view,
                                CPasswordSupply& supply)
 {
     const auto isNoLongerWanted = [&] {
-        const bool isWanted = Look(document, hold).values.printerError == kPasswordCategory;
+        const bool isWanted = Poll(document, detector).values.printerError == kPasswordCategory;
         return !isWanted || m_stop != Stop::No || WaitForSingleObject(m_done.Get(), 0) == WAIT_OBJECT_0;
     };
-    if (m_stop == Stop::No && !supply.Look(view.values, isNoLongerWanted)) {
+    if (m_stop == Stop::No && !supply.Poll(view.values, isNoLongerWanted)) {
         DeleteJob(document, Stop::NoPassword, "standard input has ended: the job is deleted");
     }
 }
@@ -166,13 +166,13 @@ void CPrintRun::DeleteJob(CDocument& document, Stop reason, const char* message)
 
 CPrintView CPrintRun::View() const
 {
-    return {m_takenBytes, m_totalBytes, m_finishing, m_session.Published()};
+    return {m_takenBytes, m_totalBytes, m_finishing, m_session.PublishedValues()};
 }
 
-void CPrintRun::TellEnd(const CProgress& progress)
+void CPrintRun::ReportEnd(const CProgress& progress)
 {
     const bool isWhole = m_stop == Stop::No && m_takenBytes == m_totalBytes;
-    const std::optional<int> cards = progress.CardsPrinted(m_session.Published());
+    const std::optional<int> cards = progress.CardsPrinted(m_session.PublishedValues());
     std::string line = isWhole ? "printed: " : "not printed to its end: ";
     line += cards ? CardCountText(*cards) + ", " : "";
     line += ByteCount(m_takenBytes) + (isWhole ? "" : " of " + ByteCount(m_totalBytes));
@@ -180,19 +180,19 @@ void CPrintRun::TellEnd(const CProgress& progress)
     m_console.Message(line, isWhole ? Tone::Good : Tone::Warning);
 }
 
-void CPrintRun::TellValues(const std::optional<int>& category)
+void CPrintRun::ReportValues(const std::optional<int>& category)
 {
     if (!m_session.HasDevice()) {
         return;
     }
-    const CPublished values = m_session.Published();
+    const CPublishedValues values = m_session.PublishedValues();
     m_console.Answer("PrinterStatus=" + ValueText(values.printerStatus));
     m_console.Answer("PrinterError=" + ValueText(category));
     m_console.Answer("DeviceError=" + ValueText(values.deviceError));
     m_console.Answer("CardCount=" + ValueText(values.cardCount));
 }
 
-ExitStatus CPrintRun::Conclude(bool ended, const CNumber& category)
+ExitStatus CPrintRun::Conclude(bool ended, const CQueriedNumber& category)
 {
     switch (m_stop) {
     case Stop::Interrupted:
@@ -213,7 +213,7 @@ ExitStatus CPrintRun::Conclude(bool ended, const CNumber& category)
     }
     const int categoryNumber = category.value.value_or(kNoErrorCategory);
     if (categoryNumber != kNoErrorCategory) {
-        const int code = m_session.Published().deviceError.value_or(0);
+        const int code = m_session.PublishedValues().deviceError.value_or(0);
         throw CHostError(ExitStatus::PrinterError,
                          "the printer reports: " + ErrorReason(categoryNumber, code));
     }

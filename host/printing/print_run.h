@@ -11,7 +11,7 @@
 #include "host/exit_status.h"
 #include "host/passwords/password_supply.h"
 #include "host/printing/progress.h"
-#include "host/session/ask.h"
+#include "host/session/query.h"
 #include "host/session/spooler_session.h"
 #include "host/terminal/console.h"
 #include "platform/sync.h"
@@ -39,18 +39,18 @@ public:
 private:
     enum class Stop { No, Interrupted, GaveUp, NoPassword };
 
-    CNumber AskDevice(const std::string& name);
+    CQueriedNumber QueryDevice(const std::string& name);
     bool Print(std::string& bytes, const std::string& documentName, CProgress& progress);
     void Offer(std::string& bytes);
     void Watch(CDocument& document, CProgress& progress);
-    CPrintView Look(CDocument& document, CHoldWatch& hold);
-    void SupplyPassword(CDocument& document, CHoldWatch& hold, const CPrintView& view,
+    CPrintView Poll(CDocument& document, CStallDetector& detector);
+    void SupplyPassword(CDocument& document, CStallDetector& detector, const CPrintView& view,
                         CPasswordSupply& supply);
     void DeleteJob(CDocument& document, Stop reason, const char* message);
     CPrintView View() const;
-    void TellEnd(const CProgress& progress);
-    void TellValues(const std::optional<int>& category);
-    ExitStatus Conclude(bool ended, const CNumber& category);
+    void ReportEnd(const CProgress& progress);
+    void ReportValues(const std::optional<int>& category);
+    ExitStatus Conclude(bool ended, const CQueriedNumber& category);
 
     CSpoolerSession& m_session;
     const CPrintOptions& m_options;

@@ -8,17 +8,17 @@ namespace zrtmon::host {
 
 std::string CardCountText(int cards) { return std::to_string(cards) + (cards == 1 ? " card" : " cards"); }
 
-void CProgress::Show(const CPrintView& view, const CHoldWatch& hold)
+void CProgress::Show(const CPrintView& view, const CStallDetector& detector)
 {
-    TellHold(hold);
+    ReportStall(detector);
     if (m_console.RewritesLine()) {
-        m_console.Progress(Line(view, hold));
+        m_console.Progress(Line(view, detector));
     } else {
-        TellCards(view);
+        ReportCards(view);
     }
 }
 
-std::optional<int> CProgress::CardsPrinted(const CPublished& values) const
+std::optional<int> CProgress::CardsPrinted(const CPublishedValues& values) const
 {
     if (!m_baseCount || !values.cardCount) {
         return std::nullopt;
@@ -26,37 +26,37 @@ std::optional<int> CProgress::CardsPrinted(const CPublished& values) const
     return std::max(0, *values.cardCount - *m_baseCount);
 }
 
-void CProgress::TellHold(const CHoldWatch& hold)
+void CProgress::ReportStall(const CStallDetector& detector)
 {
-    if (hold.Reason() == m_toldReason) {
+    if (detector.Reason() == m_reportedReason) {
         return;
     }
-    const bool isNews = hold.IsPublished() || !m_toldPause;
-    if (!hold.Reason().empty() && isNews) {
-        m_console.Message("held back: " + hold.Reason(), Tone::Warning);
-    } else if (m_toldError && !hold.IsPrinterError()) {
+    const bool isNews = detector.IsPublished() || !m_reportedPause;
+    if (!detector.Reason().empty() && isNews) {
+        m_console.Message("held back: " + detector.Reason(), Tone::Warning);
+    } else if (m_reportedError && !detector.IsPrinterError()) {
         m_console.Message("going on: the error has cleared", Tone::Good);
     }
-    m_toldReason = hold.Reason();
-    m_toldError = hold.IsPrinterError();
-    m_toldPause = m_toldPause || (!m_toldReason.empty() && !hold.IsPublished());
+    m_reportedReason = detector.Reason();
+    m_reportedError = detector.IsPrinterError();
+    m_reportedPause = m_reportedPause || (!m_reportedReason.empty() && !detector.IsPublished());
 }
 
-void CProgress::TellCards(const CPrintView& view)
+void CProgress::ReportCards(const CPrintView& view)
 {
     const int cards = CardsPrinted(view.values).value_or(0);
-    if (cards > m_toldCards) {
-        m_toldCards = cards;
+    if (cards > m_reportedCards) {
+        m_reportedCards = cards;
         m_console.Message(CardCountText(cards) + " printed, " + ByteCount(view.takenBytes) + " of " +
                           ByteCount(view.totalBytes) + " taken");
     }
-    if (view.finishing && view.takenBytes == view.totalBytes && !m_toldFinishing) {
-        m_toldFinishing = true;
+    if (view.finishing && view.takenBytes == view.totalBytes && !m_reportedFinishing) {
+        m_reportedFinishing = true;
         m_console.Message("all data taken, the printer finishes");
     }
 }
 
-std::string CProgress::Line(const CPrintView& view, const CHoldWatch& hold) const
+std::string CProgress::Line(const CPrintView& view, const CStallDetector& detector) const
 {
     const uint64_t percent = view.totalBytes ? view.takenBytes * 100 / view.totalBytes : 100;
     std::string line =
@@ -64,8 +64,8 @@ std::string CProgress::Line(const CPrintView& view, const CHoldWatch& hold) cons
     if (const std::optional<int> cards = CardsPrinted(view.values)) {
         line += "  " + CardCountText(*cards);
     }
-    if (!hold.Reason().empty()) {
-        return line + "  held back: " + hold.Reason();
+    if (!detector.Reason().empty()) {
+        return line + "  held back: " + detector.Reason();
     }
     return line + (view.finishing ? "  the printer finishes" : "  printing");
 }

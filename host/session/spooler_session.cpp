@@ -79,12 +79,12 @@ CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvi
     : m_printerName(CheckedPrinterName(options.printer)),
       m_hasDevice(CheckedPort(options.port).kind == sim::PortName::Kind::Printer),
       m_library(PathFromUtf8(options.library), environment), m_trace(MakeTrace(options.trace)),
-      m_tap(m_portMonitor.Handle(), *sim::CPortMonitor::Table(), m_trace.get()),
+      m_proxy(m_portMonitor.Handle(), *sim::CPortMonitor::Table(), m_trace.get()),
       m_printer(MakePrinter(m_printerName))
 {
     std::wstring portName = WideFromUtf8(options.port);
-    const BOOL opened = Table().pfnOpenPortEx(m_library.Monitor(), m_tap.Monitor(), portName.data(),
-                                              m_printerName.data(), &m_port, m_tap.Table());
+    const BOOL opened = Table().pfnOpenPortEx(m_library.Monitor(), m_proxy.Monitor(), portName.data(),
+                                              m_printerName.data(), &m_port, m_proxy.Table());
     if (!opened) {
         const DWORD error = GetLastError();
         throw CHostError(PortStatus(error),
@@ -98,7 +98,7 @@ CSpoolerSession::~CSpoolerSession()
     spooler::RemovePrinter(m_printerName);
 }
 
-CPublished CSpoolerSession::Published() const
+CPublishedValues CSpoolerSession::PublishedValues() const
 {
     return {ReadNumber(Printer(), L"PrinterStatus"), ReadNumber(Printer(), L"PrinterError"),
             ReadNumber(Printer(), L"DeviceError"), ReadNumber(Printer(), L"CardCount")};

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "host/session/lower_tap.h"
 #include "host/session/monitor_library.h"
+#include "host/session/port_monitor_proxy.h"
 #include "host/session/trace.h"
 #include "platform/sync.h"
 #include "simulator/port_monitor.h"
@@ -25,13 +25,13 @@ struct CSessionOptions {
 std::string ShownPort(const std::string& port);
 
 /// What the monitor has published of the printer's state.
-struct CPublished {
+struct CPublishedValues {
     std::optional<int> printerStatus;
     std::optional<int> printerError;
     std::optional<int> deviceError;
     std::optional<int> cardCount;
 
-    bool operator==(const CPublished&) const = default;
+    bool operator==(const CPublishedValues&) const = default;
 };
 
 /// A printer in the spooler with its port open. The port is closed and the printer removed at the end.
@@ -53,9 +53,9 @@ public:
     bool HasDevice() const { return m_hasDevice; }
 
     /// Bytes that went through the lower port so far. Any thread.
-    uint64_t MovedBytes() const { return m_tap.MovedBytes(); }
+    uint64_t MovedBytes() const { return m_proxy.MovedBytes(); }
     /// The values that the monitor has published last. Any thread.
-    CPublished Published() const;
+    CPublishedValues PublishedValues() const;
 
 private:
     std::wstring m_printerName;
@@ -63,7 +63,7 @@ private:
     CMonitorLibrary m_library;
     std::unique_ptr<CTrace> m_trace; ///< null when none is written
     sim::CPortMonitor m_portMonitor;
-    CLowerTap m_tap;
+    CPortMonitorProxy m_proxy;
     CPrinterHandle m_printer;
     HANDLE m_port = nullptr;
 };

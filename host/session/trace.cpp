@@ -28,15 +28,15 @@ std::string ShownHex(std::string_view bytes, const CPasswordMask& mask)
     return shown + (bytes.size() > kShownBytes ? " ..." : "");
 }
 
-std::string Meaning(const CLowerCall& call)
+std::string Meaning(const CPortCall& call)
 {
     if (call.control != 0) {
-        return ControlWords(call.control);
+        return DescribeControl(call.control);
     }
     if (!call.sent.empty()) {
-        return WrittenWords(call.sent);
+        return DescribeCommand(call.sent);
     }
-    return call.name == kReadName ? ReplyWords(call.received) : "";
+    return call.name == kReadName ? DescribeReply(call.received) : "";
 }
 
 } // namespace
@@ -61,7 +61,7 @@ CTrace::~CTrace()
     }
 }
 
-void CTrace::OnLowerCall(const CLowerCall& call)
+void CTrace::OnPortCall(const CPortCall& call)
 {
     const CSectionHold hold(m_lock);
     const CThreadRow& row = Row();
@@ -103,7 +103,7 @@ void CTrace::Write(const CJson& record)
     m_file << JsonLine(record) << (m_isEventFormat ? "" : "\n") << std::flush;
 }
 
-CJson::Object CTrace::Details(const CLowerCall& call, const CPasswordMask& mask) const
+CJson::Object CTrace::Details(const CPortCall& call, const CPasswordMask& mask) const
 {
     CJson::Object details;
     if (!call.sent.empty()) {
@@ -120,7 +120,7 @@ CJson::Object CTrace::Details(const CLowerCall& call, const CPasswordMask& mask)
     return details;
 }
 
-void CTrace::WriteLine(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details)
+void CTrace::WriteLine(const CPortCall& call, const CThreadRow& row, const CJson::Object& details)
 {
     const char* direction = !call.sent.empty() ? "to printer" : call.name == kReadName ? "from printer" : "";
     CJson::Object record{{"ms", call.startTick - m_startTick},
@@ -133,7 +133,7 @@ void CTrace::WriteLine(const CLowerCall& call, const CThreadRow& row, const CJso
     Write(record);
 }
 
-void CTrace::WriteEvent(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details)
+void CTrace::WriteEvent(const CPortCall& call, const CThreadRow& row, const CJson::Object& details)
 {
     const std::string meaning = Meaning(call);
     Write(CJson::Object{{"name", meaning.empty() ? call.name : meaning},

@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 
-#include "host/session/lower_tap.h"
-#include "host/session/wire_words.h"
+#include "host/session/port_monitor_proxy.h"
+#include "host/session/protocol_description.h"
 #include "host/text/json.h"
 #include "platform/sync.h"
 
@@ -17,13 +17,13 @@ namespace zrtmon::host {
 /// "*.json", the trace-event format that the browsers' trace viewers open, with a row for each thread. Times
 /// are milliseconds (there: microseconds) since construction. Of long data only the beginning is shown, and
 /// nothing of what follows a password command.
-class CTrace final : public ILowerObserver {
+class CTrace final : public IPortCallObserver {
 public:
     /// Throws CHostError (CannotCreate).
     explicit CTrace(const std::filesystem::path& path);
     ~CTrace() override;
 
-    void OnLowerCall(const CLowerCall& call) override;
+    void OnPortCall(const CPortCall& call) override;
 
 private:
     struct CThreadRow {
@@ -33,9 +33,9 @@ private:
 
     const CThreadRow& Row();
     void Write(const CJson& record);
-    CJson::Object Details(const CLowerCall& call, const CPasswordMask& mask) const;
-    void WriteLine(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details);
-    void WriteEvent(const CLowerCall& call, const CThreadRow& row, const CJson::Object& details);
+    CJson::Object Details(const CPortCall& call, const CPasswordMask& mask) const;
+    void WriteLine(const CPortCall& call, const CThreadRow& row, const CJson::Object& details);
+    void WriteEvent(const CPortCall& call, const CThreadRow& row, const CJson::Object& details);
 
     bool m_isEventFormat;
     DWORD m_startTick;

@@ -59,18 +59,18 @@ TEST(CommandLine, IsRefusedInOneLine)
     };
     for (const auto& row : refusals) {
         SCOPED_TRACE(row.words);
-        ScriptedBench bench;
-        bench.WriteFile("job", "data");
-        bench.WriteFile("empty", "");
-        bench.WriteFile("notes", "Image Darkness\n");
-        const CommandResult result = bench.Run(row.words);
+        CScriptedFixture fixture;
+        fixture.WriteFile("job", "data");
+        fixture.WriteFile("empty", "");
+        fixture.WriteFile("notes", "Image Darkness\n");
+        const CCommandResult result = fixture.Run(row.words);
         EXPECT_EQ(row.status, result.status);
         EXPECT_EQ("", result.out);
         EXPECT_EQ(1u, Lines(result.err).size()) << result.err;
         EXPECT_TRUE(result.err.starts_with("zrtctl: ")) << result.err;
         EXPECT_TRUE(Shows(result.err, row.message));
         EXPECT_FALSE(Shows(result.err, "s3cr3t")) << "a password is shown";
-        EXPECT_EQ(0u, bench.script.Count("OpenPortEx")) << "the port was opened all the same";
+        EXPECT_EQ(0u, fixture.script.Count("OpenPortEx")) << "the port was opened all the same";
     }
 }
 
@@ -78,7 +78,7 @@ TEST(CommandLineHelp, ListsEveryExitStatusEverywhere)
 {
     for (const char* command : {"--help", "print --help", "settings --help", "settings set --help"}) {
         SCOPED_TRACE(command);
-        const CommandResult result = HostBench().Run(command);
+        const CCommandResult result = CHostFixture().Run(command);
         EXPECT_EQ(0, result.status);
         EXPECT_EQ("", result.err);
         EXPECT_TRUE(Shows(result.out, "\n  0    ...\n  1    ...\n  64   ...\n  65   ...\n  66   ...\n  69   "
@@ -91,12 +91,12 @@ TEST(MonitorLibrary, IsFoundBesideTheProgramOrInItsPrivateFolder)
     const std::filesystem::path library = ZRTMON_LIBRARY;
     for (const std::string place : {"bin", "libexec/zrtmon", "elsewhere"}) {
         SCOPED_TRACE(place);
-        HostBench bench;
-        bench.programFolder = bench.Folder() / "bin";
-        std::filesystem::create_directories(bench.programFolder);
-        std::filesystem::create_directories(bench.Folder() / place);
-        std::filesystem::create_symlink(library, bench.Folder() / place / library.filename());
-        const CommandResult result = bench.Run("get CardCount --port sim:cards=7");
+        CHostFixture fixture;
+        fixture.programFolder = fixture.Folder() / "bin";
+        std::filesystem::create_directories(fixture.programFolder);
+        std::filesystem::create_directories(fixture.Folder() / place);
+        std::filesystem::create_symlink(library, fixture.Folder() / place / library.filename());
+        const CCommandResult result = fixture.Run("get CardCount --port sim:cards=7");
         const bool isFindable = place != "elsewhere";
         EXPECT_EQ(isFindable ? 0 : 69, result.status) << result.err;
         EXPECT_EQ(isFindable ? "7\n" : "", result.out);
@@ -106,10 +106,10 @@ TEST(MonitorLibrary, IsFoundBesideTheProgramOrInItsPrivateFolder)
 
 TEST(MonitorLibrary, IsRefusedWhenItIsNoMonitor)
 {
-    HostBench bench;
-    bench.WriteFile("text.so", "no library");
+    CHostFixture fixture;
+    fixture.WriteFile("text.so", "no library");
     for (const char* file : {"@none.so", "@text.so", NO_MONITOR_LIBRARY}) {
-        const CommandResult result = bench.Run("get CardCount --library '" + std::string(file) + "'");
+        const CCommandResult result = fixture.Run("get CardCount --library '" + std::string(file) + "'");
         EXPECT_EQ(69, result.status) << file;
         EXPECT_EQ(1u, Lines(result.err).size()) << result.err;
     }
@@ -117,9 +117,9 @@ TEST(MonitorLibrary, IsRefusedWhenItIsNoMonitor)
 
 TEST(MakeJob, WritesAJobThatPrintsItsCards)
 {
-    HostBench bench;
-    ASSERT_EQ(0, bench.Run("make-job --cards 2 --packet 700 @new").status);
-    EXPECT_TRUE(Shows(bench.Run("print @new --port sim:cards=10").out, "CardCount=12\n"));
+    CHostFixture fixture;
+    ASSERT_EQ(0, fixture.Run("make-job --cards 2 --packet 700 @new").status);
+    EXPECT_TRUE(Shows(fixture.Run("print @new --port sim:cards=10").out, "CardCount=12\n"));
 }
 
 } // namespace

@@ -5,13 +5,13 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/support/flat_json.h"
-#include "tests/host/support/host_bench.h"
+#include "tests/host/support/host_fixture.h"
 
 namespace zrtmon::test {
 namespace {
 
 /// A print system that does as the real one, or refuses with an error.
-class FakePrintSystem final : public IPrintSystem {
+class CFakePrintSystem final : public IPrintSystem {
 public:
     DWORD error = ERROR_SUCCESS;
     bool keepsQuiet = false; ///< takes a monitor and does not list it
@@ -40,30 +40,30 @@ public:
     }
 };
 
-struct InstallationBench : HostBench {
-    InstallationBench() { printSystem = &system; }
+struct CInstallationFixture : CHostFixture {
+    CInstallationFixture() { printSystem = &system; }
 
-    FakePrintSystem system;
+    CFakePrintSystem system;
 };
 
 TEST(Installation, RegistersAndTakesAway)
 {
-    InstallationBench bench;
-    EXPECT_EQ(1, bench.Run("doctor").status) << "not registered";
-    const CommandResult done = bench.Run("install");
+    CInstallationFixture fixture;
+    EXPECT_EQ(1, fixture.Run("doctor").status) << "not registered";
+    const CCommandResult done = fixture.Run("install");
     EXPECT_EQ(0, done.status) << done.err;
     EXPECT_EQ("registered \"ZRT Card Printer Monitor\" with zrtmon.dll for Windows x64; nothing was copied\n",
               done.out);
-    const CommandResult doctor = bench.Run("doctor --json Cards");
+    const CCommandResult doctor = fixture.Run("doctor --json Cards");
     EXPECT_EQ(0, doctor.status);
     auto rows = FlatJson(doctor.out);
     EXPECT_EQ("zrtmon.dll for Windows x64", rows["/2/value"]);
     EXPECT_EQ("Cards", rows["/3/value"]);
-    EXPECT_EQ(0, bench.Run("uninstall").status);
-    EXPECT_TRUE(bench.system.monitors.empty());
-    EXPECT_EQ(66, bench.Run("uninstall").status);
-    bench.system.keepsQuiet = true;
-    EXPECT_EQ(69, bench.Run("install").status);
+    EXPECT_EQ(0, fixture.Run("uninstall").status);
+    EXPECT_TRUE(fixture.system.monitors.empty());
+    EXPECT_EQ(66, fixture.Run("uninstall").status);
+    fixture.system.keepsQuiet = true;
+    EXPECT_EQ(69, fixture.Run("install").status);
 }
 
 TEST(Installation, SaysInALineWhyNot)
@@ -82,9 +82,9 @@ TEST(Installation, SaysInALineWhyNot)
                     {3008, 75, "a printer uses"},
                     {4711, 69, "zrtctl: install zrtmon.dll: error 4711"}};
     for (const auto& row : refusals) {
-        InstallationBench bench;
-        bench.system.error = row.error;
-        const CommandResult result = bench.Run("install");
+        CInstallationFixture fixture;
+        fixture.system.error = row.error;
+        const CCommandResult result = fixture.Run("install");
         EXPECT_EQ(row.status, result.status) << row.error;
         EXPECT_TRUE(Shows(result.err, row.words));
         EXPECT_EQ(1u, Lines(result.err).size());
@@ -98,9 +98,9 @@ TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)
     int slave = -1;
     ASSERT_EQ(0, openpty(&master, &slave, nullptr, nullptr, nullptr));
     const std::string node = ttyname(slave);
-    HostBench bench;
-    bench.printSystem = &MachinePrintSystem();
-    const std::string missing = (bench.Folder() / "missing").string();
+    CHostFixture fixture;
+    fixture.printSystem = &MachinePrintSystem();
+    const std::string missing = (fixture.Folder() / "missing").string();
     const std::pair<std::string, std::string> cases[] = {
         {node, "zrtctl ...system ...device ..." + node + "..., mode 06...no USB printer"},
         {missing, missing + ": No such file...switch it on"},
@@ -111,7 +111,7 @@ TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)
     };
     for (const auto& [arguments, answer] : cases) {
         SCOPED_TRACE(arguments);
-        const CommandResult result = bench.Run("doctor " + arguments);
+        const CCommandResult result = fixture.Run("doctor " + arguments);
         EXPECT_EQ(1, result.status) << result.err;
         EXPECT_TRUE(Shows(result.out, answer));
     }

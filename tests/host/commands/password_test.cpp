@@ -23,9 +23,9 @@ const std::string kLocked = "sim:protected=1," + kPasswords;
 const std::string kOpen = "sim:" + kPasswords;
 
 /// Looks for every password, as text and as the trace shows bytes, in all that a command has left behind.
-void ExpectNoneShown(const HostBench& bench, const CommandResult& result, const Texts& given)
+void ExpectNoneShown(const CHostFixture& fixture, const CCommandResult& result, const Texts& given)
 {
-    const std::string left = result.out + result.err + bench.ReadFile("trace");
+    const std::string left = result.out + result.err + fixture.ReadFile("trace");
     Texts passwords = given;
     passwords.insert(passwords.end(), {kAdmin, kUser});
     for (const std::string& password : passwords) {
@@ -85,12 +85,12 @@ TEST(Password, IsTakenOrRefusedInOneLineAndNeverShown)
     };
     for (const auto& row : dialogs) {
         SCOPED_TRACE(std::string(row.action) + ": " + row.message);
-        HostBench bench;
-        bench.input = row.input;
-        bench.typed = row.typed;
-        bench.interruptAtMs = 20000;
-        const CommandResult result =
-            bench.Run("password " + std::string(row.action) + " --trace @trace --port " + row.port);
+        CHostFixture fixture;
+        fixture.input = row.input;
+        fixture.typed = row.typed;
+        fixture.interruptAtMs = 20000;
+        const CCommandResult result =
+            fixture.Run("password " + std::string(row.action) + " --trace @trace --port " + row.port);
         EXPECT_EQ(row.status, result.status);
         EXPECT_EQ("", result.out);
         const Texts lines = Lines(result.err);
@@ -99,37 +99,37 @@ TEST(Password, IsTakenOrRefusedInOneLineAndNeverShown)
         ASSERT_EQ(prompts + 1, lines.size()) << result.err;
         EXPECT_TRUE(Shows(lines.back(), row.message));
         EXPECT_EQ(row.status == 0, lines.back().find("zrtctl: ") != 0) << lines.back();
-        ExpectNoneShown(bench, result, row.input);
+        ExpectNoneShown(fixture, result, row.input);
     }
 }
 
 TEST(PasswordOnATerminal, IsAskedForOnALineThatIsTakenOffAgain)
 {
-    HostBench bench;
-    bench.terminal = bench.typed = true;
-    bench.input = {kAdmin};
-    const CommandResult result = bench.Run("password check --port " + kLocked);
+    CHostFixture fixture;
+    fixture.terminal = fixture.typed = true;
+    fixture.input = {kAdmin};
+    const CCommandResult result = fixture.Run("password check --port " + kLocked);
     EXPECT_EQ("password: \r\x1b[Kthe printer accepts the password\n", result.err);
 }
 
 TEST(PasswordCommand, TellsABusyPrinterAndSendsNothingNewToAPrinterThatRefusesTheOld)
 {
-    ScriptedBench bench;
+    CScriptedFixture fixture;
     std::string state = "Validation=0;OemSupplies=0;Password=1;";
-    bench.script.answer = [&](const std::string& name) {
-        return ScriptedMonitor::Answer{name == "SecurityInfo" ? state : "",
-                                       state.empty() ? ERROR_BUSY : ERROR_SUCCESS};
+    fixture.script.answer = [&](const std::string& name) {
+        return CScriptedMonitor::CAnswer{name == "SecurityInfo" ? state : "",
+                                         state.empty() ? ERROR_BUSY : ERROR_SUCCESS};
     };
-    bench.input = {kWrong, kNew};
-    EXPECT_EQ(77, bench.Run("password set-admin").status);
-    EXPECT_EQ(1u, bench.script.Count("Password/" + kWrong));
-    EXPECT_EQ(0u, bench.script.Count("SetAdminPassword/" + kWrong + "/" + kNew));
+    fixture.input = {kWrong, kNew};
+    EXPECT_EQ(77, fixture.Run("password set-admin").status);
+    EXPECT_EQ(1u, fixture.script.Count("Password/" + kWrong));
+    EXPECT_EQ(0u, fixture.script.Count("SetAdminPassword/" + kWrong + "/" + kNew));
     state = "Validation=1;OemSupplies=0;Password=1;";
-    bench.input = {kAdmin, "\xC3\xBC"};
-    EXPECT_EQ(0, bench.Run("password set-user").status);
-    EXPECT_EQ(1u, bench.script.Count("SetUserPassword/" + kAdmin + "/\xC3\xBC"));
+    fixture.input = {kAdmin, "\xC3\xBC"};
+    EXPECT_EQ(0, fixture.Run("password set-user").status);
+    EXPECT_EQ(1u, fixture.script.Count("SetUserPassword/" + kAdmin + "/\xC3\xBC"));
     state.clear();
-    const CommandResult busy = bench.Run("password check");
+    const CCommandResult busy = fixture.Run("password check");
     EXPECT_EQ(75, busy.status);
     EXPECT_EQ(1u, Lines(busy.err).size()) << busy.err;
 }
@@ -139,11 +139,12 @@ constexpr char kPolicy[] = "<Configurations><Configuration ModuleName='Password 
                            "</PassWordAfterDelay></Configuration></Configurations>";
 
 /// Prints on the locked printer; the arguments stand behind "print".
-CommandResult PrintLocked(HostBench& bench, const std::string& arguments)
+CCommandResult PrintLocked(CHostFixture& fixture, const std::string& arguments)
 {
-    bench.WriteFile("job", JobBytes(1));
-    bench.WriteFile("policy", kPolicy);
-    return bench.Run("print --port " + kLocked + " --ask SecurityInfo,CardCount --trace @trace " + arguments);
+    fixture.WriteFile("job", JobBytes(1));
+    fixture.WriteFile("policy", kPolicy);
+    return fixture.Run("print --port " + kLocked + " --ask SecurityInfo,CardCount --trace @trace " +
+                       arguments);
 }
 
 TEST(HeldPrint, AsksForThePasswordAndGoesOn)
@@ -179,32 +180,32 @@ TEST(HeldPrint, AsksForThePasswordAndGoesOn)
     };
     for (const auto& row : jobs) {
         SCOPED_TRACE(row.messages);
-        HostBench bench;
+        CHostFixture fixture;
         std::istringstream input(row.input);
         const Texts passwords{std::istream_iterator<std::string>(input), {}};
-        bench.input = passwords;
-        bench.typed = row.typed;
-        bench.interruptAtMs = 40000;
-        const CommandResult result = PrintLocked(bench, row.arguments);
+        fixture.input = passwords;
+        fixture.typed = row.typed;
+        fixture.interruptAtMs = 40000;
+        const CCommandResult result = PrintLocked(fixture, row.arguments);
         EXPECT_EQ(row.status, result.status);
         EXPECT_TRUE(Shows(result.err, row.messages));
         EXPECT_EQ(CountOf(row.messages, "goes to"),
                   CountOf(result.err, "the password goes to the printer\n"));
         EXPECT_EQ(0u, CountOf(result.err, "going on")) << "no error has cleared";
-        EXPECT_TRUE(bench.input.empty()) << "a password was not asked for";
+        EXPECT_TRUE(fixture.input.empty()) << "a password was not asked for";
         EXPECT_TRUE(result.out.ends_with("CardCount=" + std::to_string(100 + row.cards) + "\n"))
             << result.out;
-        ExpectNoneShown(bench, result, passwords);
-        EXPECT_EQ(!passwords.empty(), CountOf(bench.ReadFile("trace"), "4 present a password") > 0);
+        ExpectNoneShown(fixture, result, passwords);
+        EXPECT_EQ(!passwords.empty(), CountOf(fixture.ReadFile("trace"), "4 present a password") > 0);
     }
 }
 
 TEST(HeldPrintOnATerminal, KeepsThePromptInOnePiece)
 {
-    HostBench bench;
-    bench.terminal = bench.typed = true;
-    bench.input = {kUser};
-    const CommandResult result = PrintLocked(bench, "@job");
+    CHostFixture fixture;
+    fixture.terminal = fixture.typed = true;
+    fixture.input = {kUser};
+    const CCommandResult result = PrintLocked(fixture, "@job");
     EXPECT_EQ(0, result.status);
     const std::string prompt = "password for Card Printer: ";
     EXPECT_GE(CountOf(result.err, prompt), 1u);
@@ -212,11 +213,11 @@ TEST(HeldPrintOnATerminal, KeepsThePromptInOnePiece)
 }
 
 /// A monitor that wants a password all the time.
-struct WantingBench : ScriptedBench {
-    WantingBench()
+struct CWantingFixture : CScriptedFixture {
+    CWantingFixture()
     {
         WriteFile("job", "data");
-        script.answer = [](const std::string&) { return ScriptedMonitor::Answer{"1"}; };
+        script.answer = [](const std::string&) { return CScriptedMonitor::CAnswer{"1"}; };
         script.take = [this](DWORD) {
             spooler::StoreValue(L"Card Printer", L"PrinterError", REG_BINARY, "100");
             seen = spooler::LoadValue(L"Card Printer", L"Password");
@@ -231,31 +232,31 @@ struct WantingBench : ScriptedBench {
 
 TEST(HeldPrint, LeavesThePasswordWhereTheMonitorLooksAndNotBehindTheJob)
 {
-    WantingBench bench;
-    bench.input = {"Gr\xC3\xBC" + kUser, kAdmin};
-    EXPECT_EQ(1, bench.Run("print @job --give-up 5").status);
-    EXPECT_EQ("Gr\xFC" + kUser + std::string(1, '\0'), bench.seen);
-    EXPECT_EQ(std::nullopt, bench.left);
-    EXPECT_EQ(1u, bench.input.size()) << "none is asked for while one waits for the monitor";
+    CWantingFixture fixture;
+    fixture.input = {"Gr\xC3\xBC" + kUser, kAdmin};
+    EXPECT_EQ(1, fixture.Run("print @job --give-up 5").status);
+    EXPECT_EQ("Gr\xFC" + kUser + std::string(1, '\0'), fixture.seen);
+    EXPECT_EQ(std::nullopt, fixture.left);
+    EXPECT_EQ(1u, fixture.input.size()) << "none is asked for while one waits for the monitor";
 }
 
 TEST(Print, NamesThePolicyByItsWholePath)
 {
-    WantingBench bench;
-    bench.WriteFile("policy", kPolicy);
+    CWantingFixture fixture;
+    fixture.WriteFile("policy", kPolicy);
     std::string stored;
-    bench.script.take = [&](DWORD size) {
+    fixture.script.take = [&](DWORD size) {
         stored = spooler::LoadValue(L"Card Printer", L"ConfigurationFile").value_or("");
         return size;
     };
-    const std::filesystem::path relative = std::filesystem::relative(bench.Folder() / "policy");
-    ASSERT_EQ(0, bench.Run("print @job --policy '" + relative.string() + "'").status);
+    const std::filesystem::path relative = std::filesystem::relative(fixture.Folder() / "policy");
+    ASSERT_EQ(0, fixture.Run("print @job --policy '" + relative.string() + "'").status);
     std::wstring path(stored.size() / sizeof(wchar_t), L'\0');
     std::memcpy(path.data(), stored.data(), stored.size());
     ASSERT_TRUE(path.ends_with(L'\0'));
     path.pop_back();
     EXPECT_TRUE(std::filesystem::path(path).is_absolute());
-    EXPECT_TRUE(std::filesystem::equivalent(path, bench.Folder() / "policy"));
+    EXPECT_TRUE(std::filesystem::equivalent(path, fixture.Folder() / "policy"));
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/printing/hold_watch.h"
+#include "host/printing/stall_detector.h"
 #include "platform/spooler_admin.h"
 #include "tests/host/support/scripted_monitor.h"
 
@@ -12,19 +12,19 @@ namespace zrtmon::test {
 namespace {
 
 /// A job, and a printer without errors behind the scripted monitor.
-struct JobBench : ScriptedBench {
-    JobBench()
+struct CJobFixture : CScriptedFixture {
+    CJobFixture()
     {
         WriteFile("job", "data");
         script.answer = [](const std::string& requestText) {
-            return ScriptedMonitor::Answer{requestText == "CardCount" ? "100" : "1"};
+            return CScriptedMonitor::CAnswer{requestText == "CardCount" ? "100" : "1"};
         };
     }
 };
 
 /// Prints a job of so many cards on the simulated printer.
-struct SimulatedBench : HostBench {
-    explicit SimulatedBench(uint32_t cards) { WriteFile("job", JobBytes(cards)); }
+struct CSimulatedFixture : CHostFixture {
+    explicit CSimulatedFixture(uint32_t cards) { WriteFile("job", JobBytes(cards)); }
 };
 
 TEST(PrintOffers, EveryByteOnceAndInOrderHoweverLittleIsTaken)
@@ -33,42 +33,42 @@ TEST(PrintOffers, EveryByteOnceAndInOrderHoweverLittleIsTaken)
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
     for (int round = 0; round < 50; ++round) {
-        JobBench bench;
+        CJobFixture fixture;
         std::string bytes(1 + random() % 5000, '\0');
         for (char& byte : bytes) {
             byte = static_cast<char>(random());
         }
-        bench.WriteFile("job", bytes);
+        fixture.WriteFile("job", bytes);
         // Nothing at every other offer, as the monitor does, and now and then a part.
-        bench.script.take = [&, odd = false](DWORD size) mutable {
+        fixture.script.take = [&, odd = false](DWORD size) mutable {
             odd = !odd;
             return odd ? 0 : static_cast<DWORD>(random() % (size + 1));
         };
         const auto piece = static_cast<DWORD>(1 + random() % 700);
-        const CommandResult result = bench.Run("print @job --piece " + std::to_string(piece));
+        const CCommandResult result = fixture.Run("print @job --piece " + std::to_string(piece));
         ASSERT_EQ(0, result.status) << result.err;
-        EXPECT_EQ(bytes, bench.script.written);
-        for (const DWORD offer : bench.script.offers) {
+        EXPECT_EQ(bytes, fixture.script.written);
+        for (const DWORD offer : fixture.script.offers) {
             ASSERT_LE(offer, piece);
         }
-        EXPECT_EQ(1u, bench.script.Count("EndDocPort"));
-        EXPECT_EQ(1u, bench.script.Count("ClosePort"));
+        EXPECT_EQ(1u, fixture.script.Count("EndDocPort"));
+        EXPECT_EQ(1u, fixture.script.Count("ClosePort"));
     }
 }
 
 TEST(PrintOffers, AnOfferThatIsNotTakenCostsNoTimeUntilThePortIsStuck)
 {
-    JobBench bench;
+    CJobFixture fixture;
     unsigned offers = 0;
     // 900 rounds without a byte are the turning of the monitor; after more the pauses begin.
-    bench.script.take = [&](DWORD size) { return ++offers > 900 ? size : 0; };
-    bench.Run("print @job");
-    EXPECT_EQ(0u, bench.clock.Elapsed());
+    fixture.script.take = [&](DWORD size) { return ++offers > 900 ? size : 0; };
+    fixture.Run("print @job");
+    EXPECT_EQ(0u, fixture.clock.Elapsed());
 
     offers = 0;
-    bench.script.take = [&](DWORD size) { return ++offers > 1500 ? size : 0; };
-    bench.Run("print @job");
-    EXPECT_NEAR(500.0, static_cast<double>(bench.clock.Elapsed()), 2.0);
+    fixture.script.take = [&](DWORD size) { return ++offers > 1500 ? size : 0; };
+    fixture.Run("print @job");
+    EXPECT_NEAR(500.0, static_cast<double>(fixture.clock.Elapsed()), 2.0);
 }
 
 TEST(Print, EndsWithTheStatusOfWhatFailed)
@@ -92,20 +92,20 @@ TEST(Print, EndsWithTheStatusOfWhatFailed)
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.message);
-        JobBench bench;
+        CJobFixture fixture;
         if (row.error) {
-            bench.script.errors[row.call] = row.error;
+            fixture.script.errors[row.call] = row.error;
         }
-        bench.script.answer = [&row](const std::string&) {
-            return ScriptedMonitor::Answer{row.answer, ERROR_INVALID_PARAMETER};
+        fixture.script.answer = [&row](const std::string&) {
+            return CScriptedMonitor::CAnswer{row.answer, ERROR_INVALID_PARAMETER};
         };
-        const CommandResult result = bench.Run("print @job");
+        const CCommandResult result = fixture.Run("print @job");
         EXPECT_EQ(row.status, result.status);
         EXPECT_TRUE(Shows(result.err, row.message));
-        const bool isOpen = !bench.script.errors.contains("OpenPortEx");
-        const bool isStarted = isOpen && !bench.script.errors.contains("StartDocPort");
-        EXPECT_EQ(isStarted ? 1u : 0u, bench.script.Count("EndDocPort"));
-        EXPECT_EQ(isOpen ? 1u : 0u, bench.script.Count("ClosePort"));
+        const bool isOpen = !fixture.script.errors.contains("OpenPortEx");
+        const bool isStarted = isOpen && !fixture.script.errors.contains("StartDocPort");
+        EXPECT_EQ(isStarted ? 1u : 0u, fixture.script.Count("EndDocPort"));
+        EXPECT_EQ(isOpen ? 1u : 0u, fixture.script.Count("ClosePort"));
     }
 }
 
@@ -125,20 +125,20 @@ TEST(PrintStops, ByDeletingTheJobBeforeTheDocumentEnds)
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.messages);
-        JobBench bench;
-        bench.interruptAtMs = row.interruptAtMs;
-        bench.script.take = [&row](DWORD) {
+        CJobFixture fixture;
+        fixture.interruptAtMs = row.interruptAtMs;
+        fixture.script.take = [&row](DWORD) {
             if (row.isErrorPublished) {
                 spooler::StoreValue(L"Card Printer", L"PrinterError", REG_BINARY, "43");
                 spooler::StoreValue(L"Card Printer", L"DeviceError", REG_BINARY, "24");
             }
             return 0;
         };
-        const CommandResult result = bench.Run(std::string("print @job") + row.arguments);
+        const CCommandResult result = fixture.Run(std::string("print @job") + row.arguments);
         EXPECT_EQ(row.status, result.status);
-        EXPECT_EQ(JOB_STATUS_DELETING, bench.script.jobAtEnd.value_or(0) & JOB_STATUS_DELETING);
-        EXPECT_EQ(1u, bench.script.Count("EndDocPort"));
-        EXPECT_NEAR(static_cast<double>(row.afterMs), static_cast<double>(bench.clock.Elapsed()), 100.0);
+        EXPECT_EQ(JOB_STATUS_DELETING, fixture.script.jobAtEnd.value_or(0) & JOB_STATUS_DELETING);
+        EXPECT_EQ(1u, fixture.script.Count("EndDocPort"));
+        EXPECT_NEAR(static_cast<double>(row.afterMs), static_cast<double>(fixture.clock.Elapsed()), 100.0);
         EXPECT_EQ(1u, CountOf(result.err, "held back: ")) << result.err;
         EXPECT_TRUE(Shows(result.err, row.messages));
     }
@@ -146,42 +146,42 @@ TEST(PrintStops, ByDeletingTheJobBeforeTheDocumentEnds)
 
 TEST(PrintStops, AlsoWhileThePrinterFinishes)
 {
-    JobBench bench;
-    bench.interruptAtMs = 3000;
+    CJobFixture fixture;
+    fixture.interruptAtMs = 3000;
     DWORD seenAfterMs = 0;
-    bench.script.hooks["EndDocPort"] = [&] { // as the monitor watches the queue
+    fixture.script.hooks["EndDocPort"] = [&] { // as the monitor watches the queue
         for (; seenAfterMs < 60000; seenAfterMs += 100) {
-            if (*spooler::JobStatus(L"Card Printer", bench.script.jobId) & JOB_STATUS_DELETING) {
+            if (*spooler::JobStatus(L"Card Printer", fixture.script.jobId) & JOB_STATUS_DELETING) {
                 return;
             }
             Sleep(100);
         }
     };
-    EXPECT_EQ(130, bench.Run("print @job").status);
+    EXPECT_EQ(130, fixture.Run("print @job").status);
     EXPECT_GE(seenAfterMs, 3000u);
     EXPECT_LE(seenAfterMs, 3100u);
 }
 
 TEST(PrintOnASlowPrinter, TellsOfItsPausesOnce)
 {
-    JobBench bench;
-    bench.script.take = [&, last = uint64_t{0}](DWORD) mutable {
-        const bool isDue = bench.clock.Elapsed() >= last + 3000;
-        last = isDue ? bench.clock.Elapsed() : last;
+    CJobFixture fixture;
+    fixture.script.take = [&, last = uint64_t{0}](DWORD) mutable {
+        const bool isDue = fixture.clock.Elapsed() >= last + 3000;
+        last = isDue ? fixture.clock.Elapsed() : last;
         return isDue ? 1u : 0u;
     };
-    const CommandResult result = bench.Run("print @job");
+    const CCommandResult result = fixture.Run("print @job");
     EXPECT_EQ(0, result.status);
-    EXPECT_GE(bench.clock.Elapsed(), 12000u);
+    EXPECT_GE(fixture.clock.Elapsed(), 12000u);
     EXPECT_EQ(1u, CountOf(result.err, "held back: ")) << result.err;
     EXPECT_EQ(0u, CountOf(result.err, "going on")) << "no error has cleared";
 }
 
 TEST(PrintOnTheSimulatedPrinter, TellsTheErrorThatHoldsTheJobAndTheAnswersMeanwhile)
 {
-    SimulatedBench bench(3);
-    const CommandResult result = bench.Run("print @job --ask CardCount,PrinterError "
-                                           "--port sim:cards=250,error=83,error-at-card=2,clear-ms=4000");
+    CSimulatedFixture fixture(3);
+    const CCommandResult result = fixture.Run("print @job --ask CardCount,PrinterError "
+                                              "--port sim:cards=250,error=83,error-at-card=2,clear-ms=4000");
     EXPECT_EQ(0, result.status);
     EXPECT_TRUE(Shows(result.err,
                       "printing ...held back: ribbon (error 83, category 21)\n...1 card printed, ..."
@@ -195,33 +195,34 @@ TEST(PrintOnTheSimulatedPrinter, TellsTheErrorThatHoldsTheJobAndTheAnswersMeanwh
 
 TEST(PrintOnTheSimulatedPrinter, CancelsAtThePrinterWhenInterrupted)
 {
-    SimulatedBench bench(5);
-    bench.interruptAtMs = 2000;
-    const CommandResult result = bench.Run("print @job --trace @trace --port sim:error=24,error-at-card=2");
+    CSimulatedFixture fixture(5);
+    fixture.interruptAtMs = 2000;
+    const CCommandResult result =
+        fixture.Run("print @job --trace @trace --port sim:error=24,error-at-card=2");
     EXPECT_EQ(130, result.status);
-    EXPECT_EQ(1u, CountOf(bench.ReadFile("trace"), "\"XC cancel the print\""));
+    EXPECT_EQ(1u, CountOf(fixture.ReadFile("trace"), "\"XC cancel the print\""));
     EXPECT_TRUE(Shows(result.out, "PrinterError=43\nDeviceError=24\nCardCount=101\n"));
 }
 
 TEST(PrintIntoAFile, KeepsEveryByteOfAJobWithoutPackets)
 {
-    HostBench bench;
+    CHostFixture fixture;
     const std::string bytes(100000, 'z');
-    bench.WriteFile("job", bytes);
-    const CommandResult result = bench.Run("print @job --port file:@captured");
+    fixture.WriteFile("job", bytes);
+    const CCommandResult result = fixture.Run("print @job --port file:@captured");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("", result.out) << "there is no printer whose values could be told";
-    EXPECT_TRUE(bench.ReadFile("captured").starts_with(bytes));
+    EXPECT_TRUE(fixture.ReadFile("captured").starts_with(bytes));
 }
 
 TEST(PrintOnATerminal, RewritesOneLineAndKeepsItsWidth)
 {
     for (const bool colors : {false, true}) {
-        SimulatedBench bench(2);
-        bench.terminal = true;
-        bench.colors = colors;
-        bench.columns = 30;
-        const CommandResult result = bench.Run("print @job --port sim:error=83,clear-ms=3000");
+        CSimulatedFixture fixture(2);
+        fixture.terminal = true;
+        fixture.colors = colors;
+        fixture.columns = 30;
+        const CCommandResult result = fixture.Run("print @job --port sim:error=83,clear-ms=3000");
         EXPECT_EQ(0, result.status);
         const char* const yellow = "\x1b[33mheld back: ribbon (error 83, category 21)\x1b[0m\n";
         EXPECT_EQ(colors, CountOf(result.err, yellow) > 0) << result.err;
@@ -240,7 +241,7 @@ TEST(PrintOnATerminal, RewritesOneLineAndKeepsItsWidth)
     }
 }
 
-TEST(HoldWatch, TellsWhyAndSinceWhen)
+TEST(StallDetector, SaysWhyAndSinceWhen)
 {
     constexpr DWORD kStart = 0xFFFFFA00; // the tick count wraps on the way
     constexpr char kPause[] = "takes no more data";
@@ -265,7 +266,7 @@ TEST(HoldWatch, TellsWhyAndSinceWhen)
         {7700, 20, true, 43, "category 43", 100},
         {9000, 20, true, 1, "", 0},
     };
-    host::CHoldWatch watch(kStart);
+    host::CStallDetector watch(kStart);
     for (const auto& moment : moments) {
         SCOPED_TRACE("at " + std::to_string(moment.tick));
         host::CPrintView view{moment.taken, 100, moment.finishing, {}};

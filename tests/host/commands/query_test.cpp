@@ -9,13 +9,13 @@
 namespace zrtmon::test {
 namespace {
 
-using Answer = ScriptedMonitor::Answer;
+using CAnswer = CScriptedMonitor::CAnswer;
 
 TEST(Get, AnswersOrSaysWhyNot)
 {
     const struct {
         const char* words; ///< behind "get"
-        Answer answer;     ///< to every request text
+        CAnswer answer;    ///< to every request text
         int status;
         const char* out;
         const char* message; ///< part of the messages; empty: there are none
@@ -36,9 +36,9 @@ TEST(Get, AnswersOrSaysWhyNot)
     };
     for (const auto& row : questions) {
         SCOPED_TRACE(std::string(row.words) + " error " + std::to_string(row.answer.error));
-        ScriptedBench bench;
-        bench.script.answer = [&row](const std::string&) { return row.answer; };
-        const CommandResult result = bench.Run("get " + std::string(row.words));
+        CScriptedFixture fixture;
+        fixture.script.answer = [&row](const std::string&) { return row.answer; };
+        const CCommandResult result = fixture.Run("get " + std::string(row.words));
         EXPECT_EQ(row.status, result.status);
         EXPECT_EQ(row.out, result.out);
         EXPECT_TRUE(Shows(result.err, row.message));
@@ -48,11 +48,11 @@ TEST(Get, AnswersOrSaysWhyNot)
 
 TEST(GetSeveral, GoesOnBehindAFailureAndKeepsItsStatus)
 {
-    ScriptedBench bench;
-    std::map<std::string, Answer> answers{
+    CScriptedFixture fixture;
+    std::map<std::string, CAnswer> answers{
         {"CardCount", {"", 170}}, {"MagData", {"", 50}}, {"RibbonInfo", {"x"}}};
-    bench.script.answer = [&](const std::string& requestText) { return answers.at(requestText); };
-    const CommandResult result = bench.Run("get CardCount RibbonInfo MagData");
+    fixture.script.answer = [&](const std::string& requestText) { return answers.at(requestText); };
+    const CCommandResult result = fixture.Run("get CardCount RibbonInfo MagData");
     EXPECT_EQ(75, result.status);
     EXPECT_EQ("RibbonInfo=x\n", result.out);
     EXPECT_EQ(2u, Lines(result.err).size()) << result.err;
@@ -61,63 +61,63 @@ TEST(GetSeveral, GoesOnBehindAFailureAndKeepsItsStatus)
 TEST(GetLongAnswer, GrowsItsBufferToTheByte)
 {
     for (const size_t size : {1u, 8190u, 8191u, 8192u, 8193u, 100001u}) {
-        ScriptedBench bench;
+        CScriptedFixture fixture;
         const std::string text(size, 'a');
-        bench.script.answer = [&](const std::string&) { return Answer{text}; };
-        EXPECT_EQ(text + '\n', bench.Run("get MagData").out) << size;
-        EXPECT_EQ(size < 8192 ? 1u : 2u, bench.script.Count("MagData")) << size;
+        fixture.script.answer = [&](const std::string&) { return CAnswer{text}; };
+        EXPECT_EQ(text + '\n', fixture.Run("get MagData").out) << size;
+        EXPECT_EQ(size < 8192 ? 1u : 2u, fixture.script.Count("MagData")) << size;
     }
 }
 
 TEST(Status, TakesTheErrorByNameSinceTheDocumentEndsWithOne)
 {
-    HostBench bench;
-    const CommandResult sick = bench.Run("status --port sim:error=83,cards=4");
+    CHostFixture fixture;
+    const CCommandResult sick = fixture.Run("status --port sim:error=83,cards=4");
     EXPECT_EQ(1, sick.status);
     EXPECT_EQ(
         "PrinterStatus=-1  nothing particular\nPrinterError=21  ribbon\n"
         "DeviceError=83  the printer's error code 83\nCardCount=4  4 cards printed in the printer's life\n",
         sick.out);
-    const CommandResult sound = bench.Run("status --json");
+    const CCommandResult sound = fixture.Run("status --json");
     EXPECT_EQ(0, sound.status);
     auto json = FlatJson(sound.out);
     EXPECT_EQ("1", json["/PrinterError/value"]);
     EXPECT_EQ("no error", json["/PrinterError/meaning"]);
     EXPECT_EQ("100", json["/CardCount/value"]);
-    EXPECT_EQ(1, bench.Run("status --port sim:never-answer=1").status);
+    EXPECT_EQ(1, fixture.Run("status --port sim:never-answer=1").status);
 }
 
 TEST(Status, WatchesAndShowsOnlyWhatChanges)
 {
-    HostBench bench;
-    bench.interruptAtMs = 12000;
-    const CommandResult result = bench.Run("status --watch --port sim:error=83,clear-ms=5000");
+    CHostFixture fixture;
+    fixture.interruptAtMs = 12000;
+    const CCommandResult result = fixture.Run("status --watch --port sim:error=83,clear-ms=5000");
     EXPECT_EQ(130, result.status);
     EXPECT_EQ("", result.err);
     EXPECT_EQ(6u, Lines(result.out).size());
     EXPECT_TRUE(result.out.ends_with("\nPrinterError=1  no error\nDeviceError=0  no error code\n"))
         << result.out;
-    EXPECT_LT(bench.clock.Elapsed(), 13000u);
+    EXPECT_LT(fixture.clock.Elapsed(), 13000u);
 }
 
 TEST(Status, LeavesNoJobInTheQueue)
 {
-    ScriptedBench bench;
-    bench.script.answer = [](const std::string&) { return Answer{"1"}; };
+    CScriptedFixture fixture;
+    fixture.script.answer = [](const std::string&) { return CAnswer{"1"}; };
     size_t staleJobs = 0; // of an earlier document, with the next one already begun
-    bench.script.hooks["StartDocPort"] = [&] {
-        staleJobs += spooler::JobStatus(L"Card Printer", bench.script.jobId) ? 1 : 0;
+    fixture.script.hooks["StartDocPort"] = [&] {
+        staleJobs += spooler::JobStatus(L"Card Printer", fixture.script.jobId) ? 1 : 0;
     };
-    bench.interruptAtMs = 5000;
-    bench.Run("status --watch");
-    EXPECT_GE(bench.script.Count("StartDocPort"), 4u);
+    fixture.interruptAtMs = 5000;
+    fixture.Run("status --watch");
+    EXPECT_GE(fixture.script.Count("StartDocPort"), 4u);
     EXPECT_EQ(0u, staleJobs);
 }
 
 TEST(Names, ListsTheServedOnesWithExamplesThatCanBeAsked)
 {
-    HostBench bench;
-    const CommandResult result = bench.Run("names");
+    CHostFixture fixture;
+    const CCommandResult result = fixture.Run("names");
     EXPECT_EQ(0, result.status);
     size_t served = 0;
     for (const host::CValueName& row : host::ValueNames()) {
@@ -127,7 +127,7 @@ TEST(Names, ListsTheServedOnesWithExamplesThatCanBeAsked)
         if (row.kind == host::ValueKind::Unserved) {
             EXPECT_NE("", host::RequestProblem(row.name));
         } else if (row.kind == host::ValueKind::Password) {
-            EXPECT_EQ(64, bench.Run("get " + std::string(row.name) + "/s3cr3t").status);
+            EXPECT_EQ(64, fixture.Run("get " + std::string(row.name) + "/s3cr3t").status);
         } else {
             EXPECT_EQ("", host::RequestProblem(row.example));
             EXPECT_EQ(&row, host::FindValueName(row.example));

@@ -9,10 +9,10 @@ namespace zrtmon::test {
 namespace {
 
 /// A printer that answers its settings, and notes what is stored for it when it is told to take that over.
-struct SettingsBench : ScriptedBench {
-    SettingsBench()
+struct CSettingsFixture : CScriptedFixture {
+    CSettingsFixture()
     {
-        script.answer = [this](const std::string&) { return ScriptedMonitor::Answer{settings}; };
+        script.answer = [this](const std::string&) { return CScriptedMonitor::CAnswer{settings}; };
         script.hooks["InitializeSettings/Card Printer"] = [this] {
             written = spooler::LoadValue(L"Card Printer", L"CurrentSettings").value_or("");
             settings = next;
@@ -28,8 +28,8 @@ struct SettingsBench : ScriptedBench {
 
 TEST(Settings, AreShownWithTheirRanges)
 {
-    SettingsBench bench;
-    const CommandResult result = bench.Run("settings show");
+    CSettingsFixture fixture;
+    const CCommandResult result = fixture.Run("settings show");
     EXPECT_EQ(0, result.status);
     EXPECT_EQ("Image Darkness        5  (-128 to 127, flag 1)\n"
               "Print Left of Form   -3  (-75 to 15, flag 1)\n"
@@ -39,31 +39,31 @@ TEST(Settings, AreShownWithTheirRanges)
 
 TEST(Settings, ComeBackFromTheFileAsTheyWere)
 {
-    SettingsBench bench;
-    ASSERT_EQ(0, bench.Run("settings save @kept").status);
-    bench.next = "Image Darkness=-128,-128,127,1;Print Left of Form=-3,-75,15,1;FeedPWM=7,-128,127,0;";
-    ASSERT_EQ(0, bench.Run("settings set 'Image Darkness=-128' 'FeedPWM = 7'").status);
-    EXPECT_EQ("Image Darkness=-128,-128,127,1;FeedPWM=7,-128,127,0;", bench.written)
+    CSettingsFixture fixture;
+    ASSERT_EQ(0, fixture.Run("settings save @kept").status);
+    fixture.next = "Image Darkness=-128,-128,127,1;Print Left of Form=-3,-75,15,1;FeedPWM=7,-128,127,0;";
+    ASSERT_EQ(0, fixture.Run("settings set 'Image Darkness=-128' 'FeedPWM = 7'").status);
+    EXPECT_EQ("Image Darkness=-128,-128,127,1;FeedPWM=7,-128,127,0;", fixture.written)
         << "settings that are not named are not written";
-    bench.next = bench.first;
-    const CommandResult result = bench.Run("settings restore @kept");
+    fixture.next = fixture.first;
+    const CCommandResult result = fixture.Run("settings restore @kept");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("3 settings written\n", result.err);
-    EXPECT_EQ(bench.first, bench.written);
+    EXPECT_EQ(fixture.first, fixture.written);
 }
 
 TEST(SettingsOfTheSimulatedPrinter, AllGoOutAndComeBack)
 {
-    HostBench bench;
-    ASSERT_EQ(0, bench.Run("settings save @before").status);
+    CHostFixture fixture;
+    ASSERT_EQ(0, fixture.Run("settings save @before").status);
     std::string changed;
-    for (const host::CSettingChange& setting : host::ReadSettingsFile(bench.ReadFile("before"))) {
+    for (const host::CSettingChange& setting : host::ReadSettingsFile(fixture.ReadFile("before"))) {
         changed += setting.name + '=' + std::to_string(setting.value == 2 ? 3 : 2) + '\n';
     }
-    bench.WriteFile("changed", changed);
+    fixture.WriteFile("changed", changed);
     // The printer lives as long as the process's port: the trace shows what reached it.
-    EXPECT_EQ("26 settings written\n", bench.Run("settings restore @changed --trace @trace").err);
-    const std::string trace = bench.ReadFile("trace");
+    EXPECT_EQ("26 settings written\n", fixture.Run("settings restore @changed --trace @trace").err);
+    const std::string trace = fixture.ReadFile("trace");
     EXPECT_TRUE(Shows(trace, "TE write a setting, 21 times"));
     EXPECT_TRUE(Shows(trace, "TF write a setting of the flipper, 5 times"));
 }
@@ -90,21 +90,21 @@ TEST(Settings, ThatAreRefusedAreNotWritten)
     };
     for (const auto& row : refusals) {
         SCOPED_TRACE(row.message);
-        SettingsBench bench;
-        bench.WriteFile("kept", row.file);
-        const CommandResult result = bench.Run("settings " + std::string(row.words));
+        CSettingsFixture fixture;
+        fixture.WriteFile("kept", row.file);
+        const CCommandResult result = fixture.Run("settings " + std::string(row.words));
         EXPECT_EQ(row.status, result.status);
         EXPECT_EQ(1u, Lines(result.err).size());
         EXPECT_TRUE(Shows(result.err, row.message));
-        EXPECT_EQ(std::nullopt, bench.written);
+        EXPECT_EQ(std::nullopt, fixture.written);
         EXPECT_FALSE(spooler::LoadValue(L"Card Printer", L"CurrentSettings"));
     }
 }
 
 TEST(Settings, ThatThePrinterDoesNotTakeAreToldOf)
 {
-    SettingsBench bench;
-    const CommandResult result = bench.Run("settings set 'Image Darkness=5' FeedPWM=7");
+    CSettingsFixture fixture;
+    const CCommandResult result = fixture.Run("settings set 'Image Darkness=5' FeedPWM=7");
     EXPECT_EQ(1, result.status);
     EXPECT_EQ("zrtctl: the printer did not take FeedPWM=7\n", result.err);
 }
@@ -113,10 +113,10 @@ TEST(Settings, AnAnswerOfAnotherFormIsNoList)
 {
     for (const char* reply :
          {"FeedPWM=1,2;", "FeedPWM=a,0,1,1;", "=1,0,1,1;", "FeedPWM=1,0,1,1,1;", ";;", "x"}) {
-        SettingsBench bench;
-        bench.settings = reply;
-        EXPECT_EQ(1, bench.Run("settings save @kept").status) << reply;
-        EXPECT_FALSE(std::filesystem::exists(bench.Folder() / "kept")) << reply;
+        CSettingsFixture fixture;
+        fixture.settings = reply;
+        EXPECT_EQ(1, fixture.Run("settings save @kept").status) << reply;
+        EXPECT_FALSE(std::filesystem::exists(fixture.Folder() / "kept")) << reply;
     }
 }
 

@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include "host/session/lower_tap.h"
+#include "host/session/port_monitor_proxy.h"
+#include "host/session/protocol_description.h"
 #include "host/session/trace.h"
-#include "host/session/wire_words.h"
 #include "tests/host/support/flat_json.h"
-#include "tests/host/support/host_bench.h"
+#include "tests/host/support/host_fixture.h"
 
 namespace zrtmon::test {
 namespace {
@@ -20,7 +20,7 @@ const std::string kStatusQuery = kPrefix + "Nr";
 
 using Meanings = std::vector<std::pair<std::string, const char*>>; // of bytes
 
-TEST(WireWords, SayWhatIsWritten)
+TEST(ProtocolDescription, NamesWhatIsWritten)
 {
     const Meanings cases = {
         {kStatusQuery, "Nr ask the status"},
@@ -35,11 +35,11 @@ TEST(WireWords, SayWhatIsWritten)
         {"picture" + kStatusQuery, "job data"},
     };
     for (const auto& [bytes, words] : cases) {
-        EXPECT_EQ(words, host::WrittenWords(bytes));
+        EXPECT_EQ(words, host::DescribeCommand(bytes));
     }
 }
 
-TEST(WireWords, SayWhatIsRead)
+TEST(ProtocolDescription, NamesWhatIsRead)
 {
     const Meanings cases = {
         {"", "no reply yet"},
@@ -51,7 +51,7 @@ TEST(WireWords, SayWhatIsRead)
         {"what?", "reply of another kind"},
     };
     for (const auto& [bytes, words] : cases) {
-        EXPECT_EQ(words, host::ReplyWords(bytes));
+        EXPECT_EQ(words, host::DescribeReply(bytes));
     }
 }
 
@@ -104,33 +104,33 @@ MONITOR2 NarrowMonitor()
 
 TEST(Trace, HidesAPasswordThatThePortTakesInParts)
 {
-    const HostBench bench;
+    const CHostFixture fixture;
     const MONITOR2 narrow = NarrowMonitor();
     uint64_t moved = 0;
     {
-        host::CTrace trace(bench.Folder() / "trace");
+        host::CTrace trace(fixture.Folder() / "trace");
         int lower = 0;
-        host::CLowerTap tap(&lower, narrow, &trace);
-        EXPECT_EQ(nullptr, tap.Table()->pfnGetPrinterDataFromPort) << "an entry that the port lacks";
+        host::CPortMonitorProxy proxy(&lower, narrow, &trace);
+        EXPECT_EQ(nullptr, proxy.Table()->pfnGetPrinterDataFromPort) << "an entry that the port lacks";
         wchar_t name[] = L"narrow";
         HANDLE port = nullptr;
-        ASSERT_TRUE(tap.Table()->pfnOpenPort(tap.Monitor(), name, &port));
+        ASSERT_TRUE(proxy.Table()->pfnOpenPort(proxy.Monitor(), name, &port));
         std::string bytes =
             kSecurityQuery + kPrefix + "5" + "SSSSSSSS" + "\x01" + "SSSSSSSSSSSSSSSS" + kStatusQuery;
         for (size_t offset = 0; offset < bytes.size();) {
             DWORD written = 0;
-            ASSERT_TRUE(tap.Table()->pfnWritePort(port, reinterpret_cast<LPBYTE>(bytes.data() + offset),
-                                                  static_cast<DWORD>(bytes.size() - offset), &written));
+            ASSERT_TRUE(proxy.Table()->pfnWritePort(port, reinterpret_cast<LPBYTE>(bytes.data() + offset),
+                                                    static_cast<DWORD>(bytes.size() - offset), &written));
             offset += written;
         }
         DWORD written = 0;
-        EXPECT_FALSE(tap.Table()->pfnWritePort(port, nullptr, 0, &written));
+        EXPECT_FALSE(proxy.Table()->pfnWritePort(port, nullptr, 0, &written));
         EXPECT_EQ(ERROR_WRITE_FAULT, GetLastError()) << "the caller sees the port's own last error";
-        EXPECT_TRUE(tap.Table()->pfnClosePort(port));
-        moved = tap.MovedBytes();
+        EXPECT_TRUE(proxy.Table()->pfnClosePort(port));
+        moved = proxy.MovedBytes();
     }
     EXPECT_EQ(39u, moved);
-    const std::string text = bench.ReadFile("trace");
+    const std::string text = fixture.ReadFile("trace");
     EXPECT_EQ(std::string::npos, text.find("53")) << "an S of the secret: " << text;
     EXPECT_TRUE(Shows(text, "\"offered\":27,\"taken\":12,"));
     EXPECT_TRUE(Shows(text, "1b 00 02 4e 72...\"error 29\"")) << "the command behind it is to be seen";
@@ -139,11 +139,12 @@ TEST(Trace, HidesAPasswordThatThePortTakesInParts)
 /// Prints a job of two cards with a query beside it and a trace of that name; the file's text.
 std::string TraceOfAJob(const std::string& name)
 {
-    HostBench bench;
-    bench.WriteFile("job", JobBytes(2));
-    const CommandResult result = bench.Run("print @job --ask CardCount --port sim:cards=5 --trace @" + name);
+    CHostFixture fixture;
+    fixture.WriteFile("job", JobBytes(2));
+    const CCommandResult result =
+        fixture.Run("print @job --ask CardCount --port sim:cards=5 --trace @" + name);
     EXPECT_EQ(0, result.status) << result.err;
-    return bench.ReadFile(name);
+    return fixture.ReadFile(name);
 }
 
 TEST(Trace, HasALineOfJsonForEveryCall)

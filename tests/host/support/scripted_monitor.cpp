@@ -9,11 +9,11 @@
 namespace zrtmon::test {
 namespace {
 
-ScriptedMonitor* g_script = nullptr;
+CScriptedMonitor* g_script = nullptr;
 
 } // namespace
 
-struct ScriptedMonitor::Entries {
+struct CScriptedMonitor::CEntries {
     static BOOL WINAPI OpenPortEx(HANDLE, HANDLE, LPWSTR, LPWSTR, PHANDLE port, MONITOR2*)
     {
         *port = g_script;
@@ -48,7 +48,7 @@ struct ScriptedMonitor::Entries {
     {
         const std::string requestText = host::Utf8FromWide(valueName);
         g_script->Note(requestText);
-        const Answer answer = g_script->answer(requestText);
+        const CAnswer answer = g_script->answer(requestText);
         *returned = answer.text.empty() ? 0 : static_cast<DWORD>(answer.text.size() + 1);
         if (*returned <= outputSize) {
             std::memcpy(output, answer.text.c_str(), *returned);
@@ -58,34 +58,34 @@ struct ScriptedMonitor::Entries {
     }
 };
 
-ScriptedMonitor::ScriptedMonitor() { g_script = this; }
+CScriptedMonitor::CScriptedMonitor() { g_script = this; }
 
-ScriptedMonitor::~ScriptedMonitor() { g_script = nullptr; }
+CScriptedMonitor::~CScriptedMonitor() { g_script = nullptr; }
 
-MONITOR2* WINAPI ScriptedMonitor::Initialize(MONITORINIT* init, HANDLE* monitor)
+MONITOR2* WINAPI CScriptedMonitor::Initialize(MONITORINIT* init, HANDLE* monitor)
 {
     static MONITOR2 table = [] {
         MONITOR2 entries{};
         entries.cbSize = sizeof entries;
-        entries.pfnOpenPortEx = Entries::OpenPortEx;
-        entries.pfnClosePort = Entries::ClosePort;
-        entries.pfnStartDocPort = Entries::StartDocPort;
-        entries.pfnWritePort = Entries::WritePort;
-        entries.pfnEndDocPort = Entries::EndDocPort;
-        entries.pfnGetPrinterDataFromPort = Entries::GetPrinterDataFromPort;
+        entries.pfnOpenPortEx = CEntries::OpenPortEx;
+        entries.pfnClosePort = CEntries::ClosePort;
+        entries.pfnStartDocPort = CEntries::StartDocPort;
+        entries.pfnWritePort = CEntries::WritePort;
+        entries.pfnEndDocPort = CEntries::EndDocPort;
+        entries.pfnGetPrinterDataFromPort = CEntries::GetPrinterDataFromPort;
         return entries;
     }();
     *monitor = init;
     return &table;
 }
 
-size_t ScriptedMonitor::Count(const std::string& call)
+size_t CScriptedMonitor::Count(const std::string& call)
 {
     const CSectionHold hold(m_lock);
     return m_calls[call];
 }
 
-BOOL ScriptedMonitor::Note(const std::string& call)
+BOOL CScriptedMonitor::Note(const std::string& call)
 {
     if (const auto hook = hooks.find(call); hook != hooks.end()) {
         hook->second();

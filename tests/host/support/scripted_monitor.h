@@ -8,22 +8,22 @@
 #include <vector>
 
 #include "platform/sync.h"
-#include "tests/host/support/host_bench.h"
+#include "tests/host/support/host_fixture.h"
 
 namespace zrtmon::test {
 
 /// While one exists, its Initialize is the entry point of a monitor that follows it. At most one at a time.
-class ScriptedMonitor {
+class CScriptedMonitor {
 public:
-    struct Answer {
+    struct CAnswer {
         std::string text;
         DWORD error = 0; ///< with an empty text: FALSE with this last error
     };
 
-    ScriptedMonitor();
-    ~ScriptedMonitor();
-    ScriptedMonitor(const ScriptedMonitor&) = delete;
-    ScriptedMonitor& operator=(const ScriptedMonitor&) = delete;
+    CScriptedMonitor();
+    ~CScriptedMonitor();
+    CScriptedMonitor(const CScriptedMonitor&) = delete;
+    CScriptedMonitor& operator=(const CScriptedMonitor&) = delete;
 
     static MONITOR2* WINAPI Initialize(MONITORINIT* init, HANDLE* monitor);
 
@@ -37,8 +37,8 @@ public:
     /// How many of the offered bytes WritePort reports written; all when it is empty.
     std::function<DWORD(DWORD size)> take;
     /// The answer to a request text.
-    std::function<Answer(const std::string& requestText)> answer = [](const std::string&) {
-        return Answer{"", ERROR_INVALID_PARAMETER};
+    std::function<CAnswer(const std::string& requestText)> answer = [](const std::string&) {
+        return CAnswer{"", ERROR_INVALID_PARAMETER};
     };
 
     std::string written;           ///< all bytes reported written, in order
@@ -47,7 +47,7 @@ public:
     DWORD jobId = 0;               ///< of the last document
 
 private:
-    struct Entries;
+    struct CEntries;
 
     BOOL Note(const std::string& call);
 
@@ -56,10 +56,10 @@ private:
 };
 
 /// The command line above a scripted monitor.
-struct ScriptedBench : HostBench {
-    ScriptedBench() { monitor = ScriptedMonitor::Initialize; }
+struct CScriptedFixture : CHostFixture {
+    CScriptedFixture() { monitor = CScriptedMonitor::Initialize; }
 
-    ScriptedMonitor script;
+    CScriptedMonitor script;
 };
 
 } // namespace zrtmon::test

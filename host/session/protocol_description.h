@@ -11,11 +11,11 @@
 namespace zrtmon::host {
 
 /// Bytes written to the port: the commands in them, or that they are job data.
-std::string WrittenWords(std::string_view bytes);
+std::string DescribeCommand(std::string_view bytes);
 /// Bytes read from the port.
-std::string ReplyWords(std::string_view bytes);
+std::string DescribeReply(std::string_view bytes);
 /// A control code of GetPrinterDataFromPort.
-std::string ControlWords(DWORD control);
+std::string DescribeControl(DWORD control);
 
 /// Hides what follows the printer's password commands in the bytes written to one port. A command may be cut
 /// anywhere by the end of a write.

@@ -1,4 +1,4 @@
-#include "host/printing/hold_watch.h"
+#include "host/printing/stall_detector.h"
 
 #include "host/printer/status_words.h"
 
@@ -11,7 +11,7 @@ constexpr char kStallReason[] = "the printer takes no more data for now";
 
 } // namespace
 
-void CHoldWatch::Update(DWORD now, const CPrintView& view)
+void CStallDetector::Update(DWORD now, const CPrintView& view)
 {
     if (view.takenBytes != m_takenBytes) {
         m_takenBytes = view.takenBytes;

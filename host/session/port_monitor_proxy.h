@@ -10,7 +10,7 @@
 namespace zrtmon::host {
 
 /// One call at the lower port, told when it has returned. The views are valid during the telling only.
-struct CLowerCall {
+struct CPortCall {
     const char* name; ///< "WritePort"
     HANDLE port;      ///< null while the port is not open
     DWORD startTick;  ///< GetTickCount
@@ -24,20 +24,20 @@ struct CLowerCall {
 };
 
 /// Whoever wants to know of the calls. Called on the thread that made the call.
-class ILowerObserver {
+class IPortCallObserver {
 public:
-    virtual ~ILowerObserver() = default;
-    virtual void OnLowerCall(const CLowerCall& call) = 0;
+    virtual ~IPortCallObserver() = default;
+    virtual void OnPortCall(const CPortCall& call) = 0;
 };
 
 /// The table handed to the language monitor in place of the port monitor's. Results and last errors are
 /// the port monitor's own; entries that it lacks are missing here too. Its functions may be called from
 /// any thread, as long as the tap exists; the observer is lent for that time, and may be null.
-class CLowerTap {
+class CPortMonitorProxy {
 public:
-    CLowerTap(HANDLE lowerMonitor, const MONITOR2& lower, ILowerObserver* observer);
-    CLowerTap(const CLowerTap&) = delete;
-    CLowerTap& operator=(const CLowerTap&) = delete;
+    CPortMonitorProxy(HANDLE lowerMonitor, const MONITOR2& lower, IPortCallObserver* observer);
+    CPortMonitorProxy(const CPortMonitorProxy&) = delete;
+    CPortMonitorProxy& operator=(const CPortMonitorProxy&) = delete;
 
     HANDLE Monitor() { return this; }
     MONITOR2* Table() { return &m_table; }
@@ -46,12 +46,12 @@ public:
     uint64_t MovedBytes() const { return m_moved.load(std::memory_order_relaxed); }
 
 private:
-    struct Entries;
+    struct CEntries;
     struct CPort;
 
     HANDLE m_lowerMonitor;
     const MONITOR2& m_lower;
-    ILowerObserver* m_observer;
+    IPortCallObserver* m_observer;
     MONITOR2 m_table{};
     std::atomic<uint64_t> m_moved{0};
 };

@@ -5,18 +5,18 @@
 #include <string>
 #include <vector>
 
-#include "host/session/ask.h"
+#include "host/session/query.h"
 #include "host/session/spooler_session.h"
 #include "host/terminal/console.h"
 
 namespace zrtmon::host {
 
 /// One thread. Everything given is lent.
-class CAskLoop {
+class CQueryPoller {
 public:
     /// startTick: the answers are shown with the time since then.
-    CAskLoop(CSpoolerSession& session, CConsole& console, const std::vector<std::string>& names,
-             DWORD startTick)
+    CQueryPoller(CSpoolerSession& session, CConsole& console, const std::vector<std::string>& names,
+                 DWORD startTick)
         : m_session(session), m_console(console), m_names(names), m_startTick(startTick)
     {
     }
@@ -26,7 +26,7 @@ public:
     void Run(HANDLE done);
 
 private:
-    void AskOne(const std::string& name);
+    void QueryOne(const std::string& name);
 
     CSpoolerSession& m_session;
     CConsole& m_console;

@@ -1,4 +1,4 @@
-#include "host/session/lower_tap.h"
+#include "host/session/port_monitor_proxy.h"
 
 #include <memory>
 #include <new>
@@ -6,12 +6,12 @@
 namespace zrtmon::host {
 
 /// What the language monitor holds as its lower port.
-struct CLowerTap::CPort {
-    CLowerTap& tap;
+struct CPortMonitorProxy::CPort {
+    CPortMonitorProxy& proxy;
     HANDLE lowerPort;
 };
 
-struct CLowerTap::Entries {
+struct CPortMonitorProxy::CEntries {
     static CPort& Port(HANDLE port) { return *static_cast<CPort*>(port); }
 
     static std::string_view View(const void* bytes, DWORD size)
@@ -21,36 +21,36 @@ struct CLowerTap::Entries {
 
     /// Makes the call, completes the record of it and tells the observer. The last error is the call's.
     template <typename Invoke>
-    static BOOL Observe(CLowerTap& tap, CLowerCall call, Invoke invoke)
+    static BOOL Observe(CPortMonitorProxy& proxy, CPortCall call, Invoke invoke)
     {
         call.startTick = GetTickCount();
         call.succeeded = invoke(call) != FALSE;
         const DWORD lastError = GetLastError();
         call.lastError = call.succeeded ? ERROR_SUCCESS : lastError;
         call.durationMs = GetTickCount() - call.startTick;
-        tap.m_moved.fetch_add(call.taken + call.received.size(), std::memory_order_relaxed);
-        if (tap.m_observer) {
-            tap.m_observer->OnLowerCall(call);
+        proxy.m_moved.fetch_add(call.taken + call.received.size(), std::memory_order_relaxed);
+        if (proxy.m_observer) {
+            proxy.m_observer->OnPortCall(call);
         }
         SetLastError(lastError);
         return call.succeeded;
     }
 
-    static CLowerCall Call(const char* name, HANDLE port, std::string_view sent = {})
+    static CPortCall Call(const char* name, HANDLE port, std::string_view sent = {})
     {
-        return CLowerCall{name, port, 0, 0, sent, 0, {}, 0, false, ERROR_SUCCESS};
+        return CPortCall{name, port, 0, 0, sent, 0, {}, 0, false, ERROR_SUCCESS};
     }
 
     static BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, PHANDLE port)
     {
-        CLowerTap& tap = *static_cast<CLowerTap*>(monitor);
-        std::unique_ptr<CPort> opened(new (std::nothrow) CPort{tap, nullptr});
+        CPortMonitorProxy& proxy = *static_cast<CPortMonitorProxy*>(monitor);
+        std::unique_ptr<CPort> opened(new (std::nothrow) CPort{proxy, nullptr});
         if (!opened) {
             SetLastError(ERROR_NOT_ENOUGH_MEMORY);
             return FALSE;
         }
-        const BOOL succeeded = Observe(tap, Call("OpenPort", nullptr), [&](CLowerCall& call) {
-            const BOOL result = tap.m_lower.pfnOpenPort(tap.m_lowerMonitor, name, &opened->lowerPort);
+        const BOOL succeeded = Observe(proxy, Call("OpenPort", nullptr), [&](CPortCall& call) {
+            const BOOL result = proxy.m_lower.pfnOpenPort(proxy.m_lowerMonitor, name, &opened->lowerPort);
             call.port = opened.get();
             return result;
         });
@@ -63,8 +63,8 @@ struct CLowerTap::Entries {
     static BOOL WINAPI ClosePort(HANDLE handle)
     {
         CPort& port = Port(handle);
-        const BOOL succeeded = Observe(port.tap, Call("ClosePort", handle), [&](CLowerCall&) {
-            return port.tap.m_lower.pfnClosePort(port.lowerPort);
+        const BOOL succeeded = Observe(port.proxy, Call("ClosePort", handle), [&](CPortCall&) {
+            return port.proxy.m_lower.pfnClosePort(port.lowerPort);
         });
         if (succeeded) {
             delete &port;
@@ -78,23 +78,23 @@ struct CLowerTap::Entries {
         CPort& port = Port(handle);
         const bool isChannel = level == 2 && reinterpret_cast<DOC_INFO_2W*>(docInfo)->dwMode == DI_CHANNEL;
         const char* name = isChannel ? "StartDocPort (channel)" : "StartDocPort";
-        return Observe(port.tap, Call(name, handle), [&](CLowerCall&) {
-            return port.tap.m_lower.pfnStartDocPort(port.lowerPort, printerName, jobId, level, docInfo);
+        return Observe(port.proxy, Call(name, handle), [&](CPortCall&) {
+            return port.proxy.m_lower.pfnStartDocPort(port.lowerPort, printerName, jobId, level, docInfo);
         });
     }
 
     static BOOL WINAPI EndDocPort(HANDLE handle)
     {
         CPort& port = Port(handle);
-        return Observe(port.tap, Call("EndDocPort", handle),
-                       [&](CLowerCall&) { return port.tap.m_lower.pfnEndDocPort(port.lowerPort); });
+        return Observe(port.proxy, Call("EndDocPort", handle),
+                       [&](CPortCall&) { return port.proxy.m_lower.pfnEndDocPort(port.lowerPort); });
     }
 
     static BOOL WINAPI WritePort(HANDLE handle, LPBYTE data, DWORD size, LPDWORD written)
     {
         CPort& port = Port(handle);
-        return Observe(port.tap, Call("WritePort", handle, View(data, size)), [&](CLowerCall& call) {
-            const BOOL result = port.tap.m_lower.pfnWritePort(port.lowerPort, data, size, written);
+        return Observe(port.proxy, Call("WritePort", handle, View(data, size)), [&](CPortCall& call) {
+            const BOOL result = port.proxy.m_lower.pfnWritePort(port.lowerPort, data, size, written);
             call.taken = written ? *written : 0;
             return result;
         });
@@ -103,8 +103,8 @@ struct CLowerTap::Entries {
     static BOOL WINAPI ReadPort(HANDLE handle, LPBYTE buffer, DWORD size, LPDWORD read)
     {
         CPort& port = Port(handle);
-        return Observe(port.tap, Call("ReadPort", handle), [&](CLowerCall& call) {
-            const BOOL result = port.tap.m_lower.pfnReadPort(port.lowerPort, buffer, size, read);
+        return Observe(port.proxy, Call("ReadPort", handle), [&](CPortCall& call) {
+            const BOOL result = port.proxy.m_lower.pfnReadPort(port.lowerPort, buffer, size, read);
             call.received = View(buffer, result && read ? *read : 0);
             return result;
         });
@@ -115,10 +115,10 @@ struct CLowerTap::Entries {
                                               LPDWORD returned)
     {
         CPort& port = Port(handle);
-        CLowerCall start = Call("GetPrinterDataFromPort", handle, View(input, inputSize));
+        CPortCall start = Call("GetPrinterDataFromPort", handle, View(input, inputSize));
         start.control = control;
-        return Observe(port.tap, start, [&](CLowerCall& call) {
-            const BOOL result = port.tap.m_lower.pfnGetPrinterDataFromPort(
+        return Observe(port.proxy, start, [&](CPortCall& call) {
+            const BOOL result = port.proxy.m_lower.pfnGetPrinterDataFromPort(
                 port.lowerPort, control, valueName, input, inputSize, output, outputSize, returned);
             call.taken = result ? inputSize : 0;
             call.received = View(output, result && returned && *returned <= outputSize ? *returned : 0);
@@ -132,9 +132,9 @@ struct CLowerTap::Entries {
     {
         CPort& port = Port(handle);
         DWORD result = ERROR_SUCCESS;
-        Observe(port.tap, Call("SendRecvBidiDataFromPort", handle), [&](CLowerCall&) {
-            result = port.tap.m_lower.pfnSendRecvBidiDataFromPort(port.lowerPort, accessBit, action, request,
-                                                                  response);
+        Observe(port.proxy, Call("SendRecvBidiDataFromPort", handle), [&](CPortCall&) {
+            result = port.proxy.m_lower.pfnSendRecvBidiDataFromPort(port.lowerPort, accessBit, action,
+                                                                    request, response);
             SetLastError(result);
             return result == ERROR_SUCCESS ? TRUE : FALSE;
         });
@@ -142,21 +142,21 @@ struct CLowerTap::Entries {
     }
 };
 
-CLowerTap::CLowerTap(HANDLE lowerMonitor, const MONITOR2& lower, ILowerObserver* observer)
+CPortMonitorProxy::CPortMonitorProxy(HANDLE lowerMonitor, const MONITOR2& lower, IPortCallObserver* observer)
     : m_lowerMonitor(lowerMonitor), m_lower(lower), m_observer(observer)
 {
     m_table.cbSize = sizeof m_table;
-    m_table.pfnOpenPort = Entries::OpenPort;
-    m_table.pfnClosePort = Entries::ClosePort;
-    m_table.pfnStartDocPort = Entries::StartDocPort;
-    m_table.pfnEndDocPort = Entries::EndDocPort;
-    m_table.pfnWritePort = Entries::WritePort;
-    m_table.pfnReadPort = Entries::ReadPort;
+    m_table.pfnOpenPort = CEntries::OpenPort;
+    m_table.pfnClosePort = CEntries::ClosePort;
+    m_table.pfnStartDocPort = CEntries::StartDocPort;
+    m_table.pfnEndDocPort = CEntries::EndDocPort;
+    m_table.pfnWritePort = CEntries::WritePort;
+    m_table.pfnReadPort = CEntries::ReadPort;
     if (lower.pfnGetPrinterDataFromPort) {
-        m_table.pfnGetPrinterDataFromPort = Entries::GetPrinterDataFromPort;
+        m_table.pfnGetPrinterDataFromPort = CEntries::GetPrinterDataFromPort;
     }
     if (lower.pfnSendRecvBidiDataFromPort) {
-        m_table.pfnSendRecvBidiDataFromPort = Entries::SendRecvBidiDataFromPort;
+        m_table.pfnSendRecvBidiDataFromPort = CEntries::SendRecvBidiDataFromPort;
     }
 }
 

@@ -1,4 +1,4 @@
-#include "host/session/wire_words.h"
+#include "host/session/protocol_description.h"
 
 #include <algorithm>
 #include <array>
@@ -178,7 +178,7 @@ constexpr uint8_t kEnableMode = 0x73;
 
 } // namespace
 
-std::string WrittenWords(std::string_view bytes)
+std::string DescribeCommand(std::string_view bytes)
 {
     if (bytes.starts_with(kPacketMark)) {
         return PacketWords(bytes);
@@ -188,7 +188,7 @@ std::string WrittenWords(std::string_view bytes)
     return isCommand ? CommandListWords(bytes) : "job data";
 }
 
-std::string ReplyWords(std::string_view bytes)
+std::string DescribeReply(std::string_view bytes)
 {
     if (bytes.empty()) {
         return "no reply yet";
@@ -203,7 +203,7 @@ std::string ReplyWords(std::string_view bytes)
     return "reply of another kind";
 }
 
-std::string ControlWords(DWORD control)
+std::string DescribeControl(DWORD control)
 {
     for (const auto& row : kControls) {
         if (row.control == control) {

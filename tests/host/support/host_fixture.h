@@ -15,20 +15,20 @@
 
 namespace zrtmon::test {
 
-struct CommandResult {
+struct CCommandResult {
     int status = -1;
     std::string out;
     std::string err;
 };
 
-class HostBench {
+class CHostFixture {
 public:
-    HostBench();
-    ~HostBench();
+    CHostFixture();
+    ~CHostFixture();
 
     /// Runs zrtctl with these words, which blanks part; in single quotes a word may hold blanks. "@NAME" in a
     /// word stands for the path of that file in Folder.
-    CommandResult Run(const std::string& commandLine);
+    CCommandResult Run(const std::string& commandLine);
 
     const std::filesystem::path& Folder() const { return m_folder; }
     void WriteFile(const std::string& name, const std::string& bytes) const;

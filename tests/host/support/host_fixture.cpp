@@ -1,4 +1,4 @@
-#include "tests/host/support/host_bench.h"
+#include "tests/host/support/host_fixture.h"
 
 #include <algorithm>
 #include <fstream>
@@ -23,7 +23,7 @@ private:
 
 } // namespace
 
-HostBench::HostBench()
+CHostFixture::CHostFixture()
     : programFolder(std::filesystem::path(ZRTMON_LIBRARY).parent_path()),
       m_folder(std::filesystem::temp_directory_path() /
                ("zrtctl-test-" + std::to_string(std::random_device()())))
@@ -31,9 +31,9 @@ HostBench::HostBench()
     std::filesystem::create_directories(m_folder);
 }
 
-HostBench::~HostBench() { std::filesystem::remove_all(m_folder); }
+CHostFixture::~CHostFixture() { std::filesystem::remove_all(m_folder); }
 
-std::vector<std::string> HostBench::WordsOf(const std::string& commandLine) const
+std::vector<std::string> CHostFixture::WordsOf(const std::string& commandLine) const
 {
     std::vector<std::string> words{"zrtctl"};
     std::istringstream stream(commandLine);
@@ -44,7 +44,7 @@ std::vector<std::string> HostBench::WordsOf(const std::string& commandLine) cons
     return words;
 }
 
-CommandResult HostBench::Run(const std::string& commandLine)
+CCommandResult CHostFixture::Run(const std::string& commandLine)
 {
     std::ostringstream out;
     std::ostringstream err;
@@ -73,7 +73,7 @@ CommandResult HostBench::Run(const std::string& commandLine)
     return {status, out.str(), err.str()};
 }
 
-terminal::SecretEnd HostBench::ReadSecret(CSecret& line, const std::function<bool()>& stop)
+terminal::SecretEnd CHostFixture::ReadSecret(CSecret& line, const std::function<bool()>& stop)
 {
     constexpr DWORD kTypingMs = 1000;
     constexpr DWORD kStepMs = 50;
@@ -95,12 +95,12 @@ terminal::SecretEnd HostBench::ReadSecret(CSecret& line, const std::function<boo
     return terminal::SecretEnd::Line;
 }
 
-void HostBench::WriteFile(const std::string& name, const std::string& bytes) const
+void CHostFixture::WriteFile(const std::string& name, const std::string& bytes) const
 {
     std::ofstream(m_folder / name, std::ios::binary) << bytes;
 }
 
-std::string HostBench::ReadFile(const std::string& name) const
+std::string CHostFixture::ReadFile(const std::string& name) const
 {
     std::ifstream file(m_folder / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

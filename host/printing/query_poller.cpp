@@ -1,4 +1,4 @@
-#include "host/printing/ask_loop.h"
+#include "host/printing/query_poller.h"
 
 #include "host/printer/status_words.h"
 #include "host/text/text.h"
@@ -11,21 +11,21 @@ constexpr DWORD kPauseMs = 200;
 
 } // namespace
 
-void CAskLoop::Run(HANDLE done)
+void CQueryPoller::Run(HANDLE done)
 {
     do {
         for (const std::string& name : m_names) {
             if (WaitForSingleObject(done, 0) == WAIT_OBJECT_0) {
                 return;
             }
-            AskOne(name);
+            QueryOne(name);
         }
     } while (WaitForSingleObject(done, kPauseMs) == WAIT_TIMEOUT);
 }
 
-void CAskLoop::AskOne(const std::string& name)
+void CQueryPoller::QueryOne(const std::string& name)
 {
-    const CAnswer answer = Ask(m_session.Table(), m_session.Port(), name);
+    const CQueryResult answer = Query(m_session.Table(), m_session.Port(), name);
     const std::string line =
         answer.answered ? name + '=' + Printable(answer.text) : name + ": " + QueryErrorWords(answer.error);
     std::string& shown = m_shown[name];

@@ -1,4 +1,4 @@
-#include "host/session/ask.h"
+#include "host/session/query.h"
 
 #include <vector>
 
@@ -20,7 +20,7 @@ bool MayBeSilent(const std::string& requestText)
 }
 
 /// The request text stays as it is.
-CAnswer AskWide(const MONITOR2& table, HANDLE port, std::wstring& requestText, bool maySilent)
+CQueryResult QueryWide(const MONITOR2& table, HANDLE port, std::wstring& requestText, bool maySilent)
 {
     std::vector<wchar_t> buffer(kFirstBufferBytes / sizeof(wchar_t));
     for (;;) {
@@ -44,15 +44,15 @@ CAnswer AskWide(const MONITOR2& table, HANDLE port, std::wstring& requestText, b
 
 } // namespace
 
-CAnswer Ask(const MONITOR2& table, HANDLE port, const std::string& requestText)
+CQueryResult Query(const MONITOR2& table, HANDLE port, const std::string& requestText)
 {
     std::wstring wideText = WideFromUtf8(requestText);
-    return AskWide(table, port, wideText, MayBeSilent(requestText));
+    return QueryWide(table, port, wideText, MayBeSilent(requestText));
 }
 
-std::string AskOrThrow(const MONITOR2& table, HANDLE port, const std::string& requestText)
+std::string QueryOrThrow(const MONITOR2& table, HANDLE port, const std::string& requestText)
 {
-    const CAnswer answer = Ask(table, port, requestText);
+    const CQueryResult answer = Query(table, port, requestText);
     if (!answer.answered) {
         throw CHostError(QueryStatus(answer.error),
                          Printable(requestText) + ": " + QueryErrorWords(answer.error));
@@ -75,16 +75,16 @@ void SendPasswords(const MONITOR2& table, HANDLE port, const std::string& name,
             requestText += static_cast<unsigned char>(byte);
         }
     }
-    const CAnswer answer = AskWide(table, port, requestText, true);
+    const CQueryResult answer = QueryWide(table, port, requestText, true);
     Wipe(requestText);
     if (!answer.answered) {
         throw CHostError(QueryStatus(answer.error), name + ": " + QueryErrorWords(answer.error));
     }
 }
 
-CNumber AskNumber(const MONITOR2& table, HANDLE port, const std::string& requestText)
+CQueriedNumber QueryNumber(const MONITOR2& table, HANDLE port, const std::string& requestText)
 {
-    const CAnswer answer = Ask(table, port, requestText);
+    const CQueryResult answer = Query(table, port, requestText);
     if (!answer.answered) {
         return {std::nullopt, answer.error};
     }

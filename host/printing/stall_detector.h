@@ -13,13 +13,13 @@ struct CPrintView {
     uint64_t takenBytes = 0; ///< reported written
     uint64_t totalBytes = 0;
     bool finishing = false; ///< nothing is offered any more
-    CPublished values;
+    CPublishedValues values;
 };
 
 /// One thread.
-class CHoldWatch {
+class CStallDetector {
 public:
-    explicit CHoldWatch(DWORD now) : m_lastChange(now) {}
+    explicit CStallDetector(DWORD now) : m_lastChange(now) {}
 
     /// now is GetTickCount.
     void Update(DWORD now, const CPrintView& view);
