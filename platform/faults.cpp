@@ -44,10 +44,12 @@ FaultFree::FaultFree() { ++t_faultFreeDepth; }
 
 FaultFree::~FaultFree() { --t_faultFreeDepth; }
 
+bool FaultFree::IsActive() noexcept { return t_faultFreeDepth != 0; }
+
 bool FaultDue(FaultPoint point) noexcept
 {
     PointState& state = StateOf(point);
-    if (!state.armed.load(std::memory_order_relaxed) || t_faultFreeDepth != 0) {
+    if (!state.armed.load(std::memory_order_relaxed) || FaultFree::IsActive()) {
         return false;
     }
     if (state.calls.fetch_add(1) != state.failAt) {

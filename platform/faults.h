@@ -43,6 +43,9 @@ public:
     ~FaultFree();
     FaultFree(const FaultFree&) = delete;
     FaultFree& operator=(const FaultFree&) = delete;
+
+    /// Whether the calling thread has one.
+    static bool IsActive() noexcept;
 };
 
 /// Counts one call of that kind; true when it is the one that must fail. The layer calls it at each of

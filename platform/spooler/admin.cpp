@@ -58,7 +58,7 @@ void StoreValue(const std::wstring& printerName, const std::wstring& valueName, 
     CPrinterStore& store = CPrinterStore::Get();
     const CSectionHold hold(store.Section());
     if (Printer* const printer = store.FindPrinter(printerName)) {
-        printer->values.insert_or_assign(valueName, Value{type, bytes});
+        printer->StoreValue(valueName, type, bytes);
     }
 }
 
@@ -67,11 +67,8 @@ std::optional<std::string> LoadValue(const std::wstring& printerName, const std:
     CPrinterStore& store = CPrinterStore::Get();
     const CSectionHold hold(store.Section());
     const Printer* const printer = store.FindPrinter(printerName);
-    if (!printer) {
-        return std::nullopt;
-    }
-    const auto value = printer->values.find(valueName);
-    return value == printer->values.end() ? std::nullopt : std::optional(value->second.bytes);
+    const Value* const value = printer ? printer->FindValue(valueName) : nullptr;
+    return value ? std::optional(value->bytes) : std::nullopt;
 }
 
 size_t OpenPrinterCount()

@@ -16,6 +16,17 @@ uintptr_t ToKey(HANDLE handle) { return reinterpret_cast<uintptr_t>(handle); }
 
 } // namespace
 
+const Value* Printer::FindValue(const std::wstring& valueName) const
+{
+    const auto found = values.find(valueName);
+    return found == values.end() ? nullptr : found->second.get();
+}
+
+void Printer::StoreValue(const std::wstring& valueName, DWORD type, std::string_view bytes)
+{
+    values.insert_or_assign(valueName, std::make_unique<const Value>(type, bytes));
+}
+
 Job* Printer::FindJob(DWORD jobId)
 {
     const auto found =

@@ -9,10 +9,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/sync.h"
 #include "platform/win32.h"
+#include "platform/wipe.h"
 
 namespace zrtmon::spooler {
 
@@ -23,7 +25,13 @@ struct NameLess {
     }
 };
 
+/// A named value. It may be a password: it is wiped with the object.
 struct Value {
+    Value(DWORD valueType, std::string_view valueBytes) : type(valueType), bytes(valueBytes) {}
+    ~Value() { Wipe(bytes); }
+    Value(const Value&) = delete;
+    Value& operator=(const Value&) = delete;
+
     DWORD type;
     std::string bytes;
 };
@@ -37,10 +45,14 @@ struct Job {
 
 struct Printer {
     std::wstring name;
-    ACCESS_MASK access; ///< what it may be opened with
-    std::map<std::wstring, Value, NameLess> values;
-    std::vector<Job> jobs; ///< the next to print first
+    ACCESS_MASK access;                                                    ///< what it may be opened with
+    std::map<std::wstring, std::unique_ptr<const Value>, NameLess> values; ///< never null
+    std::vector<Job> jobs;                                                 ///< the next to print first
 
+    /// Null when it has no such value.
+    const Value* FindValue(const std::wstring& valueName) const;
+    /// Adds or replaces a value.
+    void StoreValue(const std::wstring& valueName, DWORD type, std::string_view bytes);
     /// Null when it is not in the queue.
     Job* FindJob(DWORD jobId);
 };

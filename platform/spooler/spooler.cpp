@@ -149,9 +149,8 @@ DWORD WINAPI GetPrinterDataW(HANDLE printer, LPWSTR valueName, LPDWORD type, LPB
         if (IsEmpty(valueName) || !sizeNeeded) {
             return ERROR_INVALID_PARAMETER;
         }
-        const auto value = found->values.find(valueName);
-        return value == found->values.end() ? ERROR_FILE_NOT_FOUND
-                                            : CopyValue(value->second, type, data, size, sizeNeeded);
+        const Value* const value = found->FindValue(valueName);
+        return value ? CopyValue(*value, type, data, size, sizeNeeded) : ERROR_FILE_NOT_FOUND;
     });
 }
 
@@ -165,9 +164,7 @@ DWORD WINAPI SetPrinterDataW(HANDLE printer, LPWSTR valueName, DWORD type, LPBYT
         if (!data && size != 0) {
             return ERROR_INVALID_PARAMETER;
         }
-        const auto* const bytes = reinterpret_cast<const char*>(data);
-        Value value{type, size != 0 ? std::string(bytes, size) : std::string()};
-        store.FromHandle(printer)->values.insert_or_assign(valueName, std::move(value));
+        store.FromHandle(printer)->StoreValue(valueName, type, {reinterpret_cast<const char*>(data), size});
         return ERROR_SUCCESS;
     });
 }
