@@ -234,7 +234,7 @@ inline constexpr DWORD DLL_THREAD_DETACH = 3;
 /// Thread notifications do not exist here: answers TRUE and does nothing.
 ZRT_PLATFORM_API BOOL WINAPI DisableThreadLibraryCalls(HMODULE module) noexcept;
 
-using FARPROC = void (*)();
+using FARPROC = intptr_t(WINAPI*)();
 
 /// Loads a shared library and calls its `DllMain`, where it has one, with DLL_PROCESS_ATTACH. Null with last
 /// error 126 when it cannot be loaded, 1114 when its DllMain refuses. Released with FreeLibrary, which
@@ -345,12 +345,14 @@ struct DOC_INFO_2W {
 struct BIDI_REQUEST_CONTAINER;
 struct BIDI_RESPONSE_CONTAINER;
 
+struct MONITORREG;
+
 /// What the spooler hands to a monitor at load. Only its address is used.
 struct MONITORINIT {
     DWORD cbSize;
     HANDLE hSpooler;
     HANDLE hckRegistryRoot;
-    void* pMonitorReg;
+    MONITORREG* pMonitorReg;
     BOOL bLocal;
     LPCWSTR pszServerName;
 };
