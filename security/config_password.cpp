@@ -1,5 +1,7 @@
 #include "security/config_password.h"
 
+#include <optional>
+
 #include "security/xml_password.h"
 
 namespace zrtmon {
@@ -15,28 +17,44 @@ uint64_t FileTimeUnits(const SYSTEMTIME& time)
     return uint64_t{units.dwHighDateTime} << 32 | units.dwLowDateTime;
 }
 
+struct Rules {
+    BOOL onFirstCard = FALSE;
+    uint32_t delayMs = 0;
+};
+
+/// Empty if the file cannot be loaded, or names no known delay although the delay rule is on.
+std::optional<Rules> ReadRules(const wchar_t* path)
+try {
+    CXmlPassword file;
+    if (!file.Load(path)) {
+        return std::nullopt;
+    }
+    Rules rules;
+    file.ReadOnFirstCard(&rules.onFirstCard); // off if it has no "Enabled", as the delay rule is
+    BOOL afterDelay = FALSE;
+    if (file.ReadAfterDelay(&afterDelay) && afterDelay) {
+        rules.delayMs = file.ReadDelay();
+        if (rules.delayMs == 0) {
+            return std::nullopt;
+        }
+    }
+    return rules;
+} catch (const CXmlError&) {
+    return std::nullopt;
+}
+
 } // namespace
 
 BOOL CConfigPassword::Load(const wchar_t* path)
 {
     m_entryPending = TRUE;
-    CXmlPassword file;
-    if (!file.Load(path)) {
+    const std::optional<Rules> rules = ReadRules(path);
+    if (!rules) {
         return FALSE;
     }
-    BOOL onFirstCard = FALSE;
-    file.ReadOnFirstCard(&onFirstCard); // stays off when it cannot be read
-    uint32_t delay = 0;
-    BOOL afterDelay = FALSE;
-    if (file.ReadAfterDelay(&afterDelay) && afterDelay) {
-        delay = file.ReadDelay();
-        if (delay == 0) {
-            return FALSE;
-        }
-    }
-    if (onFirstCard != m_onFirstCard || delay != m_delay) {
-        m_onFirstCard = onFirstCard;
-        m_delay = delay;
+    if (rules->onFirstCard != m_onFirstCard || rules->delayMs != m_delay) {
+        m_onFirstCard = rules->onFirstCard;
+        m_delay = rules->delayMs;
         m_enteredAt.wYear = 0;
     }
     return TRUE;

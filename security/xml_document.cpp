@@ -6,8 +6,8 @@ namespace zrtmon {
 
 bool CVariant::IsText(const wchar_t* expected)
 {
-    if (m_variant.vt != VT_BSTR && FAILED(VariantChangeType(&m_variant, &m_variant, 0, VT_BSTR))) {
-        return false;
+    if (m_variant.vt != VT_BSTR) {
+        RequireXml(VariantChangeType(&m_variant, &m_variant, 0, VT_BSTR));
     }
     return m_variant.bstrVal && std::wcscmp(m_variant.bstrVal, expected) == 0;
 }
@@ -47,15 +47,19 @@ BOOL CXmlDocument::Create()
 BOOL CXmlDocument::ReadAttribute(const wchar_t* name, IXMLDOMNode* node, VARIANT* value)
 {
     const CBStr key(name);
+    RequireXml(key ? S_OK : E_OUTOFMEMORY);
     CComReference<IXMLDOMNamedNodeMap> attributes;
-    if (!key || FAILED(node->get_attributes(attributes.Receive())) || !attributes) {
+    RequireXml(node->get_attributes(attributes.Receive()));
+    if (!attributes) {
         return FALSE;
     }
     CComReference<IXMLDOMNode> attribute;
-    if (FAILED(attributes->getNamedItem(key.Get(), attribute.Receive())) || !attribute) {
+    RequireXml(attributes->getNamedItem(key.Get(), attribute.Receive()));
+    if (!attribute) {
         return FALSE;
     }
-    return SUCCEEDED(attribute->get_nodeValue(value));
+    RequireXml(attribute->get_nodeValue(value));
+    return TRUE;
 }
 
 } // namespace zrtmon

@@ -1,11 +1,24 @@
 #pragma once
 
-#include <string>
-#include <utility>
+#include <exception>
 
 #include "platform/xml_dom.h"
 
 namespace zrtmon {
+
+/// An XML call failed, as opposed to finding nothing. The policy is then unknown, not absent.
+class CXmlError final : public std::exception {
+public:
+    const char* what() const noexcept override { return "a call of the XML services failed"; }
+};
+
+/// Throws CXmlError if a call failed.
+inline void RequireXml(HRESULT result)
+{
+    if (FAILED(result)) {
+        throw CXmlError();
+    }
+}
 
 /// Owns one reference to a COM object; may be empty.
 template <typename Interface>
@@ -24,14 +37,14 @@ public:
     Interface* Get() const { return m_object; }
     Interface* operator->() const { return m_object; }
     explicit operator bool() const { return m_object != nullptr; }
-    /// Where a call puts the object; for an empty one only.
+    /// Receives the object from a call. Only while empty.
     Interface** Receive() { return &m_object; }
 
 private:
     Interface* m_object = nullptr;
 };
 
-/// A variant and its clearing.
+/// Owns a variant and what it holds.
 class CVariant {
 public:
     CVariant() { VariantInit(&m_variant); }
@@ -40,14 +53,15 @@ public:
     CVariant& operator=(const CVariant&) = delete;
 
     VARIANT* Get() { return &m_variant; }
-    /// The value as text; false when it has no text form.
+    /// Whether the value, converted to text, equals the expected text. Throws CXmlError if it cannot be
+    /// converted.
     bool IsText(const wchar_t* expected);
 
 private:
     VARIANT m_variant;
 };
 
-/// Text of COM and its freeing; empty when memory was exhausted.
+/// Owns a COM string; empty if memory was exhausted.
 class CBStr {
 public:
     explicit CBStr(const wchar_t* text) : m_text(SysAllocString(text)) {}
@@ -62,8 +76,8 @@ private:
     BSTR m_text;
 };
 
-/// An XML document. COM is initialised on the thread that creates it, and let go of with the object: one
-/// thread.
+/// An XML document. COM is initialised on the thread that calls Create until the object is destroyed, so one
+/// thread creates, uses and destroys it.
 class CXmlDocument {
 public:
     CXmlDocument() = default;
@@ -71,17 +85,18 @@ public:
     CXmlDocument(const CXmlDocument&) = delete;
     CXmlDocument& operator=(const CXmlDocument&) = delete;
 
-    /// Makes the empty document. FALSE when COM or the document class is not to be had.
+    /// Makes the empty document. FALSE if COM or the document class is not available.
     virtual BOOL Create();
 
-    /// The value of a node's attribute. FALSE when the node has none of that name.
+    /// Reads an attribute of a node by its qualified name. FALSE if the node has no such attribute. Throws
+    /// CXmlError.
     static BOOL ReadAttribute(const wchar_t* name, IXMLDOMNode* node, VARIANT* value);
 
 protected:
     IXMLDOMDocument* m_document = nullptr; ///< one reference, owned; null until Create
 
 private:
-    bool m_isComInitialised = false;
+    bool m_isComInitialised = false; ///< to be balanced: the thread is the spooler's
 };
 
 } // namespace zrtmon

@@ -57,7 +57,8 @@ uint32_t CXmlPassword::ReadDelay()
 {
     CComReference<IXMLDOMNode> node;
     CVariant value;
-    if (!SelectNode(kDelayHours, node) || !node || !ReadAttribute(L"DelayTime", node.Get(), value.Get())) {
+    SelectNode(kDelayHours, node);
+    if (!node || !ReadAttribute(L"DelayTime", node.Get(), value.Get())) {
         return 0;
     }
     for (const DelayRow& row : kDelays) {
@@ -72,9 +73,7 @@ BOOL CXmlPassword::ReadEnabled(const wchar_t* expression, BOOL* enabled)
 {
     *enabled = FALSE;
     CComReference<IXMLDOMNode> node;
-    if (!SelectNode(expression, node)) {
-        return FALSE;
-    }
+    SelectNode(expression, node);
     if (!node) {
         return TRUE;
     }
@@ -86,11 +85,10 @@ BOOL CXmlPassword::ReadEnabled(const wchar_t* expression, BOOL* enabled)
     return TRUE;
 }
 
-/// TRUE also when there is no such node, which leaves node empty.
-BOOL CXmlPassword::SelectNode(const wchar_t* expression, CComReference<IXMLDOMNode>& node)
+void CXmlPassword::SelectNode(const wchar_t* expression, CComReference<IXMLDOMNode>& node)
 {
     const CBStr text(expression);
-    return text && SUCCEEDED(m_document->selectSingleNode(text.Get(), node.Receive()));
+    RequireXml(text ? m_document->selectSingleNode(text.Get(), node.Receive()) : E_OUTOFMEMORY);
 }
 
 } // namespace zrtmon

@@ -11,18 +11,22 @@ namespace zrtmon {
 /// opened for it.
 class CXmlPassword final : public CXmlDocument {
 public:
+    /// FALSE if the file is not acceptable or not well-formed.
     virtual BOOL Load(const wchar_t* path);
 
-    /// The first-card rule. FALSE when the element is there and has no readable "Enabled".
+    // These need a loaded file, and throw CXmlError if the file cannot be queried.
+
+    /// The first-card rule. FALSE if the element is present without an "Enabled".
     BOOL ReadOnFirstCard(BOOL* enabled);
     /// The delay rule, likewise.
     BOOL ReadAfterDelay(BOOL* enabled);
-    /// The delay in milliseconds; 0 when there is none or it is none of the known ones.
+    /// The delay in milliseconds; 0 if it is absent or not one of the known delays.
     uint32_t ReadDelay();
 
 private:
     BOOL ReadEnabled(const wchar_t* expression, BOOL* enabled);
-    BOOL SelectNode(const wchar_t* expression, CComReference<IXMLDOMNode>& node);
+    /// Finds the first node that an XPath expression selects; node stays empty if there is none.
+    void SelectNode(const wchar_t* expression, CComReference<IXMLDOMNode>& node);
     BOOL LoadFile(const wchar_t* path);
 };
 

@@ -82,6 +82,33 @@ std::optional<std::vector<char>> ReadFile(const std::string& path)
     return std::nullopt; // it has grown since
 }
 
+/// While it exists, receives the errors that the XML library raises on this thread and would otherwise print.
+/// An evaluation that runs out of memory may return an empty set: only the error shows it.
+class CLibraryErrors {
+public:
+    CLibraryErrors() : m_handler(xmlStructuredError), m_context(xmlStructuredErrorContext)
+    {
+        xmlSetStructuredErrorFunc(this, &CLibraryErrors::OnError);
+    }
+    ~CLibraryErrors() { xmlSetStructuredErrorFunc(m_context, m_handler); }
+    CLibraryErrors(const CLibraryErrors&) = delete;
+    CLibraryErrors& operator=(const CLibraryErrors&) = delete;
+
+    bool IsMemoryExhausted() const { return m_isMemoryExhausted; }
+
+private:
+    static void OnError(void* self, xmlErrorPtr error)
+    {
+        if (error->code == XML_ERR_NO_MEMORY) {
+            static_cast<CLibraryErrors*>(self)->m_isMemoryExhausted = true;
+        }
+    }
+
+    xmlStructuredErrorFunc m_handler;
+    void* m_context;
+    bool m_isMemoryExhausted = false;
+};
+
 const xmlChar* AsXml(const std::string& text) { return reinterpret_cast<const xmlChar*>(text.c_str()); }
 
 /// Counting and asking for interfaces, for an object that serves one interface besides IUnknown.
@@ -189,6 +216,9 @@ HRESULT Node::get_nodeValue(VARIANT* value) noexcept
             return S_FALSE;
         }
         const XmlPtr<xmlChar> text(xmlNodeListGetString(m_document.get(), m_node->children, 1));
+        if (!text && m_node->children) {
+            return E_OUTOFMEMORY;
+        }
         const char* bytes = text ? reinterpret_cast<const char*>(text.get()) : "";
         value->bstrVal = SysAllocString(Utf8ToWide(bytes).c_str());
         value->vt = value->bstrVal ? VT_BSTR : VT_EMPTY;
@@ -222,7 +252,8 @@ HRESULT Document::load(VARIANT path, VARIANT_BOOL* loaded) noexcept
         }
         // Without XML_PARSE_HUGE the parser's own limits on depth and expansion hold; without
         // XML_PARSE_DTDLOAD and XML_PARSE_NOENT no external subset or entity is looked at.
-        constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+        constexpr int kOptions = XML_PARSE_NONET;
+        const CLibraryErrors errors;
         XmlPtr<xmlDoc> parsed(
             xmlReadMemory(bytes->data(), static_cast<int>(bytes->size()), nullptr, nullptr, kOptions));
         if (!parsed) {
@@ -247,13 +278,14 @@ HRESULT Document::selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept
         if (!m_document || !xpath) {
             return xpath ? S_FALSE : E_INVALIDARG;
         }
+        const CLibraryErrors errors;
         const XmlPtr<xmlXPathContext> context(xmlXPathNewContext(m_document.get()));
         if (!context) {
             return E_OUTOFMEMORY;
         }
         const XmlPtr<xmlXPathObject> found(xmlXPathEvalExpression(AsXml(*xpath), context.get()));
-        if (!found) {
-            return E_INVALIDARG;
+        if (!found || errors.IsMemoryExhausted()) {
+            return errors.IsMemoryExhausted() ? E_OUTOFMEMORY : E_INVALIDARG;
         }
         const bool any = !xmlXPathNodeSetIsEmpty(found->nodesetval);
         return MakeObject<Node>(node, any, m_document, any ? found->nodesetval->nodeTab[0] : nullptr);
