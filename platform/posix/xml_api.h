@@ -85,7 +85,7 @@ protected:
 
 class IXMLDOMNamedNodeMap : public IUnknown {
 public:
-    /// S_FALSE and null when there is no such attribute.
+    /// The attribute of that qualified name; S_FALSE and null if there is none.
     virtual HRESULT getNamedItem(BSTR name, IXMLDOMNode** item) noexcept = 0;
 
 protected:

@@ -226,12 +226,23 @@ HRESULT Node::get_nodeValue(VARIANT* value) noexcept
     });
 }
 
+/// The name as it is written in the file: with its prefix.
+std::string QualifiedName(const xmlAttr& attribute)
+{
+    const auto* prefix = attribute.ns ? reinterpret_cast<const char*>(attribute.ns->prefix) : nullptr;
+    const auto* name = reinterpret_cast<const char*>(attribute.name);
+    return prefix ? std::string(prefix) + ':' + name : name;
+}
+
 HRESULT AttributeMap::getNamedItem(BSTR name, IXMLDOMNode** item) noexcept
 {
     return Guard([&]() -> HRESULT {
         *item = nullptr;
         const std::optional<std::string> key = WideToUtf8(name);
-        xmlAttr* attribute = key ? xmlHasProp(m_element, AsXml(*key)) : nullptr;
+        xmlAttr* attribute = key ? m_element->properties : nullptr;
+        while (attribute && QualifiedName(*attribute) != *key) {
+            attribute = attribute->next;
+        }
         return MakeObject<Node>(item, attribute != nullptr, m_document,
                                 reinterpret_cast<xmlNode*>(attribute));
     });

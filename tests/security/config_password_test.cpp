@@ -48,9 +48,9 @@ std::string Repeated(size_t count, const std::string& text)
 }
 
 struct FileCase {
-    std::string bytes; ///< of a file that loads as a document
-    BOOL firstCard = FALSE;
-    std::optional<BOOL> afterDelay = FALSE; ///< nothing: it cannot be read
+    std::string bytes;                     ///< of a file that loads as a document
+    std::optional<BOOL> firstCard = FALSE; ///< nullopt: there is no "Enabled"
+    std::optional<BOOL> afterDelay = FALSE;
     uint32_t delayMs = 0;
 };
 
@@ -80,9 +80,12 @@ TEST(PolicyText, IsRead)
         {PolicyText("<PassWordAfterDelay Enabled=\"True\"/>"), FALSE, TRUE, 0},
         {PolicyText("<PassWordAfterDelay Enabled=\"True\"><DelayHours/></PassWordAfterDelay>"), FALSE, TRUE,
          0},
-        {PolicyText(noEnabled), FALSE, std::nullopt, kHourMs},
+        {PolicyText(noEnabled), std::nullopt, std::nullopt, kHourMs},
         {PolicyText(FirstCard("true") + Delay("TRUE", "1 hour")), FALSE, FALSE, kHourMs},
         {PolicyText(FirstCard("1") + Delay("", "1 hour")), FALSE, FALSE, kHourMs},
+        {PolicyText("<PassWordOnfirstCard xmlns:x='urn:x' x:Enabled='True'/>" +
+                    Delay("True\" xmlns:x='urn:x' x:Enabled=\"False", "1 hour")),
+         std::nullopt, TRUE, kHourMs},
         {PolicyText("")},
         {"<html/>"},
         {"<Configurations><Configuration ModuleName=\"password protection\">" + FirstCard("True") +
@@ -96,8 +99,8 @@ TEST(PolicyText, IsRead)
         CXmlPassword document;
         ASSERT_TRUE(document.Load(file.Path().c_str()));
         BOOL value = 4711;
-        document.ReadOnFirstCard(&value);
-        EXPECT_EQ(c.firstCard, value);
+        EXPECT_EQ(c.firstCard.has_value(), document.ReadOnFirstCard(&value) != FALSE);
+        EXPECT_EQ(c.firstCard.value_or(FALSE), value);
         EXPECT_EQ(c.afterDelay.has_value(), document.ReadAfterDelay(&value) != FALSE);
         EXPECT_EQ(c.afterDelay.value_or(FALSE), value);
         EXPECT_EQ(c.delayMs, document.ReadDelay());

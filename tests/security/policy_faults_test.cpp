@@ -14,9 +14,9 @@ namespace {
 using test::PolicyFile;
 using test::PolicyText;
 
-const std::string kBothRules = PolicyText(
-    "<PassWordOnfirstCard Enabled=\"True\"/><PassWordAfterDelay Enabled=\"True\"><DelayHours "
-    "DelayTime=\"1 hour\"/></PassWordAfterDelay>");
+const std::string kBothRules =
+    PolicyText("<PassWordOnfirstCard Enabled=\"True\"/><PassWordAfterDelay Enabled=\"True\"><DelayHours "
+               "DelayTime=\"1 hour\"/></PassWordAfterDelay>");
 
 /// A password that was entered counts until the next day, and then until the hour is over.
 void ExpectBothRules(CConfigPassword& config, VirtualClock& clock)
