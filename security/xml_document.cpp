@@ -4,6 +4,12 @@
 
 namespace zrtmon {
 
+namespace {
+// The headers' CLSCTX_ALL adds other machines since the platform has COM across them.
+constexpr DWORD kAnyServerContext = CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER;
+static_assert(kAnyServerContext == 7);
+} // namespace
+
 bool CVariant::IsText(const wchar_t* expected)
 {
     if (m_variant.vt != VT_BSTR) {
@@ -34,14 +40,10 @@ BOOL CXmlDocument::Create()
         return TRUE;
     }
     CComReference<IUnknown> object;
-    if (FAILED(CoCreateInstance(kXmlDocumentClass, nullptr, CLSCTX_ALL, IID_IUnknown,
-                                reinterpret_cast<void**>(object.Receive())))) {
-        return FALSE;
-    }
-    if (FAILED(OleRun(object.Get()))) {
-        return FALSE;
-    }
-    return SUCCEEDED(object->QueryInterface(kXmlDocumentInterface, reinterpret_cast<void**>(&m_document)));
+    return SUCCEEDED(CoCreateInstance(CLSID_DOMDocument, nullptr, kAnyServerContext, IID_IUnknown,
+                                      reinterpret_cast<void**>(object.Receive()))) &&
+           SUCCEEDED(OleRun(object.Get())) &&
+           SUCCEEDED(object->QueryInterface(IID_IXMLDOMDocument, reinterpret_cast<void**>(&m_document)));
 }
 
 BOOL CXmlDocument::ReadAttribute(const wchar_t* name, IXMLDOMNode* node, VARIANT* value)

@@ -24,10 +24,10 @@ constexpr DelayRow kDelays[] = {
 
 BOOL CXmlPassword::Load(const wchar_t* path)
 {
-    if (!IsLocalFile(path, kMaxFileBytes) || !Create() || !LoadFile(path)) {
+    if (!IsRegularFile(path, kMaxFileBytes) || !Create() || !LoadFile(path)) {
         return FALSE;
     }
-    // A policy needs no document type; entities are the way to large and foreign content.
+    // A policy needs no document type, and entities could bring in large or foreign content.
     CComReference<IXMLDOMDocumentType> type;
     return SUCCEEDED(m_document->get_doctype(type.Receive())) && !type;
 }

@@ -6,9 +6,8 @@
 
 namespace zrtmon {
 
-/// The policy file's three settings. The file is named by a printer's stored data and read with the spooler's
-/// rights: it must lie on this machine, have at most 1 MiB and no document type declaration; nothing else is
-/// opened for it.
+/// The policy file's three settings. Printer data names the file and the spooler's rights read it, so it must
+/// be a file of at most 1 MiB without a document type declaration. Nothing else is opened for it.
 class CXmlPassword final : public CXmlDocument {
 public:
     /// FALSE if the file is not acceptable or not well-formed.

@@ -1,5 +1,5 @@
-/// The subset of COM and of the MSXML document object model that the policy file needs, for systems that lack
-/// it.
+/// The subset of COM and of the MSXML document object model that the policy file needs, for systems without
+/// them.
 ///
 /// Names, argument orders and results are those of the platform's documentation. Objects are counted by
 /// AddRef and Release and used by one thread at a time; nothing throws.
@@ -8,7 +8,7 @@
 #include "platform/posix/win32_api.h"
 
 using HRESULT = int32_t;
-using BSTR = wchar_t*; ///< text with its length in front; made by SysAllocString, freed by SysFreeString
+using BSTR = wchar_t*; ///< made by SysAllocString, freed by SysFreeString
 using VARIANT_BOOL = int16_t;
 using VARTYPE = uint16_t;
 
@@ -45,24 +45,18 @@ struct GUID {
 using CLSID = GUID;
 using IID = GUID;
 
-inline constexpr DWORD CLSCTX_ALL = 7;
+// Where an object's server may run. The document class runs in the process.
+inline constexpr DWORD CLSCTX_INPROC_SERVER = 1;
+inline constexpr DWORD CLSCTX_INPROC_HANDLER = 2;
+inline constexpr DWORD CLSCTX_LOCAL_SERVER = 4;
 inline constexpr IID IID_IUnknown = {
     0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
-
-namespace zrtmon {
-
-inline constexpr CLSID kXmlDocumentClass = {
-    0xF6D90F11, 0x9C73, 0x11D3, {0xB3, 0x2E, 0x00, 0xC0, 0x4F, 0x99, 0x0B, 0xB4}};
-inline constexpr IID kXmlDocumentInterface = {
-    0x2933BF81, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
-
-} // namespace zrtmon
 
 class IUnknown {
 public:
     virtual HRESULT QueryInterface(const IID& iid, void** object) noexcept = 0;
     virtual ULONG AddRef() noexcept = 0;
-    /// The count that is left; at 0 the object is gone.
+    /// Returns the remaining count; at 0 the object has been destroyed.
     virtual ULONG Release() noexcept = 0;
 
 protected:
@@ -98,12 +92,12 @@ public:
     virtual HRESULT put_async(VARIANT_BOOL async) noexcept = 0;
     virtual HRESULT put_validateOnParse(VARIANT_BOOL validate) noexcept = 0;
     virtual HRESULT put_resolveExternals(VARIANT_BOOL resolve) noexcept = 0;
-    /// Loads a file of this machine. *loaded tells whether it is well-formed; S_FALSE when it is not. Nothing
-    /// is fetched from elsewhere, whatever the file says.
+    /// Loads a file. *loaded is whether it is well-formed; S_FALSE if it is not. Nothing else is fetched,
+    /// whatever the file refers to.
     virtual HRESULT load(VARIANT path, VARIANT_BOOL* loaded) noexcept = 0;
-    /// The document type declaration; S_FALSE and null when there is none.
+    /// The document type declaration; S_FALSE and null if there is none.
     virtual HRESULT get_doctype(IXMLDOMDocumentType** type) noexcept = 0;
-    /// The first node that an XPath expression selects; S_FALSE and null when there is none.
+    /// The first node that an XPath expression selects; S_FALSE and null if there is none.
     virtual HRESULT selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept = 0;
 
 protected:
@@ -118,13 +112,13 @@ protected:
 /// Nothing to do here: S_OK.
 ZRT_PLATFORM_API HRESULT CoInitialize(void* reserved) noexcept;
 ZRT_PLATFORM_API void CoUninitialize() noexcept;
-/// Makes an object; the document class is the only one there is.
+/// Makes an object. The only class is the document class.
 ZRT_PLATFORM_API HRESULT CoCreateInstance(const CLSID& classId, IUnknown* outer, DWORD context,
                                           const IID& iid, void** object) noexcept;
 /// Objects run from the start: S_OK.
 ZRT_PLATFORM_API HRESULT OleRun(IUnknown* object) noexcept;
 
-/// Null when memory is exhausted, or for null.
+/// Null if memory is exhausted or text is null.
 ZRT_PLATFORM_API BSTR SysAllocString(const wchar_t* text) noexcept;
 ZRT_PLATFORM_API void SysFreeString(BSTR text) noexcept;
 ZRT_PLATFORM_API void VariantInit(VARIANT* variant) noexcept;

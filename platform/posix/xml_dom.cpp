@@ -52,7 +52,7 @@ private:
     int m_descriptor;
 };
 
-/// Opened, so that nobody can put another in its place between the look and the reading.
+/// By the opened file, which cannot be exchanged between the check and the reading.
 bool IsRegularUpTo(int descriptor, uint64_t maxBytes)
 {
     struct stat status {};
@@ -118,7 +118,7 @@ public:
     HRESULT QueryInterface(const IID& iid, void** object) noexcept override
     {
         *object = nullptr;
-        if (iid != IID_IUnknown && iid != kXmlDocumentInterface) {
+        if (iid != IID_IUnknown && iid != IID_IXMLDOMDocument) {
             return E_NOINTERFACE;
         }
         AddRef();
@@ -305,7 +305,7 @@ HRESULT Document::selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept
 
 } // namespace
 
-bool IsLocalFile(const wchar_t* path, uint64_t maxBytes) noexcept
+bool IsRegularFile(const wchar_t* path, uint64_t maxBytes) noexcept
 {
     try {
         const std::optional<std::string> file = WideToUtf8(path);
@@ -321,11 +321,11 @@ HRESULT CoInitialize(void* /*reserved*/) noexcept { return S_OK; }
 
 void CoUninitialize() noexcept {}
 
-HRESULT CoCreateInstance(const CLSID& classId, IUnknown* outer, DWORD /*context*/, const IID& iid,
+HRESULT CoCreateInstance(const CLSID& classId, IUnknown* outer, DWORD context, const IID& iid,
                          void** object) noexcept
 {
     *object = nullptr;
-    if (classId != zrtmon::kXmlDocumentClass || outer) {
+    if (classId != zrtmon::CLSID_DOMDocument || outer || !(context & CLSCTX_INPROC_SERVER)) {
         return REGDB_E_CLASSNOTREG;
     }
     auto* document = new (std::nothrow) zrtmon::Document;

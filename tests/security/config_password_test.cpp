@@ -1,6 +1,7 @@
 // The policy file, and when a password is due by it.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -124,14 +125,31 @@ TEST(PolicyText, IsRefused)
 
 TEST(PolicyPath, MustNameAFile)
 {
+    const PolicyFile file(kPlain);
+    ASSERT_TRUE(CXmlPassword().Load(file.Path().c_str()));
     const std::string folder = testing::TempDir();
     for (const std::wstring& path :
          {L""s, std::wstring(folder.begin(), folder.end()), L"no such folder/policy.xml"s,
-          std::wstring(5000, L'a'), L"/dev/zero"s, L"file:///etc/passwd"s, L"http://localhost/policy.xml"s}) {
+          std::wstring(5000, L'a'), L"/dev/zero"s, L"NUL"s, L"file:"s + file.Path(),
+          L"file:///"s + file.Path(), L"http://localhost/policy.xml"s, LR"(\\?\)"s + file.Path(),
+          L"//?/"s + file.Path(), LR"(\\.\)"s + file.Path(), LR"(\??\)"s + file.Path()}) {
         SCOPED_TRACE(testing::PrintToString(path.substr(0, 60)));
         EXPECT_FALSE(CXmlPassword().Load(path.c_str()));
         EXPECT_FALSE(CConfigPassword().Load(path.c_str()));
     }
+}
+
+TEST(PolicyPath, MayNameALink)
+{
+    const PolicyFile file(kPlain);
+    const std::filesystem::path link = file.Path() + L".link";
+    std::error_code error;
+    std::filesystem::create_symlink(file.Path(), link, error);
+    if (error) {
+        GTEST_SKIP() << "no links can be made here: " << error.message();
+    }
+    EXPECT_TRUE(CXmlPassword().Load(link.wstring().c_str()));
+    std::filesystem::remove(link);
 }
 
 SYSTEMTIME At(WORD month, WORD day, WORD hour, WORD minute)
