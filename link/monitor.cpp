@@ -378,14 +378,16 @@ CDataStatus* CMonitor::RefreshStatus(PortRecord* port, BOOL* ready)
 
 void CMonitor::Publish(PortRecord* port, CDataStatus& status, BOOL* ready)
 {
-    PrinterState state; // kept for a status without an error code: no error, no status code
-    if (!status.EvaluateStatus(state)) {
+    int category = CDataStatus::kNoErrorCategory; // these stay for a status without an error code
+    int errorCode = CDataStatus::kNoErrorCode;
+    int statusCode = CDataStatus::kNoStatusCode;
+    if (!status.EvaluateStatus(category, errorCode, statusCode)) {
         *ready = FALSE;
     }
     const HANDLE printer = GetJobPrinter(port);
-    WriteNumberValue(printer, L"PrinterStatus", state.statusCode);
-    WriteNumberValue(printer, L"PrinterError", state.category);
-    WriteNumberValue(printer, L"DeviceError", state.errorCode);
+    WriteNumberValue(printer, L"PrinterStatus", statusCode);
+    WriteNumberValue(printer, L"PrinterError", category);
+    WriteNumberValue(printer, L"DeviceError", errorCode);
     int cardCount = 0;
     if (status.GetCardCount(cardCount)) {
         WriteNumberValue(printer, L"CardCount", cardCount);

@@ -17,7 +17,7 @@ constexpr int kIdlePrintStates[] = {0, 10, 32, 39};
 constexpr int kCategorySixPrintState = 29;
 constexpr int kCategorySix = 6;
 
-/// The two error codes that stand for a state rather than an error.
+/// The two error codes that are states rather than errors.
 struct StatusCode {
     int errorCode;
     int statusCode;
@@ -54,7 +54,7 @@ int CDataStatus::GetErrorCategory()
     int code = 0;
     if (GetErrorCode(code)) {
         const ErrorCategory* row = FindErrorCategory(code);
-        if (row && row->category != PrinterState::kNoErrorCategory) {
+        if (row && row->category != kNoErrorCategory) {
             return row->category;
         }
     }
@@ -62,7 +62,7 @@ int CDataStatus::GetErrorCategory()
     if (GetPrintState(state) && state == kCategorySixPrintState) {
         return kCategorySix;
     }
-    return PrinterState::kNoErrorCategory;
+    return kNoErrorCategory;
 }
 
 int CDataStatus::GetStatusCode()
@@ -74,21 +74,19 @@ int CDataStatus::GetStatusCode()
             return row.statusCode;
         }
     }
-    return PrinterState::kNoStatusCode;
+    return kNoStatusCode;
 }
 
 BOOL CDataStatus::GetCardCount(int& count) { return GetIntField("Count", count); }
 
-BOOL CDataStatus::EvaluateStatus(PrinterState& state)
+BOOL CDataStatus::EvaluateStatus(int& category, int& errorCode, int& statusCode)
 {
-    int errorCode = 0;
     if (!GetErrorCode(errorCode)) {
         return TRUE;
     }
-    state.errorCode = errorCode;
-    state.statusCode = GetStatusCode();
-    state.category = GetErrorCategory();
-    return state.category == PrinterState::kNoErrorCategory && !IsBusy();
+    statusCode = GetStatusCode();
+    category = GetErrorCategory();
+    return category == kNoErrorCategory && !IsBusy();
 }
 
 } // namespace zrtmon

@@ -4,20 +4,14 @@
 
 namespace zrtmon {
 
-/// What a status reply says of the printer, in the numbers that are published.
-struct PrinterState {
-    int category = kNoErrorCategory;
-    int errorCode = 0;
-    int statusCode = kNoStatusCode;
-
-    static constexpr int kNoErrorCategory = 1;
-    static constexpr int kNoStatusCode = -1;
-};
-
-/// The printer's status: command "Nr", reply "ERR:" and six values, each closed by a separator.
+/// The printer's status: command "Nr", reply "ERR:" and six values, each followed by a separator.
 /// Answer: "Busy=<n>;Error=<n>;Status=<n>;Print=<n>;Secure=<n>;Count=<n>;".
 class CDataStatus : public CData {
 public:
+    static constexpr int kNoErrorCategory = 1;
+    static constexpr int kNoErrorCode = 0;
+    static constexpr int kNoStatusCode = -1; ///< of every error code but two
+
     const uint8_t* GetCommand(uint32_t* length) override;
     BOOL Parse() override;
     const char* GetFieldName(uint32_t index) override;
@@ -26,15 +20,16 @@ public:
     virtual BOOL GetErrorCode(int& code);
     virtual BOOL IsBusy();
     virtual BOOL GetPrintState(int& state);
-    /// The category of the error code by the ErrorCategoryTable; 1 is no error.
+    /// The error code's category in the ErrorCategoryTable, or kNoErrorCategory.
     virtual int GetErrorCategory();
+    /// 1 or 2 for the two error codes that are states, else kNoStatusCode.
     virtual int GetStatusCode();
 
     BOOL GetCardCount(int& count);
 
-    /// TRUE: ready for more work. A status without a readable error code counts as ready and leaves state as
-    /// it was; otherwise all of it is filled in.
-    BOOL EvaluateStatus(PrinterState& state);
+    /// Whether the printer is ready for more work, and the numbers that are published. Without a readable
+    /// error code it counts as ready, and the three numbers are left unchanged.
+    BOOL EvaluateStatus(int& category, int& errorCode, int& statusCode);
 };
 
 } // namespace zrtmon

@@ -1,10 +1,15 @@
 #include "queries/data_status_info.h"
 
+#include <iterator>
 #include <utility>
 
 #include "requests/decimal.h"
 
 namespace zrtmon {
+
+namespace {
+constexpr int kNoSuchNumber = -1;
+}
 
 CDataStatusInfo::CDataStatusInfo(std::unique_ptr<CDataStatus> status, uint32_t selector)
     : m_status(std::move(status)), m_selector(selector)
@@ -32,24 +37,10 @@ BOOL CDataStatusInfo::SetReply(const char* data, uint32_t length)
     if (!m_status || !m_status->ProcessReply(data, length)) {
         return FALSE;
     }
-    PrinterState state;
-    m_status->EvaluateStatus(state);
-    m_text = DecimalText(SelectedNumber(state));
+    int numbers[] = {CDataStatus::kNoErrorCategory, CDataStatus::kNoErrorCode, CDataStatus::kNoStatusCode};
+    m_status->EvaluateStatus(numbers[kErrorCategory], numbers[kErrorCode], numbers[kStatusCode]);
+    m_text = DecimalText(m_selector < std::size(numbers) ? numbers[m_selector] : kNoSuchNumber);
     return TRUE;
-}
-
-int CDataStatusInfo::SelectedNumber(const PrinterState& state) const
-{
-    switch (m_selector) {
-    case kErrorCategory:
-        return state.category;
-    case kErrorCode:
-        return state.errorCode;
-    case kStatusCode:
-        return state.statusCode;
-    default:
-        return -1;
-    }
 }
 
 } // namespace zrtmon

@@ -11,7 +11,7 @@ class CDataStatusInfo final : public CData {
 public:
     enum Selector : uint32_t { kErrorCategory = 0, kErrorCode = 1, kStatusCode = 2 };
 
-    /// status may be null: then nothing is sent and every reply fails. Selectors beyond the last answer -1.
+    /// status may be null: then nothing is sent and every reply fails. Selectors past the last give -1.
     CDataStatusInfo(std::unique_ptr<CDataStatus> status, uint32_t selector);
 
     const uint8_t* GetCommand(uint32_t* length) override;
@@ -20,8 +20,6 @@ public:
     BOOL SetReply(const char* data, uint32_t length) override;
 
 private:
-    int SelectedNumber(const PrinterState& state) const;
-
     std::unique_ptr<CDataStatus> m_status;
     uint32_t m_selector;
 };

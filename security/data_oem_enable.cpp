@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "link/command_prefix.h"
+#include "queries/data_serial_number.h"
 
 namespace zrtmon {
 

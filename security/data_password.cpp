@@ -12,8 +12,8 @@ namespace zrtmon {
 
 namespace {
 
-constexpr CDataPassword::CommandCode kPresent = MakeCommand("4");
-constexpr CDataPassword::CommandCode kChange = MakeCommand("5");
+constexpr auto kPresent = MakeCommand("4");
+constexpr auto kChange = MakeCommand("5");
 constexpr size_t kNewPasswordFieldSize = 16; // with the NUL
 constexpr uint8_t kFiller = '0';
 constexpr size_t kLongestCommand = 34;
@@ -29,12 +29,13 @@ const uint8_t* CDataPassword::GetCommand(uint32_t* length)
     if (!current) {
         return Lend({}, length);
     }
-    m_command.reserve(kLongestCommand); // at once: a vector that grows leaves copies behind
-    const CommandCode& code = GetCommandCode();
+    m_command.reserve(kLongestCommand); // a vector that grows would leave copies in freed memory
+    uint32_t codeLength = 0;
+    const uint8_t* code = GetCommandCode(&codeLength);
     uint32_t responseLength = 0;
     const uint8_t* response = m_token->ComputeResponse(current, &responseLength);
     m_command.insert(m_command.end(), CDataSecurity::kCommand.begin(), CDataSecurity::kCommand.end());
-    m_command.insert(m_command.end(), code.begin(), code.end());
+    m_command.insert(m_command.end(), code, code + codeLength);
     m_command.insert(m_command.end(), response, response + responseLength);
     return Lend(m_command, length);
 }
@@ -54,7 +55,7 @@ const char* CDataPassword::GetFieldName(uint32_t /*index*/)
     return nullptr;
 }
 
-const CDataPassword::CommandCode& CDataPassword::GetCommandCode() const { return kPresent; }
+const uint8_t* CDataPassword::GetCommandCode(uint32_t* length) const { return Lend(kPresent, length); }
 
 const uint8_t* CDataPasswordDisable::GetCommand(uint32_t* length)
 {
@@ -65,7 +66,7 @@ const uint8_t* CDataPasswordDisable::GetCommand(uint32_t* length)
     return Lend(m_command, length);
 }
 
-const CDataPassword::CommandCode& CDataPasswordDisable::GetCommandCode() const { return kChange; }
+const uint8_t* CDataPasswordDisable::GetCommandCode(uint32_t* length) const { return Lend(kChange, length); }
 
 BOOL CDataPasswordSet::Prepare(const wchar_t* requestText)
 {

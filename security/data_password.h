@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <vector>
 
 #include "requests/data.h"
@@ -10,28 +9,27 @@ namespace zrtmon {
 
 class CDataSecurityToken;
 
-/// Presents the current password: "Password/<current>". Second of a chain behind the token, whose challenge
-/// the command answers. The command opens with the security query, whose reply is read and not looked at; no
-/// text is left, and what came of it is learnt from "SecurityInfo". The passwords stay until the next
-/// Prepare, and are presented again when the request is run again without one.
+/// Presents the current password: "Password/<current>". Second of a chain after the token, to whose challenge
+/// the command responds. The command begins with the security query, whose reply is read and ignored. No text
+/// is left: the result shows in "SecurityInfo". The passwords stay until the next Prepare, and are presented
+/// again if the request is run again without one.
 class CDataPassword : public CData {
 public:
-    using CommandCode = std::array<uint8_t, 4>;
-
     /// token is the head of the chain that owns this object.
     explicit CDataPassword(CDataSecurityToken* token) : m_token(token) {}
     ~CDataPassword() override;
 
     /// May throw std::bad_alloc.
     const uint8_t* GetCommand(uint32_t* length) override;
-    /// FALSE, nothing sent, without "/" and for passwords that have no 8-bit form.
+    /// FALSE without "/" and for passwords that have no 8-bit form.
     BOOL Prepare(const wchar_t* requestText) override;
-    /// The command has left: wipes it.
+    /// Wipes the command, which has been sent.
     void SetSentLength(uint32_t count) override;
     /// Null, and empties both texts of the chain.
     const char* GetFieldName(uint32_t index) override;
 
-    virtual const CommandCode& GetCommandCode() const;
+    /// The bytes that precede the response.
+    virtual const uint8_t* GetCommandCode(uint32_t* length) const;
 
 protected:
     std::vector<uint8_t> m_command;
@@ -46,7 +44,7 @@ class CDataPasswordDisable : public CDataPassword {
 public:
     using CDataPassword::CDataPassword;
     const uint8_t* GetCommand(uint32_t* length) override;
-    const CommandCode& GetCommandCode() const override;
+    const uint8_t* GetCommandCode(uint32_t* length) const override;
     virtual uint8_t GetModeByte() const { return 0xFD; }
 };
 
@@ -57,8 +55,8 @@ public:
     uint8_t GetModeByte() const override { return 0x73; }
 };
 
-/// Sets the administrator's password: "SetAdminPassword/<current>/<new>". The new one travels in clear. One
-/// that does not fit its field (15 characters) is refused; without one the field is all '0'.
+/// Sets the administrator's password: "SetAdminPassword/<current>/<new>". The new one is sent in clear.
+/// Prepare refuses one that does not fit its field (15 characters); without one the field is all '0'.
 class CDataPasswordSet : public CDataPasswordDisable {
 public:
     using CDataPasswordDisable::CDataPasswordDisable;

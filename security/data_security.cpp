@@ -13,14 +13,14 @@ struct Replacement {
     std::string_view word;
     std::string_view digits;
 };
-// In this order: "INVALID" must be gone before "VALID" is looked for.
+// In this order: "INVALID" is replaced before "VALID" is searched for.
 constexpr Replacement kReplacements[] = {{"PASSWORD=", ""}, {"PLINTH=", ""}, {"CORBEL=", ""},
                                          {"INVALID", "0"},  {"VALID", "1"},  {"ENABLED", "1"},
                                          {"DISABLED", "0"}};
 
-/// Replaces every occurrence, also those that a replacement has made. The digits are shorter than any word,
-/// so this ends; to look again from a little before the place is enough, and keeps a long reply from taking
-/// for ever.
+/// Replaces every occurrence, including those that a replacement creates. Ends, because every replacement is
+/// shorter than its word. A new occurrence begins less than a word's length before the place, so searching
+/// from there is enough and keeps the time linear.
 void ReplaceAll(std::string& text, const Replacement& row)
 {
     for (size_t found = text.find(row.word); found != std::string::npos;) {

@@ -10,7 +10,7 @@ namespace zrtmon {
 /// Answer: "Validation=<0|1>;OemSupplies=<0|1>;Password=<0|1>;".
 class CDataSecurity : public CData {
 public:
-    static const std::array<uint8_t, 5> kCommand; ///< other security commands send it ahead of their own
+    static const std::array<uint8_t, 5> kCommand; ///< other security commands include it
 
     const uint8_t* GetCommand(uint32_t* length) override;
     BOOL Parse() override;

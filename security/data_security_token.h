@@ -7,20 +7,20 @@
 namespace zrtmon {
 
 /// The printer's challenge: command "NT", reply "Corbel:", hexadecimal digits, ";". Head of a chain with the
-/// password command that answers it.
+/// password command that responds to it.
 class CDataSecurityToken final : public CData {
 public:
     static constexpr uint32_t kResponseSize = 8;
 
     const uint8_t* GetCommand(uint32_t* length) override;
-    /// That of the password command behind it.
+    /// Prepares the password command that follows.
     BOOL Prepare(const wchar_t* requestText) override;
     BOOL Parse() override;
 
     /// The challenge enciphered with XTEA under a key made of the password, filled with '0' to 16 bytes.
     /// Borrowed until the next call.
     virtual const uint8_t* ComputeResponse(const char* password, uint32_t* length);
-    /// The first count bytes of the challenge, 0 for those that it lacks; answers count.
+    /// Fills in the first count bytes of the challenge, 0 where it is shorter. Returns count.
     virtual uint32_t GetChallenge(uint8_t* bytes, uint32_t count);
 
 private:

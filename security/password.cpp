@@ -25,11 +25,11 @@ CPassword::~CPassword()
     Wipe(m_field, std::size(m_field));
 }
 
-bool CPassword::SetText(const wchar_t* requestText)
+BOOL CPassword::SetText(const wchar_t* requestText)
 {
     const wchar_t* separator = std::wcschr(requestText, kSeparator);
     if (!separator) {
-        return false;
+        return FALSE;
     }
     std::wstring parameters = separator + 1;
     const bool fits = std::all_of(parameters.begin(), parameters.end(), HasByte);
@@ -40,7 +40,7 @@ bool CPassword::SetText(const wchar_t* requestText)
     return fits;
 }
 
-const char* CPassword::GetField(size_t index)
+const char* CPassword::GetField(uint32_t index)
 {
     std::wstring_view rest = m_parameters;
     for (; index > 0; --index) {

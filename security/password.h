@@ -1,7 +1,9 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <string>
+
+#include "platform/win32.h"
 
 namespace zrtmon {
 
@@ -9,7 +11,7 @@ namespace zrtmon {
 /// memory when they are replaced and with the object.
 ///
 /// A password reaches the printer as 8-bit text, filled with '0' to 15 characters: character U+0001 to U+00FF
-/// is the byte of that value. Others have no byte, and make the text refused.
+/// is the byte of that value. Any other character cannot be encoded; the text is rejected.
 class CPassword {
 public:
     static constexpr size_t kPaddedLength = 15;
@@ -19,16 +21,16 @@ public:
     CPassword(const CPassword&) = delete;
     CPassword& operator=(const CPassword&) = delete;
 
-    /// Keeps what follows the first "/". False, and nothing changed, without "/" or with a character that has
-    /// no byte. May throw std::bad_alloc.
-    virtual bool SetText(const wchar_t* requestText);
+    /// Keeps what follows the first "/". FALSE, nothing changed, without "/" or with a character that has no
+    /// byte. May throw std::bad_alloc.
+    virtual BOOL SetText(const wchar_t* requestText);
     /// GetField of the first parameter.
     virtual const char* GetCurrent() { return GetField(0); }
     /// GetField of the second.
     virtual const char* GetNew() { return GetField(1); }
-    /// Parameter number index, at most 255 characters of it, padded; null when there is none. Borrowed until
-    /// the next call.
-    virtual const char* GetField(size_t index);
+    /// Parameter number index, cut to 255 characters and padded; null if there is none. Borrowed until the
+    /// next call.
+    virtual const char* GetField(uint32_t index);
     /// Fills the field up to 15 characters.
     virtual void Pad();
 

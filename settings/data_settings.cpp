@@ -13,7 +13,7 @@ const uint8_t* CDataSettings::GetCommand(uint32_t* length) { return Lend(kComman
 
 BOOL CDataSettings::NameFields()
 {
-    CData::NameFields(); // a reply with fewer values than rows is as good as a full one
+    CData::NameFields(); // a reply may have fewer values than the table has rows
     return AppendRanges();
 }
 

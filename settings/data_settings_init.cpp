@@ -1,7 +1,9 @@
 #include "settings/data_settings_init.h"
 
+#include <algorithm>
 #include <cwchar>
-#include <memory>
+#include <iterator>
+#include <span>
 
 #include "link/command_prefix.h"
 #include "requests/decimal.h"
@@ -12,6 +14,17 @@ namespace zrtmon {
 namespace {
 constexpr wchar_t kParameterSeparator = L'/';
 constexpr const wchar_t* kSettingsValue = L"CurrentSettings";
+
+/// Fills the buffer with the request's commands, after measuring them. Empty if there are none.
+template <typename Request>
+std::span<const uint8_t> MeasureAndBuild(const Request& request, std::vector<uint8_t>& buffer)
+{
+    uint32_t needed = 0;
+    request.BuildCommands(nullptr, needed);
+    buffer.resize(needed);
+    return request.BuildCommands(buffer.data(), needed) ? buffer : std::span<const uint8_t>();
+}
+
 } // namespace
 
 BOOL CDataSettingsInit::Prepare(const wchar_t* requestText)
@@ -20,7 +33,7 @@ BOOL CDataSettingsInit::Prepare(const wchar_t* requestText)
     if (!printerName) {
         return FALSE;
     }
-    CPrinterData reader; // of its own: the port's transport may be in use
+    CPrinterData reader; // a separate one: the port's transport may be in use
     const char* settings = reader.ReadValue(printerName, kSettingsValue);
     if (!settings) {
         return FALSE;
@@ -35,52 +48,54 @@ const wchar_t* CDataSettingsInit::GetTargetPrinter(const wchar_t* requestText)
     return separator ? separator + 1 : nullptr;
 }
 
-void CDataSettingsInit::BuildCommands(std::vector<uint8_t>& commands)
+BOOL CDataSettingsInit::WriteCommands(const std::array<uint8_t, 5>& prefix, int firstParameter,
+                                      uint8_t* buffer, uint32_t& length) const
 {
-    commands.clear();
+    const uint32_t capacity = length;
+    length = 0;
+    const auto append = [&](const auto& bytes) {
+        const auto size = static_cast<uint32_t>(std::size(bytes));
+        if (length + size <= capacity) {
+            std::copy(bytes.begin(), bytes.end(), buffer + length);
+        }
+        length += size;
+    };
     for (uint32_t index = 0; const SettingRow* row = RowAt(index); ++index) {
         int value = 0;
-        if (!GetIntField(row->name, value)) {
-            continue;
+        if (GetIntField(row->name, value)) {
+            append(prefix);
+            append(DecimalText(firstParameter + row->index) + "," + DecimalText(value) + "T\r");
         }
-        const std::string parameters =
-            DecimalText(m_memory.firstParameter + row->index) + "," + DecimalText(value) + "T\r";
-        commands.insert(commands.end(), m_memory.prefix.begin(), m_memory.prefix.end());
-        commands.insert(commands.end(), parameters.begin(), parameters.end());
     }
-}
-
-const uint8_t* CDataSettingsInit::GetCommand(uint32_t* length)
-{
-    BuildCommands(m_commandBuffer);
-    return Lend(m_commandBuffer, length);
-}
-
-CDataSettingsInitZRT::CDataSettingsInitZRT() : CDataSettingsInit(EepromSettingsTable, {MakeCommand("TE"), 0})
-{
-}
-
-BOOL CDataSettingsInitZRT::Prepare(const wchar_t* requestText)
-{
-    if (!CDataSettingsInit::Prepare(requestText)) {
-        return FALSE;
-    }
-    if (!GetNext()) {
-        SetNext(std::make_unique<CDataSettingsInitFlip>());
-    }
-    return GetNext()->Prepare(requestText);
+    return length <= capacity;
 }
 
 const uint8_t* CDataSettingsInitZRT::GetCommand(uint32_t* length)
 {
-    const uint8_t* command = CDataSettingsInit::GetCommand(length);
+    const std::span<const uint8_t> commands = MeasureAndBuild(*this, m_commandBuffer);
     ClearText();
-    return command;
+    return Lend(commands, length);
 }
 
-CDataSettingsInitFlip::CDataSettingsInitFlip()
-    : CDataSettingsInit(FlipperSettingsTable, {MakeCommand("TF"), 2})
+BOOL CDataSettingsInitZRT::Prepare(const wchar_t* requestText)
 {
+    return CDataSettingsInit::Prepare(requestText) && EnsureNext<CDataSettingsInitFlip>() &&
+           GetNext()->Prepare(requestText);
+}
+
+BOOL CDataSettingsInitZRT::BuildCommands(uint8_t* buffer, uint32_t& length) const
+{
+    return WriteCommands(MakeCommand("TE"), 0, buffer, length);
+}
+
+const uint8_t* CDataSettingsInitFlip::GetCommand(uint32_t* length)
+{
+    return Lend(MeasureAndBuild(*this, m_commandBuffer), length);
+}
+
+BOOL CDataSettingsInitFlip::BuildCommands(uint8_t* buffer, uint32_t& length) const
+{
+    return WriteCommands(MakeCommand("TF"), 2, buffer, length);
 }
 
 } // namespace zrtmon

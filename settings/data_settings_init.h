@@ -7,54 +7,61 @@
 
 namespace zrtmon {
 
-/// Writes the settings that a printer's data holds into one settings memory: "InitializeSettings/<printer
-/// name>". The values come from that printer's value "CurrentSettings", a text as the settings' reading
-/// answers it; rows that it does not name stay as they are. No reply is read. Values are sent as they are,
-/// whatever their range.
+/// Writes the settings stored in a printer's data into one settings memory: "InitializeSettings/<printer
+/// name>". The values come from that printer's value "CurrentSettings", a text in the form that reading the
+/// settings answers; settings that it does not name keep their value. No reply is read. Values outside their
+/// range are sent, too.
 class CDataSettingsInit : public CDataSettings {
 public:
-    /// Loads the settings text. FALSE without "/", for an unknown printer and without the value.
+    const uint8_t* GetCommand(uint32_t* length) override = 0;
+    /// Loads the settings text. FALSE without "/", for an unknown printer and without the value. May throw
+    /// std::bad_alloc.
     BOOL Prepare(const wchar_t* requestText) override;
     uint32_t GetSendDelay() override { return 0; }
     uint32_t GetReceiveMethod() override { return kReceiveNothing; }
-    const uint8_t* GetCommand(uint32_t* length) override;
 
     /// What follows the first "/", or null.
     virtual const wchar_t* GetTargetPrinter(const wchar_t* requestText);
 
 protected:
-    /// The commands of one memory: its two letters, and the parameter number of its first row.
-    struct Memory {
-        std::array<uint8_t, 5> prefix;
-        int firstParameter;
-    };
+    using CDataSettings::CDataSettings;
 
-    CDataSettingsInit(const SettingRow* table, const Memory& memory) : CDataSettings(table), m_memory(memory)
-    {
-    }
-
-    /// One command for each row that the text holds, in table order.
-    virtual void BuildCommands(std::vector<uint8_t>& commands);
-
-private:
-    Memory m_memory;
-    std::vector<uint8_t> m_commandBuffer;
+    /// A subclass's BuildCommands: writes, in table order, one command for each row that the text contains:
+    /// the prefix, then the parameter number, which is firstParameter for row 0, and the value. length is the
+    /// buffer's size, and becomes the size of all the commands. FALSE if the buffer is smaller than that.
+    BOOL WriteCommands(const std::array<uint8_t, 5>& prefix, int firstParameter, uint8_t* buffer,
+                       uint32_t& length) const;
 };
 
-/// The main settings memory ("TE"), with the flipper's chained behind it.
+/// The main settings memory ("TE"), with the flipper's chained after it.
 class CDataSettingsInitZRT final : public CDataSettingsInit {
 public:
-    CDataSettingsInitZRT();
+    CDataSettingsInitZRT() : CDataSettingsInit(EepromSettingsTable) {}
 
-    BOOL Prepare(const wchar_t* requestText) override;
-    /// Empties the text, so that the answer holds the settings once: those of the flipper's request.
+    /// Clears the text, so that the answer contains the settings once: in the flipper's request.
     const uint8_t* GetCommand(uint32_t* length) override;
+    /// Also FALSE if there is no memory for the chained request.
+    BOOL Prepare(const wchar_t* requestText) override;
+
+    /// See WriteCommands.
+    virtual BOOL BuildCommands(uint8_t* buffer, uint32_t& length) const;
+
+private:
+    std::vector<uint8_t> m_commandBuffer;
 };
 
 /// The flipper's settings memory ("TF").
 class CDataSettingsInitFlip final : public CDataSettingsInit {
 public:
-    CDataSettingsInitFlip();
+    CDataSettingsInitFlip() : CDataSettingsInit(FlipperSettingsTable) {}
+
+    const uint8_t* GetCommand(uint32_t* length) override;
+
+    /// See WriteCommands.
+    virtual BOOL BuildCommands(uint8_t* buffer, uint32_t& length) const;
+
+private:
+    std::vector<uint8_t> m_commandBuffer;
 };
 
 } // namespace zrtmon

@@ -1,7 +1,5 @@
 #include "settings/data_settings_zrt.h"
 
-#include <memory>
-
 #include "link/command_prefix.h"
 
 namespace zrtmon {
@@ -12,16 +10,7 @@ constexpr auto kFlipperCommand = MakeCommand("NF");
 constexpr auto kFlipperDefaultsCommand = MakeCommand("Nf");
 } // namespace
 
-// The chain is made on the first use and kept. Memory exhausted leaves the request without it, as an
-// exception that the caller reports.
-
-BOOL CDataSettingsZRT::Prepare(const wchar_t* /*requestText*/)
-{
-    if (!GetNext()) {
-        SetNext(std::make_unique<CDataSettingsFlip>());
-    }
-    return TRUE;
-}
+BOOL CDataSettingsZRT::Prepare(const wchar_t* /*requestText*/) { return EnsureNext<CDataSettingsFlip>(); }
 
 BOOL CDataSettingsZRT::Parse()
 {
@@ -35,10 +24,7 @@ const uint8_t* CDataSettingsZRTDefault::GetCommand(uint32_t* length)
 
 BOOL CDataSettingsZRTDefault::Prepare(const wchar_t* /*requestText*/)
 {
-    if (!GetNext()) {
-        SetNext(std::make_unique<CDataSettingsFlipDefault>());
-    }
-    return TRUE;
+    return EnsureNext<CDataSettingsFlipDefault>();
 }
 
 const uint8_t* CDataSettingsFlip::GetCommand(uint32_t* length) { return Lend(kFlipperCommand, length); }

@@ -4,16 +4,17 @@
 
 namespace zrtmon {
 
-/// The main settings memory (command "NE"), with the flipper's chained behind it.
+/// The main settings memory (command "NE"), with the flipper's chained after it.
 class CDataSettingsZRT : public CDataSettings {
 public:
     CDataSettingsZRT() : CDataSettings(EepromSettingsTable) {}
 
+    /// Makes the chain on first use. FALSE if memory is exhausted.
     BOOL Prepare(const wchar_t* requestText) override;
     BOOL Parse() override;
 };
 
-/// The main settings memory's defaults (command "Ne"), with the flipper's defaults behind it.
+/// The main settings memory's defaults (command "Ne"), with the flipper's defaults chained after them.
 class CDataSettingsZRTDefault final : public CDataSettingsZRT {
 public:
     const uint8_t* GetCommand(uint32_t* length) override;

@@ -10,7 +10,7 @@ struct SettingRow {
     const char* name; ///< also its field name in answers
     int32_t minimum;
     int32_t maximum;
-    int32_t flag; ///< reported behind the range
+    int32_t flag; ///< reported after the range
 
     static constexpr int32_t kEndIndex = -1;
 };

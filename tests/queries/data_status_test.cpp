@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <map>
 
 #include "queries/data_card_count.h"
@@ -20,7 +21,7 @@ TEST(StatusReply, IsEvaluated)
         const char* reply;
         bool ready;
         bool printing;
-        PrinterState state; ///< beginning at -7, -7, -7: what is not there leaves it
+        std::array<int, 3> numbers; ///< category, error code, status code
         const char* cardCount;
     } cases[] = {{"ERR:0,0,0,0,0,250,", true, false, {1, 0, -1}, "250"},
                  {"boot\r\nERR:0,12,1,0,0,1234;", true, false, {1, 12, -1}, "1234"},
@@ -43,11 +44,9 @@ TEST(StatusReply, IsEvaluated)
         SCOPED_TRACE(c.reply);
         CDataStatus status;
         ASSERT_TRUE(Take(status, c.reply));
-        PrinterState state{-7, -7, -7};
-        EXPECT_EQ(c.ready, status.EvaluateStatus(state) != FALSE);
-        EXPECT_EQ(c.state.category, state.category);
-        EXPECT_EQ(c.state.errorCode, state.errorCode);
-        EXPECT_EQ(c.state.statusCode, state.statusCode);
+        std::array<int, 3> numbers = {-7, -7, -7};
+        EXPECT_EQ(c.ready, status.EvaluateStatus(numbers[0], numbers[1], numbers[2]) != FALSE);
+        EXPECT_EQ(c.numbers, numbers);
         EXPECT_EQ(c.printing, status.IsPrinting() != FALSE);
         CDataCardCount count;
         EXPECT_TRUE(Take(count, c.reply));
@@ -55,15 +54,13 @@ TEST(StatusReply, IsEvaluated)
     }
 }
 
-TEST(StatusReply, WithoutAnErrorFieldIsReadyAndLeavesTheStateAlone)
+TEST(StatusReply, WithoutAnErrorFieldIsReadyAndLeavesTheNumbersAlone)
 {
     CDataStatus status;
     ASSERT_FALSE(Take(status, "ERR:5")) << "the second field is missing";
-    PrinterState state;
-    EXPECT_TRUE(status.EvaluateStatus(state));
-    EXPECT_EQ(1, state.category);
-    EXPECT_EQ(0, state.errorCode);
-    EXPECT_EQ(-1, state.statusCode);
+    std::array<int, 3> numbers = {-7, -8, -9};
+    EXPECT_TRUE(status.EvaluateStatus(numbers[0], numbers[1], numbers[2]));
+    EXPECT_EQ((std::array{-7, -8, -9}), numbers);
     EXPECT_FALSE(status.IsPrinting());
 }
 
