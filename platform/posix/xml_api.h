@@ -14,6 +14,7 @@ using VARTYPE = uint16_t;
 
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
+inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001);
 inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003);
 inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002);
 inline constexpr HRESULT E_OUTOFMEMORY = static_cast<HRESULT>(0x8007000E);
@@ -89,6 +90,7 @@ protected:
 class IXMLDOMDocument : public IUnknown {
 public:
     virtual HRESULT put_preserveWhiteSpace(VARIANT_BOOL preserve) noexcept = 0;
+    // The next three are on from the start, and load fails with E_NOTIMPL until all are switched off.
     virtual HRESULT put_async(VARIANT_BOOL async) noexcept = 0;
     virtual HRESULT put_validateOnParse(VARIANT_BOOL validate) noexcept = 0;
     virtual HRESULT put_resolveExternals(VARIANT_BOOL resolve) noexcept = 0;

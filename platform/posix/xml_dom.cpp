@@ -181,15 +181,27 @@ class DocumentType final : public Counted<IXMLDOMDocumentType> {};
 class Document final : public Counted<IXMLDOMDocument> {
 public:
     HRESULT put_preserveWhiteSpace(VARIANT_BOOL) noexcept override { return S_OK; }
-    HRESULT put_async(VARIANT_BOOL) noexcept override { return S_OK; }
-    HRESULT put_validateOnParse(VARIANT_BOOL) noexcept override { return S_OK; }
-    HRESULT put_resolveExternals(VARIANT_BOOL) noexcept override { return S_OK; }
+    HRESULT put_async(VARIANT_BOOL async) noexcept override { return Set(m_isAsync, async); }
+    HRESULT put_validateOnParse(VARIANT_BOOL validate) noexcept override
+    {
+        return Set(m_validates, validate);
+    }
+    HRESULT put_resolveExternals(VARIANT_BOOL resolve) noexcept override { return Set(m_resolves, resolve); }
     HRESULT load(VARIANT path, VARIANT_BOOL* loaded) noexcept override;
     HRESULT get_doctype(IXMLDOMDocumentType** type) noexcept override;
     HRESULT selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept override;
 
 private:
+    static HRESULT Set(bool& property, VARIANT_BOOL value)
+    {
+        property = value != VARIANT_FALSE;
+        return S_OK;
+    }
+
     SharedDocument m_document;
+    bool m_isAsync = true; // the platform's defaults
+    bool m_validates = true;
+    bool m_resolves = true;
 };
 
 /// Runs a body that may exhaust memory.
@@ -252,6 +264,9 @@ HRESULT Document::load(VARIANT path, VARIANT_BOOL* loaded) noexcept
 {
     *loaded = VARIANT_FALSE;
     m_document.reset();
+    if (m_isAsync || m_validates || m_resolves) {
+        return E_NOTIMPL;
+    }
     return Guard([&]() -> HRESULT {
         if (path.vt != VT_BSTR || !path.bstrVal) {
             return E_INVALIDARG;

@@ -8,6 +8,7 @@
 #include "link/print_monitor_zrt.h"
 #include "platform/faults.h"
 #include "platform/spooler_admin.h"
+#include "settings/data_settings_zrt.h"
 #include "simulator/job_builder.h"
 #include "tests/support/spooler_bench.h"
 
@@ -106,6 +107,19 @@ TEST(FaultSweep, WithoutAPrintJobRequestNoDocumentBegins)
     const FaultPlan plan(FaultPoint::Allocation, 0);
     EXPECT_FALSE(model.ResetJob());
     EXPECT_EQ(DWORD{ERROR_NOT_ENOUGH_MEMORY}, GetLastError());
+}
+
+TEST(FaultSweep, SettingsWithoutMemoryForTheirChainAreRefused)
+{
+    CDataSettingsZRT current;
+    CDataSettingsZRTDefault defaults;
+    for (CData* request : {static_cast<CData*>(&current), static_cast<CData*>(&defaults)}) {
+        {
+            const FaultPlan plan(FaultPoint::Allocation, 0);
+            EXPECT_FALSE(request->Prepare(L""));
+        }
+        EXPECT_TRUE(request->Prepare(L"") && request->GetNext());
+    }
 }
 
 TEST(FaultSweep, AQueryBehindADeletedJobIsSentOnlyWhereTheCancelWas)

@@ -139,6 +139,13 @@ TEST(PolicyPath, MustNameAFile)
     }
 }
 
+TEST(PolicyPath, IsCheckedForTheFilesSize)
+{
+    const PolicyFile file(kPlain);
+    EXPECT_TRUE(IsRegularFile(file.Path().c_str(), kPlain.size()));
+    EXPECT_FALSE(IsRegularFile(file.Path().c_str(), kPlain.size() - 1));
+}
+
 TEST(PolicyPath, MayNameALink)
 {
     const PolicyFile file(kPlain);
@@ -152,9 +159,9 @@ TEST(PolicyPath, MayNameALink)
     std::filesystem::remove(link);
 }
 
-SYSTEMTIME At(WORD month, WORD day, WORD hour, WORD minute)
+SYSTEMTIME At(WORD month, WORD day, WORD hour, WORD minute, WORD second = 0, WORD milliseconds = 0)
 {
-    return {2026, month, 0, day, hour, minute, 0, 0};
+    return {2026, month, 0, day, hour, minute, second, milliseconds};
 }
 
 TEST(PolicyRules, SayWhenAPasswordIsDue)
@@ -164,10 +171,11 @@ TEST(PolicyRules, SayWhenAPasswordIsDue)
         BOOL firstCard; ///< whether one is due by the first-card rule alone,
         BOOL delay;     ///< by the delay rule of 1 hour alone,
         BOOL both;      ///< and by both
-    } cases[] = {{At(3, 5, 23, 30), FALSE, FALSE, FALSE}, {At(3, 6, 0, 29), TRUE, FALSE, FALSE},
-                 {At(3, 6, 0, 30), TRUE, TRUE, TRUE},     {At(4, 5, 23, 30), FALSE, TRUE, FALSE},
-                 {At(3, 5, 22, 31), FALSE, FALSE, FALSE}, {At(3, 5, 22, 30), FALSE, TRUE, FALSE},
-                 {At(3, 4, 23, 30), TRUE, TRUE, TRUE}};
+    } cases[] = {
+        {At(3, 5, 23, 30), FALSE, FALSE, FALSE},       {At(3, 6, 0, 29, 59, 999), TRUE, FALSE, FALSE},
+        {At(3, 6, 0, 30), TRUE, TRUE, TRUE},           {At(4, 5, 23, 30), FALSE, TRUE, FALSE},
+        {At(3, 5, 22, 30, 0, 1), FALSE, FALSE, FALSE}, {At(3, 5, 22, 30), FALSE, TRUE, FALSE},
+        {At(3, 4, 23, 30), TRUE, TRUE, TRUE}};
     const auto isDue = [](const std::string& policy, const SYSTEMTIME& now) {
         VirtualClock clock;
         clock.SetLocalTime(At(3, 5, 23, 30));

@@ -15,6 +15,16 @@ using namespace std::string_literals;
 using test::CommandOf;
 using test::Take;
 
+// The values, by the printer's own list of ranges and flags.
+constexpr const char* kEepromAnswer =
+    "Image Darkness=-7,-128,127,1;Print Top of Form=-6,-128,127,1;Print End of Form=-5,-128,127,1;"
+    "Print Left of Form=-4,-75,15,1;Mag Hi-Co Voltage Offset=-3,-55,55,1;"
+    "Mag Lo-Co Voltage Offset=-2,-55,55,1;Mag Top of Form=-1,-128,127,1;Mag End of Form=0,-128,127,0;"
+    "BlueLED=1,-128,127,0;YellowLED=2,-128,127,0;RibbonOffset=3,-128,127,0;FeedPWM=4,-128,127,0;"
+    "Ribbon Tension=5,-128,127,1;HeadLiftPWM=6,-128,127,0;ReWinderPWM=7,-128,127,0;"
+    "StepperPWM=8,-128,127,0;LCD Contrast=9,-128,127,1;RibYellowOnly=10,-128,127,0;"
+    "Resin Heat Adjust=11,-128,127,1;TransitionDeltaOverlayYellow=12,0,127,1;"
+    "TransitionDeltaYellowMagenta=13,0,127,1;";
 constexpr const char* kFlipperAnswer =
     "Flipper Home Offset=-5,-5,5,1;Flipper Center Offset=2,-128,127,1;Flipper Smart Angle Offset=3,-5,5,1;"
     "Flipper Prox Offset=4,-128,127,1;Flipper Prox Angle Offset=-128,-128,127,1;";
@@ -35,6 +45,7 @@ void ExpectReply(const std::string& reply, BOOL ok, const std::string& text)
 TEST(SettingsReply, NamesTheValuesWithTheirRanges)
 {
     const auto eeprom = ExpectReply<CDataSettingsZRT, CDataSettingsZRTDefault>;
+    eeprom("EEprom Settings:-7,-6,-5,-4,-3,-2,-1,0,1,2,3,4,5,6,7,8,9,10,11,12,13,", TRUE, kEepromAnswer);
     eeprom("??EEprom Defaults:1;-2;", TRUE, "Image Darkness=1,-128,127,1;Print Top of Form=-2,-128,127,1;");
     eeprom("EEprom Defaults:9,EEprom Settings:1,", TRUE, "Image Darkness=1,-128,127,1;");
     eeprom("EEprom Settings:1,2", FALSE, "Image Darkness=1,-128,127,1;Print Top of Form=2");
