@@ -1,4 +1,4 @@
-/// The port below the library in the benchmarks: it copies what is written and answers at once.
+/// The port below the library in the benchmarks: it copies what is written and returns at once.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,12 @@ struct CopyingPort {
     uint64_t bytesElsewhere = 0;
 };
 
-/// The table for such ports; the handle of the lower monitor, which OpenPort answers, is a CopyingPort's
-/// address. Reads answer a printer's status without an error.
+/// The table for such ports; the handle that the lower OpenPort returns is a CopyingPort's
+/// address. Reads return the status of a printer without errors.
 MONITOR2 CopyingMonitor();
 
-/// Each 64 KiB of a write go to the same memory. Called as the spooler would, without a library above.
+/// Each 64 KiB of a write are copied to the same memory. Called as the spooler would call it, without the
+/// library.
 BOOL WINAPI WriteCopying(HANDLE port, LPBYTE data, DWORD size, LPDWORD written);
 
 } // namespace zrtmon::bench

@@ -1,4 +1,4 @@
-// Runs the benchmarks and holds the figures that matter against what is wanted of them.
+// Runs the benchmarks and compares the figures that matter with their targets.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -17,9 +17,9 @@ using Run = benchmark::BenchmarkReporter::Run;
 using Rounds = std::vector<Run>; ///< of one benchmark; at least one
 using Runs = std::map<std::string, Rounds>;
 
-/// How a figure is made of one run, or of two of them.
+/// How a figure is computed from one run, or from two.
 enum class Measure {
-    TimesTheSpeed, ///< bytes per second of the run, in those of the base
+    TimesTheSpeed, ///< bytes per second of the run, divided by those of the base
     GigabytesPerSecond,
     Microseconds,
     MoreProcessorMicroseconds, ///< processor time of the run beyond that of the base
@@ -32,7 +32,7 @@ struct Goal {
     Measure measure;
     const char* run;
     const char* base;
-    double wanted;
+    double target;
     bool isRepeatable; ///< the same on every machine and under every load: a miss fails the program
 };
 
@@ -60,8 +60,8 @@ constexpr Goal kGoals[] = {
     {"the same in real time, beyond that of a wait alone, us", Measure::MoreProcessorMicroseconds,
      "query/alone", "query/delay_alone", 20, false},
     {"wall time of a query beyond its waits, us", Measure::Microseconds, "query/alone", "", 2000, false},
-    {"the same with 16 threads asking, us", Measure::Microseconds, "query/16_threads", "", 2000, false},
-    {"throughput of a job lost beside 16 threads asking, %", Measure::Counter, "carry_beside_queries",
+    {"the same with 16 threads querying, us", Measure::Microseconds, "query/16_threads", "", 2000, false},
+    {"throughput of a job lost while 16 threads query, %", Measure::Counter, "carry_beside_queries",
      "lost_percent", 10, false},
     {"memory of an idle port, bytes", Measure::Counter, "ports/memory/1000", "idle_bytes", 4096, true},
     {"memory of a port with every request, bytes", Measure::Counter, "ports/memory/1000",
@@ -78,7 +78,7 @@ bool IsAtLeast(Measure measure)
     return measure == Measure::TimesTheSpeed || measure == Measure::GigabytesPerSecond;
 }
 
-/// The best round stands for a run: what else the machine does only adds to it.
+/// The best round represents a run: other load on the machine only adds to it.
 const Run& Fastest(const Rounds& rounds)
 {
     return *std::min_element(rounds.begin(), rounds.end(), [](const Run& left, const Run& right) {
@@ -86,7 +86,7 @@ const Run& Fastest(const Rounds& rounds)
     });
 }
 
-/// Shows the fastest round of each benchmark, and keeps all under its plain name.
+/// Prints the fastest round of each benchmark, and keeps all rounds under its plain name.
 class KeepingReporter final : public benchmark::ConsoleReporter {
 public:
     KeepingReporter() : ConsoleReporter(OO_Tabular) {}
@@ -96,7 +96,7 @@ public:
         Rounds rounds;
         std::copy_if(reports.begin(), reports.end(), std::back_inserter(rounds),
                      [](const Run& run) { return run.run_type == Run::RT_Iteration && !run.error_occurred; });
-        if (rounds.empty()) { // aggregates, or what went wrong
+        if (rounds.empty()) { // aggregates or errors
             ConsoleReporter::ReportRuns(reports);
             return;
         }
@@ -160,7 +160,7 @@ double FigureOf(const Goal& goal, const Rounds& rounds, const Rounds* base)
     }
 }
 
-/// Nothing when a run that the figure needs was not made.
+/// std::nullopt if a run that the figure needs was not made.
 std::optional<double> Figure(const Goal& goal, const Runs& runs)
 {
     const auto run = runs.find(goal.run);
@@ -172,23 +172,23 @@ std::optional<double> Figure(const Goal& goal, const Runs& runs)
     return FigureOf(goal, run->second, needsBase ? &base->second : nullptr);
 }
 
-/// False when a repeatable goal is missed.
+/// False if a repeatable goal is missed, or its run was not made.
 bool PrintGoals(const Runs& runs)
 {
-    bool isHeld = true;
-    std::printf("\n| figure | measured | wanted | |\n|---|---|---|---|\n");
+    bool areMet = true;
+    std::printf("\n| figure | measured | target | |\n|---|---|---|---|\n");
     for (const Goal& goal : kGoals) {
         const std::optional<double> figure = Figure(goal, runs);
-        if (!figure) {
-            continue;
-        }
         const bool atLeast = IsAtLeast(goal.measure);
-        const bool isMet = atLeast ? *figure >= goal.wanted : *figure <= goal.wanted;
-        std::printf("| %s | %.3g | %s %g | %s |\n", goal.what, *figure, atLeast ? "at least" : "at most",
-                    goal.wanted, isMet ? "held" : "missed");
-        isHeld = isHeld && (isMet || !goal.isRepeatable);
+        const bool isMet = figure && (atLeast ? *figure >= goal.target : *figure <= goal.target);
+        std::printf("| %s | %.3g | %s %g | %s |\n", goal.what, figure.value_or(NAN),
+                    atLeast ? "at least" : "at most", goal.target,
+                    isMet    ? "met"
+                    : figure ? "missed"
+                             : "not run");
+        areMet = areMet && (isMet || !goal.isRepeatable);
     }
-    return isHeld;
+    return areMet;
 }
 
 } // namespace

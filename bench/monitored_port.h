@@ -13,7 +13,7 @@ namespace zrtmon::bench {
 /// The library's entry-point table; the library is initialised at the first call.
 const MONITOR2& Library();
 
-/// Opened by the constructor, closed by the destructor. Throws std::runtime_error when the port does not
+/// Opened by the constructor, closed by the destructor. Throws std::runtime_error if the port does not
 /// open.
 class MonitoredPort {
 public:
@@ -26,7 +26,7 @@ public:
     void EndDocument();
     HANDLE Handle() const { return m_port; }
 
-    /// Asks for a value as an application does; the length of the answer, 0 for none.
+    /// Queries a value as an application does. Returns the length of the answer, 0 without one.
     DWORD Ask(const wchar_t* valueName) const;
 
     CopyingPort lower;
@@ -36,16 +36,16 @@ private:
     HANDLE m_port = nullptr;
 };
 
-/// The start of a job and of its first card: no query may go in behind it.
+/// The start of a job and of its first card: no query is let through after it.
 struct CardData {
     std::vector<uint8_t> bytes; ///< ends with a packet, inside the card
-    size_t repeatFrom;          ///< from here on packets of records, which may come again and again
+    size_t repeatFrom;          ///< offset of the first of the packets of records, which may be repeated
 
     std::span<const uint8_t> Start() const { return std::span(bytes).first(repeatFrom); }
     std::span<const uint8_t> Records() const { return std::span(bytes).subspan(repeatFrom); }
 };
 
-/// At least so many bytes of records, in packets of up to payloadBytes.
+/// At least that many bytes of records, in packets of up to payloadBytes.
 CardData LongCard(size_t bytes, uint32_t payloadBytes);
 
 /// Offers the bytes, pieceSize at a time, until all are taken.

@@ -1,4 +1,4 @@
-// What many ports cost in one process: time to open, ask, write and close, and memory. The waits of queries
+// What many ports cost in one process: time to open, query, write and close, and memory. The waits of queries
 // take no time here, on a clock that jumps over them.
 #include <benchmark/benchmark.h>
 
@@ -27,7 +27,7 @@ Ports OpenPorts(int64_t count)
     return ports;
 }
 
-/// Bytes that the C library's allocator has given out, its own overhead included.
+/// Bytes that the C library's allocator has handed out, including its overhead.
 double BytesInUse() { return static_cast<double>(mallinfo2().uordblks); }
 
 void OpenAndClose(benchmark::State& state)
@@ -69,7 +69,7 @@ void WriteToOne(benchmark::State& state)
     port.EndDocument();
 }
 
-/// What a port takes beyond the benchmark's own part of it, which is measured by making that part alone.
+/// Memory of a port without the part that the benchmark adds, which is measured separately.
 void Memory(benchmark::State& state)
 {
     const VirtualClock clock;

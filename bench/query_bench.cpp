@@ -1,4 +1,4 @@
-// What a query costs beyond the waits that it must keep, and what queries cost a job beside them. In real
+// What a query costs beyond its prescribed waits, and what concurrent queries cost a job. In real
 // time.
 #include <benchmark/benchmark.h>
 
@@ -35,7 +35,7 @@ void OneAfterAnother(benchmark::State& state)
     }
 }
 
-/// The delay alone: what a wait costs the processor on this machine.
+/// The delay alone: processor time of a wait on this machine.
 void DelayAlone(benchmark::State& state)
 {
     while (state.KeepRunning()) {
@@ -65,7 +65,7 @@ void SixteenAtOnce(benchmark::State& state)
     }
 }
 
-/// A port with a job inside one card, where no query may go in.
+/// A port with a job inside one card, where no query is let through.
 class PortInsideCard {
 public:
     explicit PortInsideCard(const wchar_t* name, const CardData& card)
@@ -89,8 +89,8 @@ private:
     MonitoredPort m_port;
 };
 
-/// What the locks alone take from a job while threads ask all the time: the port that they ask carries in
-/// turn with one that nobody asks.
+/// What the locks alone cost a job while threads query all the time: job data goes alternately to the queried
+/// port and to one that nobody queries.
 void CarryBesideQueries(benchmark::State& state)
 {
     const CardData card = LongCard(kCardBytes, kPieceBytes);

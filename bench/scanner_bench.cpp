@@ -16,11 +16,11 @@ using Bytes = std::vector<uint8_t>;
 constexpr size_t kPayloadSize = 64 << 10;
 constexpr size_t kHeaderSize = 8;
 constexpr size_t kRecordSize = 476;
-constexpr uint8_t kAbsentByte = 0xA7; ///< in none of the payloads, so that memchr sees them whole
+constexpr uint8_t kAbsentByte = 0xA7; ///< occurs in no payload, so that memchr scans all of it
 
 void Append(Bytes& to, std::string_view text) { to.insert(to.end(), text.begin(), text.end()); }
 
-/// A packet of the unit again and again, as often as it fits.
+/// A packet that repeats the unit as often as it fits.
 Bytes PacketOf(std::string_view unit)
 {
     Bytes packet = {0x1B, '_', 0, 0, 0, 0, 0, 0};
@@ -52,7 +52,7 @@ std::string Record()
     return record;
 }
 
-/// A command, and plain bytes up to the next.
+/// A command followed by plain bytes.
 std::string PlainRun()
 {
     constexpr size_t kRun = 4096;
@@ -60,7 +60,7 @@ std::string PlainRun()
     return text + Noise(kRun - text.size(), 0x20, 0x7E);
 }
 
-/// Sends the packet through the scanner, in as many pieces as it makes of it.
+/// Sends the packet through the scanner, in as many pieces as the scanner cuts it into.
 void Scan(CDataPrintJobZRT& job, const Bytes& packet)
 {
     for (size_t offset = 0; offset < packet.size();) {
@@ -92,7 +92,7 @@ void SearchPayload(benchmark::State& state, const Bytes& packet)
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(packet.size() - kHeaderSize));
 }
 
-/// What stands in the payload, and what goes ahead of it once.
+/// The repeated unit of the payload, and what precedes it once.
 struct Payload {
     const char* name;
     std::string unit;
