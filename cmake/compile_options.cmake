@@ -1,4 +1,4 @@
-# What every target of the project is compiled with.
+# Options of every target of the project.
 add_library(zrt_options INTERFACE)
 target_include_directories(zrt_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(zrt_options INTERFACE
@@ -14,9 +14,9 @@ if(ZRTMON_FUZZ)
 endif()
 
 if(WIN32)
-    # MONITOR2 ends with the bidi entry below Windows 7; the table must not grow with the SDK.
+    # Before Windows 7 the bidi entry is the last of MONITOR2; the table must not grow with the SDK.
     target_compile_definitions(zrt_options INTERFACE _WIN32_WINNT=0x0600 NTDDI_VERSION=0x06000000)
-    # No run-time library beside what is built, and nothing in it that is not used.
+    # No separate run-time library, and no code that is not used.
     add_compile_options(-ffunction-sections -fdata-sections)
     add_link_options(-static -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat)
     if(CMAKE_SIZEOF_VOID_P EQUAL 8)
@@ -24,15 +24,15 @@ if(WIN32)
     endif()
 endif()
 
-# zrt_precompile(TARGET headers...): the large headers of others, compiled once per target where ZRTMON_PRECOMPILE
-# is on. The other builds find the include that a source forgot.
+# zrt_precompile(TARGET headers...): large headers of other libraries, compiled once per target if ZRTMON_PRECOMPILE is
+# on. Builds without it find an include that a source forgot.
 function(zrt_precompile target)
     if(ZRTMON_PRECOMPILE)
         target_precompile_headers(${target} PRIVATE ${ARGN})
     endif()
 endfunction()
 
-# zrt_precompile_platform(targets...): the same for the Windows headers, which are more than half of most compilations.
+# zrt_precompile_platform(targets...): the same for the Windows headers, which take more than half of most compilations.
 function(zrt_precompile_platform)
     if(WIN32)
         foreach(target IN LISTS ARGN)

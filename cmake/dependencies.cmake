@@ -9,8 +9,8 @@ if(NOT WIN32)
     return()
 endif()
 
-# zrt_foreign_headers(TARGET folder header): a header-only library of the build machine, under the name that its
-# package gives it. The cross compiler sees that one folder and nothing else of the machine's headers.
+# zrt_foreign_headers(TARGET folder header): a header-only library of the build machine as the target that its package
+# would define. The cross compiler sees that one folder and no other header of the machine.
 function(zrt_foreign_headers target folder header)
     find_path(ZRTMON_${folder}_HEADERS ${folder}/${header} NO_CMAKE_FIND_ROOT_PATH REQUIRED)
     set(narrow ${PROJECT_BINARY_DIR}/foreign_headers)

@@ -1,7 +1,7 @@
-# Debian's cross compilers for Windows. The including file names the processor (ZRTMON_MINGW_TARGET).
+# Debian's cross compilers for Windows. The including file sets the processor (ZRTMON_MINGW_TARGET).
 #
-# What ships is built with the standard library of the system's own threads: that of POSIX threads would put a
-# vectored exception handler into the spooler. Tests need std::thread and take the latter.
+# What ships is built with the standard library that uses Windows threads: the one that uses POSIX threads would add a
+# vectored exception handler to the spooler. Tests use the latter, because they need std::thread.
 set(ZRTMON_MINGW_THREADS "win32" CACHE STRING "Thread model of the cross compiler's standard library: win32 or posix")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZRTMON_MINGW_THREADS)
 

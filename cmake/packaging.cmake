@@ -1,4 +1,4 @@
-# What the packages hold, and where it lies in them. scripts/package makes them.
+# What the packages contain, and where. scripts/package makes them.
 set(ZRTMON_DOCUMENTS
     README.md
     docs/security.md
@@ -22,7 +22,7 @@ if(WIN32)
     set(CPACK_PACKAGE_FILE_NAME zrtmon-${PROJECT_VERSION}-${ZRTMON_WINDOWS_ARCHITECTURE})
 else()
     include(GNUInstallDirs)
-    install(TARGETS zrtplatform zrtmon LIBRARY DESTINATION libexec/zrtmon) # our own alone: nobody links it
+    install(TARGETS zrtplatform zrtmon LIBRARY DESTINATION libexec/zrtmon) # private: no other program links them
     install(TARGETS zrtctl RUNTIME DESTINATION bin)
     set_target_properties(zrtctl PROPERTIES INSTALL_RPATH "$ORIGIN/../libexec/zrtmon")
     set_target_properties(zrtmon PROPERTIES INSTALL_RPATH "$ORIGIN")

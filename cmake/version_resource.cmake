@@ -1,5 +1,5 @@
-# zrt_version_resource(TARGET kind description): on Windows, what Explorer and support desks read of a file: product,
-# version and description. kind is DLL or EXE; an EXE also gets the program manifest.
+# zrt_version_resource(TARGET kind description): on Windows, the product, version and description that Explorer shows
+# for a file. kind is DLL or EXE; an EXE also gets the program manifest.
 function(zrt_version_resource target kind description)
     if(NOT WIN32)
         return()

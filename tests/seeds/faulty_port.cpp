@@ -72,7 +72,7 @@ DWORD CFaultyPort::TroubleOf(std::string_view call)
     CRandomSource& random = m_simulation.random;
     const Troubles& troubles = m_simulation.troubles;
     if (call == "OpenPort" || call == "ClosePort" || call == "StartDocPort" || call == "EndDocPort") {
-        // What an open that fails cannot close again nobody can.
+        // What a failed open cannot close stays open for good.
         const bool mayFail = troubles.documents && (call != "ClosePort" || m_simulation.opening == 0);
         const bool fails = mayFail && random.OneIn(12);
         if (fails && call == "EndDocPort") {
@@ -131,7 +131,7 @@ void CFaultyPort::NoteJobData(std::string_view bytes)
     const bool fits = m_job && m_below + bytes.size() <= m_job->bytes.size() &&
                       std::equal(bytes.begin(), bytes.end(), m_job->bytes.begin() + std::ptrdiff_t(m_below),
                                  [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; });
-    m_simulation.journal.Expect(fits, "the bytes below are not the job's next bytes,",
+    m_simulation.journal.Expect(fits, "the bytes sent are not the job's next bytes,",
                                 std::to_string(bytes.size()) + " at " + std::to_string(m_below));
     m_simulation.journal.Expect(!m_isCommandInside, "a packet goes on after a command that was sent inside it,",
                                 "at " + std::to_string(m_below));

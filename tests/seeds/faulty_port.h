@@ -1,4 +1,4 @@
-/// Between the monitor and one simulated printer: makes calls slow, partial or failing, and watches what
+/// Between the monitor and one simulated printer: makes calls slow, partial or failing, and checks what
 /// passes.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace zrtmon::simulation {
 
-/// Who is inside the library on this thread.
+/// What this thread does in the library.
 enum class Role { Job, Query };
 inline thread_local Role t_role = Role::Job;
 
@@ -20,7 +20,7 @@ inline thread_local Role t_role = Role::Job;
 /// commands are sent only between two packets of its job, except for those of the password gate.
 class CFaultyPort {
 public:
-    /// simulation and lower are borrowed for the object's life; lower's hooks are this object's from now on.
+    /// simulation and lower are borrowed for the object's life; it takes over lower's hooks.
     CFaultyPort(CSimulation& simulation, unsigned port, test::DisturbedPort& lower);
 
     /// The bytes of this job will follow; borrowed until EndJob. isValid: the printer can print it.
@@ -44,11 +44,11 @@ public:
     bool IsConfused() const { return m_isConfused; }
     /// The lower monitor refused to end a document or a channel: only closing the port helps.
     bool IsStuck() const { return m_isStuck; }
-    /// And it was the job's.
+    /// As IsStuck, for the document of a job.
     bool IsJobStuck() const { return m_isJobStuck; }
 
     void NoteOpened(bool isUnguarded);
-    /// The port has no lock for its exchanges, so that nothing orders what is written.
+    /// The port has no lock for its exchanges, so that writes are not ordered.
     bool IsUnguarded() const { return m_isUnguarded; }
 
 private:

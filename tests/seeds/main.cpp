@@ -1,16 +1,18 @@
-// simulate: runs of the print server, each decided by a seed. See scripts/simulate.
+// simulate: runs simulated print servers, each decided by a seed. See scripts/simulate.
+#include <charconv>
 #include <csignal>
 #include <cstdlib>
 #include <iomanip>
 #include <iostream>
 #include <list>
 #include <numeric>
+#include <span>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <unistd.h>
-
-#include <CLI/CLI.hpp>
 
 #include "platform/faults.h"
 #include "platform/spooler_admin.h"
@@ -21,11 +23,11 @@
 namespace zrtmon::simulation {
 namespace {
 
-constexpr unsigned kRunLimitSeconds = 120; ///< real ones: a run that hangs ends the process
-constexpr uint64_t kWarmUpRuns = 8;        ///< make what a process makes once and keeps
-constexpr uint64_t kEnoughRuns = 1000;     ///< from here on everything rare must have happened
+constexpr unsigned kRunLimitSeconds = 120; ///< real time: a run that hangs ends the process
+constexpr uint64_t kWarmUpRuns = 8;        ///< allocate what a process allocates once and keeps
+constexpr uint64_t kEnoughRuns = 1000;     ///< from this number on all rare events must have occurred
 
-/// What a run is meant to meet now and then.
+/// Events that some runs must have.
 constexpr const char* kRare[] = {
     "answered",     "busy",        "not answered",    "tail dropped",
     "job given up", "port closed", "document ended",  "document refused",
@@ -36,13 +38,13 @@ volatile uint64_t g_seed = 0;
 
 void PrintReplay()
 {
-    std::cout << "seed " << g_seed << " broke; to replay: scripts/simulate --seed " << g_seed
+    std::cout << "seed " << g_seed << " failed; to replay: scripts/simulate --seed " << g_seed
               << " --runs 1 --verbose" << std::endl;
 }
 
 extern "C" void OnCrash(int signal)
 {
-    PrintReplay(); // not safe here by the book, but the process is lost anyway
+    PrintReplay(); // not safe in a signal handler, but the process is lost anyway
     std::signal(signal, SIG_DFL);
     std::raise(signal);
 }
@@ -85,7 +87,7 @@ void Run(CSimulation& simulation)
     simulation.journal.Note("end", 0, simulation.clock.Draws());
 }
 
-/// isVerbose: events are printed as they come.
+/// isVerbose: events are printed as they occur.
 Outcome Simulate(uint64_t seed, bool isVerbose)
 {
     g_seed = seed;
@@ -108,8 +110,7 @@ Outcome Simulate(uint64_t seed, bool isVerbose)
         expectLeft("blocks", before.blocks, now.blocks, simulation.blocksLeft);
         expectLeft("open printers", before.printers, now.printers, 0);
     }
-    // What the outcome itself holds is counted, too: a node for each name. A printer that is left open keeps
-    // more.
+    // The outcome's own allocations are counted, too: a node for each name.
     if (outcome.broken.empty()) {
         expectLeft("allocations", before.allocations, test::LiveAllocations(), outcome.counts.size());
     }
@@ -123,12 +124,12 @@ struct Options {
     bool isTwice = false;
 };
 
-/// One run, or two that must be the same; false when something broke.
+/// One run, or two that must be the same; false if a rule was broken.
 bool RunSeed(uint64_t seed, const Options& options, Outcome& totals)
 {
     Outcome outcome = Simulate(seed, options.isVerbose);
     if (options.isTwice && Simulate(seed, false).hash != outcome.hash) {
-        outcome.broken.emplace_back("the same seed did something else the second time");
+        outcome.broken.emplace_back("the same seed gave other events the second time");
     }
     totals.virtualMs += outcome.virtualMs;
     for (const auto& [event, count] : outcome.counts) {
@@ -148,7 +149,7 @@ bool HasMetEverything(const Outcome& totals)
     bool all = true;
     for (const char* event : kRare) {
         if (!totals.counts.contains(event)) {
-            std::cout << "there was never: " << event << '\n';
+            std::cout << "never occurred: " << event << '\n';
             all = false;
         }
     }
@@ -181,17 +182,46 @@ int Main(const Options& options)
     return options.runs < kEnoughRuns || HasMetEverything(totals) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
+bool ReadNumber(std::string_view text, uint64_t& number)
+{
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && last == end;
+}
+
+/// False when an argument is unknown, or a number is missing or invalid.
+bool ReadArguments(std::span<char*> arguments, Options& options)
+{
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const std::string_view name = arguments[i];
+        if (name == "--verbose") {
+            options.isVerbose = true;
+        } else if (name == "--twice") {
+            options.isTwice = true;
+        } else if (name == "--seed" || name == "--runs") {
+            uint64_t& number = name == "--seed" ? options.seed : options.runs;
+            if (++i == arguments.size() || !ReadNumber(arguments[i], number)) {
+                return false;
+            }
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 } // namespace zrtmon::simulation
 
 int main(int argc, char** argv)
 {
     zrtmon::simulation::Options options;
-    CLI::App app("Simulated print servers, each decided by a seed");
-    app.add_option("--seed", options.seed, "of the first run; the next has the next number");
-    app.add_option("--runs", options.runs);
-    app.add_flag("--verbose", options.isVerbose, "print the events of every run");
-    app.add_flag("--twice", options.isTwice, "run each seed twice and expect the same events");
-    CLI11_PARSE(app, argc, argv);
+    if (!zrtmon::simulation::ReadArguments(std::span(argv, static_cast<size_t>(argc)).subspan(1), options)) {
+        std::cerr
+            << "simulate [--seed N] [--runs N] [--verbose] [--twice]: N runs from seed N (1 of each by "
+               "default); "
+               "--verbose prints their events, --twice runs each seed twice and expects the same events\n";
+        return 64;
+    }
     return zrtmon::simulation::Main(options);
 }

@@ -9,7 +9,7 @@ namespace zrtmon::simulation {
 
 namespace {
 
-constexpr size_t kHeldAtMost = 1024;        // bytes that are reported and wait for the rest of their unit
+constexpr size_t kHeldAtMost = 1024;        // bytes reported as written that wait for the rest of their unit
 constexpr uint64_t kNoProgressMs = 600'000; // longer than any trouble lasts
 constexpr uint64_t kFlushLimitMs = 5000;    // after which the end of a job gives up its last bytes
 constexpr uint64_t kQueryLimitMs =
@@ -19,7 +19,7 @@ constexpr DWORD kSettleMs = 120'000; // for the printer to print all that it has
 constexpr DWORD kShortWaitMs = 10;
 constexpr uint32_t kErrorCodes[] = {1, 30, 83, 147, 146, 999};
 
-/// A query that is answered where nothing stands against it.
+/// A query that is answered unless something prevents it.
 struct Question {
     const wchar_t* text;
     const char* answer; ///< what the answer begins with
@@ -36,7 +36,7 @@ constexpr Question kServed[] = {{L"CardCount", ""},
                                 {L"MagData", "Track1="},
                                 {L"VersionInfo", "Firmware=1.4.2"},
                                 {L"SecurityInfo", "Validation="}};
-/// Those that have no answer: they only do something, or are refused.
+/// Queries without an answer: they only have an effect, or are refused.
 constexpr const wchar_t* kUnanswered[] = {
     L"MoveTo/2",       L"UtilityCommand/9",    L"SimulateButtonPress/0", L"CancelPrint",
     L"Password/clerk", L"EnablePassword/boss", L"DisablePassword/boss",  L"Password/nobody",
@@ -114,7 +114,7 @@ bool CSimulatedSite::OpenPort()
     return true;
 }
 
-/// Closes the port when nobody is inside it. A lower monitor that refuses is asked again.
+/// Closes the port when no thread uses it. Repeated while the lower monitor refuses.
 void CSimulatedSite::ClosePort()
 {
     m_isAway = true;
@@ -162,7 +162,8 @@ CSimulatedSite::Print CSimulatedSite::DrawPrint()
     Print print;
     if (!random.OneIn(5)) {
         sim::JobShape shape = sim::RandomShape(random.Word());
-        shape.startCommand = shape.startCommand || !shape.framed; // without either it is none to the printer
+        shape.startCommand =
+            shape.startCommand || !shape.framed; // with neither the printer does not recognise it as a job
         print.job = sim::BuildJob(shape);
         print.isValid = true;
         // Filling after the end of a job keeps the gate from querying the printer, and then it lets everything
@@ -213,8 +214,8 @@ void CSimulatedSite::OfferAll(Print& print)
     }
 }
 
-/// Offers a piece again and again, now and then from another place, until it is taken. False when the spooler
-/// has given the job up.
+/// Offers a piece repeatedly, sometimes from another buffer, until it is accepted. False if the spooler has
+/// given the job up.
 bool CSimulatedSite::OfferPiece(Print& print, size_t piece)
 {
     CRandomSource& random = m_simulation.random;
@@ -227,7 +228,7 @@ bool CSimulatedSite::OfferPiece(Print& print, size_t piece)
             return m_bench.table->pfnWritePort(m_bench.port, buffer.data(), static_cast<DWORD>(piece),
                                                &written);
         });
-        Expect(ok && written <= piece, "WritePort answers what it must not");
+        Expect(ok && written <= piece, "WritePort returns an invalid result");
         const bool isDeleted = (m_bench.JobStatus() & JOB_STATUS_DELETING) != 0;
         if (written == 0 && isDeleted && random.OneIn(3)) {
             m_simulation.journal.Note("job given up", m_number);
@@ -236,7 +237,7 @@ bool CSimulatedSite::OfferPiece(Print& print, size_t piece)
         if (!Expect(m_simulation.clock.Elapsed() - start < kNoProgressMs, "a job makes no progress")) {
             return false;
         }
-        if (random.OneIn(8)) { // the old place is nobody's any more
+        if (random.OneIn(8)) { // the old buffer is no longer valid
             std::vector<uint8_t> moved = buffer;
             std::ranges::fill(buffer, uint8_t{0xEE});
             buffer.swap(moved);
@@ -257,7 +258,7 @@ void CSimulatedSite::CloseUnderDocument()
     ClosePort();
     m_simulation.journal.Note("closed under a document", m_number);
     Expect(!m_bench.table->pfnEndDocPort(port) && GetLastError() == ERROR_INVALID_PARAMETER,
-           "a port that was closed under its document serves it");
+           "a port that was closed under its document still serves it");
     m_bench.RemoveJob();
 }
 
@@ -273,7 +274,7 @@ void CSimulatedSite::End(Print& print)
         return;
     }
     if (!print.isValid) {
-        DrainReplies(); // it may have held a command by chance
+        DrainReplies(); // garbage may contain a command by chance
     }
     CheckBytes(print);
     CheckPrinter(print);
@@ -315,7 +316,7 @@ void CSimulatedSite::CheckPrinter(const Print& print)
     Expect(view.violationCount == print.before.violationCount,
            "the printer complains:", view.violations.empty() ? "" : view.violations.back().text);
     if (print.job.packetStarts.empty()) {
-        return; // nobody can tell the cards of raw data apart
+        return; // the cards of raw data cannot be counted
     }
     Expect(view.commandsInsideCard == print.before.commandsInsideCard, "a command went into a card");
     Expect(view.cardsReceived - print.before.cardsReceived == print.job.cards, "cards are missing,",
@@ -335,12 +336,12 @@ void CSimulatedSite::CheckPrinterData()
         m_simulation.troubles.Fails(FaultPoint::Allocation)) {
         return;
     }
-    Expect(m_bench.ValueOf(L"PrinterError") == "1", "PrinterError is not 1 behind a job");
+    Expect(m_bench.ValueOf(L"PrinterError") == "1", "PrinterError is not 1 after a job");
     Expect((m_bench.JobStatus() & JOB_STATUS_PRINTED) != 0, "the job is not reported as sent");
     const std::string error = m_bench.ValueOf(L"DeviceError");
     Expect(error == "-" || error == "0" ||
                std::ranges::find(kErrorCodes, std::stoul(error)) != std::end(kErrorCodes),
-           "DeviceError is none of the printer's", error);
+           "DeviceError is not one of the printer's errors", error);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -372,7 +373,7 @@ void CSimulatedSite::AskOne()
     const uint64_t disorders = m_faultyPort.Disorders();
     const uint64_t start = m_simulation.clock.Elapsed();
     const auto answer = CSimulation::Call([&] { return m_bench.Ask(name); });
-    m_securityChanges += isSecurity; // it may have begun before a job
+    m_securityChanges += isSecurity; // the query may have begun before a job
     const uint64_t elapsed = m_simulation.clock.Elapsed() - start;
     const bool isBusy = !answer.ok && answer.error == ERROR_BUSY;
     m_simulation.journal.Note(answer.ok ? "answered"
@@ -387,7 +388,7 @@ void CSimulatedSite::AskOne()
         return;
     }
     Expect(answer.ok == isServed, "a query is not served as it should be:", context);
-    Expect(answer.text.starts_with(question.answer), "a query has another's answer:", context);
+    Expect(answer.text.starts_with(question.answer), "a query got the answer of another:", context);
     const unsigned long count = text == "CardCount" ? std::stoul("0" + answer.text) : countBefore;
     Expect(countBefore <= count && count <= m_printer->View().cardCount, "a wrong card count:", context);
 }
@@ -406,7 +407,7 @@ void CSimulatedSite::OperatePrinter()
     }
 }
 
-/// Something happens that goes by.
+/// Causes something that passes.
 void CSimulatedSite::MakeTrouble()
 {
     CRandomSource& random = m_simulation.random;
@@ -424,7 +425,7 @@ void CSimulatedSite::MakeTrouble()
         },
         [&] { m_printer->ReplyNoise("~#"); },
         [&] { m_printer->SetReplyDelay(random.Between(1, 2500)); },
-        // From here on queries may go without an answer.
+        // From here on queries may remain unanswered.
         [&] { m_printer->SetReplyDelay(random.Between(3000, 8000)); },
         [&] { m_printer->NeverAnswer(); },
         [&] { m_printer->CutReplies(random.Between(1, 20), random.Between(0, 500)); },
@@ -435,7 +436,7 @@ void CSimulatedSite::MakeTrouble()
     events[what]();
 }
 
-/// What had happened is over, and who is asked for a password may give one.
+/// Ends what MakeTrouble caused. A person asked for a password may enter one.
 void CSimulatedSite::Soothe()
 {
     m_printer->SetBusy(std::nullopt);
@@ -463,19 +464,19 @@ void CSimulatedSite::DrainReplies()
 void CSimulatedSite::Finish()
 {
     if (!m_printer) {
-        return; // it never opened
+        return; // the port never opened
     }
     Soothe();
     m_printer->ClearError();
     m_printer->FailAtCard(0, 0);
     m_printer->SetProtection(false);
-    m_printer->EndDocument(); // what was half sent is given up
+    m_printer->EndDocument(); // discards what was sent in part
     Sleep(kSettleMs);
     DrainReplies();
     if (m_bench.port && (m_faultyPort.IsStuck() || m_faultyPort.IsUnguarded())) {
         ClosePort();
     }
-    if (!Expect(m_bench.port || OpenPort(), "the port does not open any more")) {
+    if (!Expect(m_bench.port || OpenPort(), "the port no longer opens")) {
         return;
     }
     Print print;
@@ -486,10 +487,10 @@ void CSimulatedSite::Finish()
     print.offered = print.job.bytes.size();
     const uint32_t printed = m_printer->View().cardsPrinted;
     PrintOne(print);
-    Expect(m_printer->View().cardsPrinted == printed + 1, "the port does not print any more");
+    Expect(m_printer->View().cardsPrinted == printed + 1, "the port no longer prints");
     const auto answer = m_bench.Ask(L"CardCount");
     Expect(answer.ok && answer.text == std::to_string(m_printer->View().cardCount),
-           "the port does not answer any more,", answer.text + " error " + std::to_string(answer.error));
+           "the port no longer answers,", answer.text + " error " + std::to_string(answer.error));
     ClosePort();
     const sim::PortView view = Port();
     Expect(!view.open && !view.documentOpen, "a port or document is left open");

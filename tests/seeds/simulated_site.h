@@ -1,5 +1,5 @@
-/// One port of the simulated print server: its printer, the thread of its jobs, those who ask it questions,
-/// and whoever stands at the printer.
+/// One port of the simulated print server: its printer, the thread of its jobs, the threads that query it,
+/// and the person at the printer.
 #pragma once
 
 #include <list>
@@ -13,28 +13,28 @@ namespace zrtmon::simulation {
 
 class CSimulatedSite {
 public:
-    /// number makes its names its own. simulation is borrowed for the object's life.
+    /// number makes its names unique. simulation is borrowed for the object's life.
     CSimulatedSite(CSimulation& simulation, unsigned number);
 
-    /// Starts its threads, which end by themselves.
+    /// Starts its threads, which end without being asked to.
     void Start();
     void Join() { m_threads.clear(); }
-    /// Without troubles, after Join: the port works once more, and is closed. Nothing may be left of it.
+    /// Without troubles, after Join: the port must work once more, and is closed. Nothing may be left of it.
     void Finish();
 
 private:
-    /// A job to print and what is to come of it.
+    /// A job to print and its expected outcome.
     struct Print {
         sim::Job job;
         bool isValid = false;
-        size_t offered = 0;           ///< the spooler offers so many of its bytes
-        bool mustBeLetOut = false;    ///< the gate must keep it until the printer takes its cards
+        size_t offered = 0;           ///< how many of its bytes the spooler offers
+        bool mustBeLetOut = false;    ///< the gate must hold it until the printer accepts its cards
         size_t reported = 0;          ///< bytes reported as written
-        uint64_t securityChanges = 0; ///< ahead of it
+        uint64_t securityChanges = 0; ///< before it
         bool isGivenUp = false;       ///< the spooler stopped offering it
-        bool staysOpen = false;       ///< its port is not closed under it
+        bool staysOpen = false;       ///< its port is not closed during the document
         uint64_t endedAt = 0;         ///< when its end began, virtual milliseconds
-        sim::PrinterView before;      ///< the printer ahead of it
+        sim::PrinterView before;      ///< the printer before it
     };
 
     void RunJobs();
@@ -66,13 +66,13 @@ private:
     test::PortBench m_bench;
     CFaultyPort m_faultyPort;
     std::list<VirtualClock::Thread> m_threads;
-    sim::CCardPrinter* m_printer = nullptr; ///< from the first open on
+    sim::CCardPrinter* m_printer = nullptr; ///< set by the first open
     bool m_isDone = false;                  ///< no more jobs
     bool m_isAway = true;                   ///< the port is not to be used
     unsigned m_inUse = 0;                   ///< calls of query threads
-    bool m_isStartUndone = false;           ///< and the lower document could not be ended again
+    bool m_isStartUndone = false;           ///< the lower document could not be ended after a failed start
     uint64_t m_securityChanges = 0;         ///< of protection and validation, by anyone but the gate
-    uint64_t m_misuses = 0;                 ///< that the port has reason to note
+    uint64_t m_misuses = 0;                 ///< that the port is expected to count
 };
 
 } // namespace zrtmon::simulation

@@ -1,4 +1,5 @@
-/// What the ports of a simulated print server share: chance, time, troubles, and the record of what happened.
+/// What the ports of a simulated print server share: random numbers, time, troubles, and the record of
+/// events.
 #pragma once
 
 #include <array>
@@ -29,7 +30,7 @@ public:
 
     /// event is a literal; port 0 is the simulation.
     void Note(const char* event, uint64_t port = 0, uint64_t first = 0, uint64_t second = 0);
-    /// Notes that a rule is broken unless it holds. context is put behind it.
+    /// Notes that a rule is broken unless it holds. context is appended.
     bool Expect(bool holds, const char* rule, const std::string& context = {});
 
     uint64_t Hash() const { return m_hash; }
@@ -44,13 +45,13 @@ private:
     std::vector<std::string> m_broken; ///< the first few
 };
 
-/// The kinds of trouble that a run meets; those that it does not meet excuse nothing. Partial writes, noise
-/// and replies that come within their limit are no trouble: with nothing else every query must be served.
+/// The kinds of trouble of a run; a kind that it does not have excuses nothing. Partial writes, noise and
+/// replies within their limit are not trouble: with those alone every query must be answered.
 struct Troubles {
     bool slow = false;           ///< calls often take time; excuses nothing
-    bool writes = false;         ///< WritePort fails, before or behind the bytes
+    bool writes = false;         ///< WritePort fails, before or after the bytes
     bool reads = false;          ///< ReadPort and controls fail
-    bool replies = false;        ///< none, cut or too late
+    bool replies = false;        ///< missing, cut or too late
     bool documents = false;      ///< ports, documents and channels fail to open or to end
     std::array<bool, 3> plans{}; ///< by FaultPoint: calls fail in the layer
 
@@ -58,10 +59,10 @@ struct Troubles {
     bool IsQuiet() const { return !writes && !reads && !replies && !documents && plans == decltype(plans){}; }
 };
 
-/// There while this thread is outside the library.
+/// Set while this thread is outside the library: fault plans do not apply then.
 inline thread_local std::optional<FaultFree> t_outside;
 
-/// Made and destroyed by the thread that runs it.
+/// Created and destroyed by the thread that runs it.
 class CSimulation {
 public:
     CSimulation(uint64_t seed, bool isVerbose);
@@ -83,7 +84,7 @@ public:
     void Sabotage(const bool& isOver);
     /// No more trouble.
     void EndTroubles();
-    /// How many of the plans have made their call fail; grows while `opening` is not 0.
+    /// How many of the plans have made their call fail; does not decrease while `opening` is not 0.
     unsigned Strikes() const;
 
     CRandomSource random;
