@@ -1,11 +1,15 @@
-// Every allocation that a policy file's loading makes fails once.
+// Memory: allocations that fail while a policy is loaded, and passwords in blocks that are freed.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
+#include "link/print_monitor_zrt.h"
 #include "platform/faults.h"
 #include "platform/virtual_clock.h"
+#include "requests/data.h"
 #include "security/config_password.h"
+#include "tests/support/allocation.h"
 #include "tests/support/policy_file.h"
 
 namespace zrtmon {
@@ -53,6 +57,42 @@ TEST(PolicyFaults, NoFailingAllocationSwitchesARuleOff)
             ExpectBothRules(config, clock);
         }
     }
+}
+
+const std::wstring kPasswordTexts[] = {
+    L"Password/open sesame 123", L"SetAdminPassword/open sesame 123/open sesame 123",
+    L"SetUserPassword/open sesame 123", L"DisablePassword/open sesame 123\u20AC",
+    L"SetUserPassword/x/too long: open sesame 123"};
+
+/// Prepares the request of a text and, if the text is accepted, builds and sends its command.
+void UseRequest(CPrintMonitorZRT& model, const std::wstring& text)
+{
+    CData* token = model.GetRequestByName(text.c_str());
+    if (!token) {
+        return;
+    }
+    constexpr char kReply[] = "Corbel:0102030405060708;";
+    ASSERT_TRUE(token->ProcessReply(kReply, sizeof kReply - 1));
+    uint32_t length = 0;
+    const uint8_t* command = token->GetNext()->GetCommand(&length);
+    ASSERT_NE(nullptr, command);
+    token->GetNext()->SetSentLength(length);
+    EXPECT_EQ(length, std::count(command, command + length, 0)) << "its block stays for the next command";
+}
+
+TEST(PasswordMemory, IsWipedBeforeItIsFreed)
+{
+    const test::CSecretWatch watch("open sesame 123");
+    {
+        CPrintMonitorZRT model;
+        for (const std::wstring& text : kPasswordTexts) {
+            UseRequest(model, text);
+            UseRequest(model, L"SetAdminPassword/a"); // the text that this replaces is freed
+        }
+        UseRequest(model, kPasswordTexts[1]);
+        ASSERT_TRUE(model.GetRequestByName(kPasswordTexts[0].c_str())) << "freed with the model";
+    }
+    EXPECT_EQ(0u, watch.UnwipedBlocks());
 }
 
 } // namespace
