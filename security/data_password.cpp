@@ -16,7 +16,6 @@ constexpr auto kPresent = MakeCommand("4");
 constexpr auto kChange = MakeCommand("5");
 constexpr size_t kNewPasswordFieldSize = 16; // with the NUL
 constexpr uint8_t kFiller = '0';
-constexpr size_t kLongestCommand = 34;
 
 } // namespace
 
@@ -29,7 +28,6 @@ const uint8_t* CDataPassword::GetCommand(uint32_t* length)
     if (!current) {
         return Lend({}, length);
     }
-    m_command.reserve(kLongestCommand); // a vector that grows would leave copies in freed memory
     uint32_t codeLength = 0;
     const uint8_t* code = GetCommandCode(&codeLength);
     uint32_t responseLength = 0;
