@@ -37,7 +37,7 @@ double SecondsToCarry(HANDLE port, std::span<const uint8_t> card, size_t pieceSi
 /// Whether allocations are counted at all: without this a broken count would pass for none.
 bool AreAllocationsCounted()
 {
-    const FaultPlan plan(FaultPoint::Allocation, UINT64_MAX);
+    const CFaultPlan plan(FaultPoint::Allocation, UINT64_MAX);
     ::operator delete(::operator new(1));
     return plan.Calls() == 1;
 }
@@ -58,7 +58,7 @@ void CarryBothWays(benchmark::State& state, const CardData& card, size_t pieceSi
     port.lower.jobEnd = card.bytes.data() + card.bytes.size();
     port.StartDocument();
     Carry(port.Handle(), card.bytes, pieceSize, writeLibrary);       // first use allocates what is kept
-    const FaultPlan allocations(FaultPoint::Allocation, UINT64_MAX); // never fails, only counts
+    const CFaultPlan allocations(FaultPoint::Allocation, UINT64_MAX); // never fails, only counts
     double throughLibrary = 0;
     double below = 0;
     while (state.KeepRunning()) {

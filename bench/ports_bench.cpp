@@ -40,7 +40,7 @@ void OpenAndClose(benchmark::State& state)
 
 void AskEach(benchmark::State& state)
 {
-    const VirtualClock clock;
+    const CVirtualClock clock;
     const Ports ports = OpenPorts(state.range(0));
     while (state.KeepRunning()) {
         for (const auto& port : ports) {
@@ -72,7 +72,7 @@ void WriteToOne(benchmark::State& state)
 /// Memory of a port without the part that the benchmark adds, which is measured separately.
 void Memory(benchmark::State& state)
 {
-    const VirtualClock clock;
+    const CVirtualClock clock;
     Library();
     double ownBytes = 0;
     double idleBytes = 0;

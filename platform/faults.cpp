@@ -22,11 +22,11 @@ PointState& StateOf(FaultPoint point) { return g_points[static_cast<size_t>(poin
 
 } // namespace
 
-FaultPlan::FaultPlan(FaultPoint point, uint64_t failAt) : m_point(point)
+CFaultPlan::CFaultPlan(FaultPoint point, uint64_t failAt) : m_point(point)
 {
     PointState& state = StateOf(point);
     if (state.armed) {
-        throw std::logic_error("FaultPlan: this kind of call has a plan already");
+        throw std::logic_error("CFaultPlan: this kind of call has a plan already");
     }
     state.fired = false;
     state.calls = 0;
@@ -34,22 +34,22 @@ FaultPlan::FaultPlan(FaultPoint point, uint64_t failAt) : m_point(point)
     state.armed = true;
 }
 
-FaultPlan::~FaultPlan() { StateOf(m_point).armed = false; }
+CFaultPlan::~CFaultPlan() { StateOf(m_point).armed = false; }
 
-bool FaultPlan::Fired() const { return StateOf(m_point).fired; }
+bool CFaultPlan::Fired() const { return StateOf(m_point).fired; }
 
-uint64_t FaultPlan::Calls() const { return StateOf(m_point).calls; }
+uint64_t CFaultPlan::Calls() const { return StateOf(m_point).calls; }
 
-FaultFree::FaultFree() { ++t_faultFreeDepth; }
+CFaultExemption::CFaultExemption() { ++t_faultFreeDepth; }
 
-FaultFree::~FaultFree() { --t_faultFreeDepth; }
+CFaultExemption::~CFaultExemption() { --t_faultFreeDepth; }
 
-bool FaultFree::IsActive() noexcept { return t_faultFreeDepth != 0; }
+bool CFaultExemption::IsActive() noexcept { return t_faultFreeDepth != 0; }
 
-bool FaultDue(FaultPoint point) noexcept
+bool ShouldFail(FaultPoint point) noexcept
 {
     PointState& state = StateOf(point);
-    if (!state.armed.load(std::memory_order_relaxed) || FaultFree::IsActive()) {
+    if (!state.armed.load(std::memory_order_relaxed) || CFaultExemption::IsActive()) {
         return false;
     }
     if (state.calls.fetch_add(1) != state.failAt) {

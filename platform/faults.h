@@ -19,12 +19,12 @@ enum class FaultPoint {
 
 /// While it exists, call number failAt (from 0) of that kind fails, on whichever thread makes it. One
 /// plan at a time for each kind. Construct and destroy while no other thread is inside the layer.
-class ZRT_PLATFORM_API FaultPlan {
+class ZRT_PLATFORM_API CFaultPlan {
 public:
-    FaultPlan(FaultPoint point, uint64_t failAt);
-    ~FaultPlan();
-    FaultPlan(const FaultPlan&) = delete;
-    FaultPlan& operator=(const FaultPlan&) = delete;
+    CFaultPlan(FaultPoint point, uint64_t failAt);
+    ~CFaultPlan();
+    CFaultPlan(const CFaultPlan&) = delete;
+    CFaultPlan& operator=(const CFaultPlan&) = delete;
 
     /// Whether the call that was to fail has come.
     bool Fired() const;
@@ -37,12 +37,12 @@ private:
 
 /// Calls made by this thread while one exists are neither counted nor failed: for the parts of a test that
 /// stand in for the world outside (the simulated printer, the test's own bookkeeping).
-class ZRT_PLATFORM_API FaultFree {
+class ZRT_PLATFORM_API CFaultExemption {
 public:
-    FaultFree();
-    ~FaultFree();
-    FaultFree(const FaultFree&) = delete;
-    FaultFree& operator=(const FaultFree&) = delete;
+    CFaultExemption();
+    ~CFaultExemption();
+    CFaultExemption(const CFaultExemption&) = delete;
+    CFaultExemption& operator=(const CFaultExemption&) = delete;
 
     /// Whether the calling thread has one.
     static bool IsActive() noexcept;
@@ -50,7 +50,7 @@ public:
 
 /// Counts one call of that kind; true when it is the one that must fail. The layer calls it at each of
 /// its own points; a test program that replaces operator new calls it there.
-ZRT_PLATFORM_API bool FaultDue(FaultPoint point) noexcept;
+ZRT_PLATFORM_API bool ShouldFail(FaultPoint point) noexcept;
 
 /// Events and mutexes that are open in this process. Neither count is there on Windows.
 ZRT_PLATFORM_API uint64_t OpenHandleCount() noexcept;

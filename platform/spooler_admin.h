@@ -37,7 +37,7 @@ ZRT_PLATFORM_API std::optional<std::string> LoadValue(const std::wstring& printe
 /// Leads what a loaded library imports of the print services to those of this process, with the printers of
 /// this header. False when it imports one that is not served here, or its imports cannot be changed; it is
 /// then not to be used. Off Windows there is no other spooler, and nothing to be done.
-ZRT_PLATFORM_API bool ServeModule(HMODULE module);
+ZRT_PLATFORM_API bool RedirectSpoolerImports(HMODULE module);
 
 /// Printer handles that are open in this process.
 ZRT_PLATFORM_API size_t OpenPrinterCount();

@@ -6,12 +6,12 @@
 namespace zrtmon {
 
 /// While one exists, VerifyVersionInfoW compares with this version instead of 10.0. One at a time.
-class ZRT_PLATFORM_API SystemVersion {
+class ZRT_PLATFORM_API CSystemVersion {
 public:
-    SystemVersion(DWORD major, DWORD minor);
-    ~SystemVersion();
-    SystemVersion(const SystemVersion&) = delete;
-    SystemVersion& operator=(const SystemVersion&) = delete;
+    CSystemVersion(DWORD major, DWORD minor);
+    ~CSystemVersion();
+    CSystemVersion(const CSystemVersion&) = delete;
+    CSystemVersion& operator=(const CSystemVersion&) = delete;
 };
 
 } // namespace zrtmon

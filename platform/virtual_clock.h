@@ -12,7 +12,7 @@ namespace zrtmon {
 
 /// While one exists, ticks, sleeps, waits and the local time are its own: time stands still while any
 /// participating thread runs, and jumps to the next deadline as soon as every one of them sleeps or
-/// waits. Participants are the thread that constructed the clock and those of `VirtualClock::Thread`.
+/// waits. Participants are the thread that constructed the clock and those of `CVirtualClock::CClockThread`.
 /// A set of participants that all wait without a limit is a deadlock: the process ends with a line that says
 /// what each waits for.
 ///
@@ -21,7 +21,7 @@ namespace zrtmon {
 ///
 /// At most one exists at a time. It must outlive its threads and is destroyed by the thread that made it; any
 /// other use ends the process with a line that says what is wrong.
-class ZRT_PLATFORM_API VirtualClock {
+class ZRT_PLATFORM_API CVirtualClock {
 public:
     /// A first GetTickCount a quarter of a second before the wrap. On Windows 0, which leaves the system's.
 #ifdef _WIN32
@@ -31,14 +31,14 @@ public:
 #endif
 
     /// startTick is the first GetTickCount, so that a test can begin shortly before the wrap.
-    explicit VirtualClock(DWORD startTick = 0);
+    explicit CVirtualClock(DWORD startTick = 0);
     /// Of its participating threads one runs at a time. At every call into the layer (locks, events, sleeps,
     /// ticks, and all that uses them) a draw from scheduleSeed picks the one that goes on, so that a program
     /// whose threads share nothing behind the layer's back does the same for the same seed.
-    VirtualClock(DWORD startTick, uint64_t scheduleSeed);
-    ~VirtualClock();
-    VirtualClock(const VirtualClock&) = delete;
-    VirtualClock& operator=(const VirtualClock&) = delete;
+    CVirtualClock(DWORD startTick, uint64_t scheduleSeed);
+    ~CVirtualClock();
+    CVirtualClock(const CVirtualClock&) = delete;
+    CVirtualClock& operator=(const CVirtualClock&) = delete;
 
     /// Virtual milliseconds since construction. Any thread.
     uint64_t Elapsed() const;
@@ -53,13 +53,13 @@ public:
     /// A participating thread: counted from construction on, so that time cannot run away before it starts,
     /// to the end of body, where the mutexes that it still owns are abandoned. An exception that leaves body
     /// ends the process. Join waits on the virtual clock; the destructor joins.
-    class ZRT_PLATFORM_API Thread {
+    class ZRT_PLATFORM_API CClockThread {
     public:
         /// Throws std::bad_alloc, or std::system_error when the system gives no thread.
-        explicit Thread(std::function<void()> body);
-        ~Thread();
-        Thread(Thread&&) noexcept;
-        Thread& operator=(Thread&&) = delete;
+        explicit CClockThread(std::function<void()> body);
+        ~CClockThread();
+        CClockThread(CClockThread&&) noexcept;
+        CClockThread& operator=(CClockThread&&) = delete;
         void Join();
 
     private:

@@ -5,7 +5,7 @@
 #include "platform/sync.h"
 #include "platform/win32.h"
 #include "simulator/input_parser.h"
-#include "simulator/printer_device.h"
+#include "simulator/printer_firmware.h"
 #include "simulator/reply_queue.h"
 
 namespace zrtmon::sim {
@@ -44,7 +44,7 @@ struct CCardPrinter::State final : IInputEvents {
     CCriticalSection m_lock;
     DWORD m_lastTick = GetTickCount();
     uint64_t m_nowMs = 0; ///< since the printer was made
-    CPrinterDevice m_device;
+    CPrinterFirmware m_device;
     CInputParser m_parser;
     CReplyQueue m_replies;
     std::string m_deviceId;
@@ -219,7 +219,7 @@ public:
         m_state.CatchUp();
     }
     State* operator->() { return &m_state; }
-    CPrinterDevice& Device() { return m_state.m_device; }
+    CPrinterFirmware& Device() { return m_state.m_device; }
 
 private:
     State& m_state;

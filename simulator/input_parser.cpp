@@ -111,12 +111,12 @@ void CInputParser::Parse(const uint8_t* data, size_t size)
 /// all the same.
 void CInputParser::CheckPattern()
 {
-    const uint64_t start = m_offset - CStreamWatch::kPatternBytes;
+    const uint64_t start = m_offset - CCommandSpotter::kPatternBytes;
     if (m_watch.IsCancel()) {
         if (m_lastCommand != start) {
             Cancel(start);
         }
-        m_events.OnCancelLead(start - CStreamWatch::kCancelLead);
+        m_events.OnCancelLead(start - CCommandSpotter::kCancelLead);
     } else if (m_lastCommand != start) {
         const std::string mnemonic(m_watch.Letters().begin(), m_watch.Letters().end());
         m_events.OnViolation(start,

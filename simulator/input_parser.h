@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "simulator/command_spotter.h"
 #include "simulator/host_commands.h"
 #include "simulator/printer_options.h"
-#include "simulator/stream_watch.h"
 
 namespace zrtmon::sim {
 
@@ -82,7 +82,7 @@ private:
 
     IInputEvents& m_events;
     const Interleave m_interleave;
-    CStreamWatch m_watch;
+    CCommandSpotter m_watch;
     uint64_t m_offset = 0; ///< of the byte that is looked at
     Mode m_mode = Mode::Idle;
 

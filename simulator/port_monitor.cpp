@@ -4,8 +4,8 @@
 
 #include "platform/faults.h"
 #include "simulator/capture_file.h"
-#include "simulator/printer_line.h"
 #include "simulator/printer_options.h"
+#include "simulator/printer_port_device.h"
 #include "simulator/sim_port.h"
 
 namespace zrtmon::sim {
@@ -17,7 +17,7 @@ template <class Body>
 DWORD Guarded(Body body) noexcept
 {
     try {
-        const FaultFree quiet;
+        const CFaultExemption quiet;
         return body();
     } catch (const std::bad_alloc&) {
         return ERROR_NOT_ENOUGH_MEMORY;
@@ -110,7 +110,7 @@ std::unique_ptr<IPortDevice> MakeDevice(const PortName& name)
     if (name.kind == PortName::Kind::File) {
         return std::make_unique<CCaptureFile>(name.filePath);
     }
-    return std::make_unique<CPrinterLine>(name.options);
+    return std::make_unique<CPrinterPortDevice>(name.options);
 }
 
 } // namespace

@@ -41,7 +41,7 @@ struct PortView {
 /// read or ended outside a document; a vendor get command with no reply ready), 50 (a control that the
 /// device does not serve), 122 (no room for the device ID). A file port: 2, 3 or 5 when it cannot be
 /// opened, 29 when it cannot be written. No exception leaves them; any thread may call them. What they do
-/// counts as the world outside for `FaultPlan`.
+/// counts as the world outside for `CFaultPlan`.
 class CPortMonitor {
 public:
     CPortMonitor();

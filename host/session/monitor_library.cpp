@@ -66,7 +66,7 @@ InitializeMonitor CMonitorLibrary::CModule::Load(const std::filesystem::path& fi
         throw CHostError(ExitStatus::NoDevice, DisplayPath(file) + ": cannot be loaded as a library (error " +
                                                    std::to_string(GetLastError()) + ')');
     }
-    if (!spooler::ServeModule(m_module)) {
+    if (!spooler::RedirectSpoolerImports(m_module)) {
         throw CHostError(ExitStatus::NoDevice,
                          DisplayPath(file) + ": asks for print services that are not served here");
     }

@@ -7,9 +7,9 @@ namespace {
 /// One queue for all sections, which have no room for one of their own; the key is the section's address.
 constinit WaitQueue g_sectionWaiters;
 
-Waiter& FirstWaiterFor(const CRITICAL_SECTION* section)
+CWaiter& FirstWaiterFor(const CRITICAL_SECTION* section)
 {
-    Waiter* waiter = g_sectionWaiters.First();
+    CWaiter* waiter = g_sectionWaiters.First();
     while (waiter->key != section) {
         waiter = WaitQueue::Next(*waiter);
     }
@@ -42,7 +42,7 @@ void WINAPI EnterCriticalSection(CRITICAL_SECTION* section) noexcept
         return;
     }
     ++section->waiting;
-    Waiter waiter(thread, "a critical section", section);
+    CWaiter waiter(thread, "a critical section", section);
     g_sectionWaiters.PushBack(waiter);
     engine.Block(lock, waiter, INFINITE);
 }
@@ -56,7 +56,7 @@ void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section) noexcept
     section->owner = 0;
     if (section->waiting != 0) {
         --section->waiting;
-        Waiter& next = FirstWaiterFor(section);
+        CWaiter& next = FirstWaiterFor(section);
         GiveTo(section, next.thread);
         next.Wake(WakeReason::Granted);
     }

@@ -22,7 +22,7 @@ HANDLE CreateWaitable(const SECURITY_ATTRIBUTES* attributes, LPCWSTR name, MakeO
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    if (FaultDue(FaultPoint::HandleCreation)) {
+    if (ShouldFail(FaultPoint::HandleCreation)) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }

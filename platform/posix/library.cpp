@@ -103,4 +103,4 @@ FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) noexcept
 
 BOOL WINAPI DisableThreadLibraryCalls(HMODULE) noexcept { return TRUE; }
 
-bool zrtmon::spooler::ServeModule(HMODULE) { return true; }
+bool zrtmon::spooler::RedirectSpoolerImports(HMODULE) { return true; }

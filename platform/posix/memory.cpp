@@ -11,7 +11,7 @@ constinit std::atomic<uint64_t> g_blocks = 0;
 HGLOBAL WINAPI GlobalAlloc(UINT flags, SIZE_T sizeBytes) noexcept
 {
     void* block = nullptr;
-    if (!zrtmon::FaultDue(zrtmon::FaultPoint::Allocation)) {
+    if (!zrtmon::ShouldFail(zrtmon::FaultPoint::Allocation)) {
         const SIZE_T allocated = sizeBytes != 0 ? sizeBytes : 1; // an empty block has an address too
         block = (flags & GMEM_ZEROINIT) != 0 ? std::calloc(1, allocated) : std::malloc(allocated);
     }

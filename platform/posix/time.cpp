@@ -47,7 +47,7 @@ void WINAPI Sleep(DWORD milliseconds) noexcept
         std::this_thread::yield();
         return;
     }
-    Waiter waiter(ThisThread(), "nothing, asleep");
+    CWaiter waiter(ThisThread(), "nothing, asleep");
     engine.Block(lock, waiter, milliseconds);
 }
 

@@ -58,13 +58,13 @@ BOOL WINAPI VerifyVersionInfoW(OSVERSIONINFOEXW* version, DWORD typeMask, DWORDL
 
 namespace zrtmon {
 
-SystemVersion::SystemVersion(DWORD major, DWORD minor)
+CSystemVersion::CSystemVersion(DWORD major, DWORD minor)
 {
     g_majorVersion = major;
     g_minorVersion = minor;
 }
 
-SystemVersion::~SystemVersion()
+CSystemVersion::~CSystemVersion()
 {
     g_majorVersion = kMajorVersion;
     g_minorVersion = kMinorVersion;

@@ -32,7 +32,7 @@ CVirtualTime& Installed()
 
 } // namespace
 
-VirtualClock::VirtualClock(DWORD startTick)
+CVirtualClock::CVirtualClock(DWORD startTick)
 {
     CWaitEngine& engine = CWaitEngine::Get();
     const Lock lock = engine.Acquire();
@@ -44,13 +44,13 @@ VirtualClock::VirtualClock(DWORD startTick)
     ThisThread().participantOf = Installed().Generation();
 }
 
-VirtualClock::VirtualClock(DWORD startTick, uint64_t scheduleSeed) : VirtualClock(startTick)
+CVirtualClock::CVirtualClock(DWORD startTick, uint64_t scheduleSeed) : CVirtualClock(startTick)
 {
     const Lock lock = CWaitEngine::Get().Acquire();
     Installed().RunSerially(scheduleSeed);
 }
 
-VirtualClock::~VirtualClock()
+CVirtualClock::~CVirtualClock()
 {
     CWaitEngine& engine = CWaitEngine::Get();
     const Lock lock = engine.Acquire();
@@ -61,41 +61,41 @@ VirtualClock::~VirtualClock()
     ThisThread().participantOf = 0;
 }
 
-uint64_t VirtualClock::Elapsed() const
+uint64_t CVirtualClock::Elapsed() const
 {
     const Lock lock = CWaitEngine::Get().Acquire();
     return Installed().ElapsedMs();
 }
 
-uint64_t VirtualClock::Draws() const
+uint64_t CVirtualClock::Draws() const
 {
     const Lock lock = CWaitEngine::Get().Acquire();
     return Installed().Draws();
 }
 
-void VirtualClock::SetLocalTime(const SYSTEMTIME& now)
+void CVirtualClock::SetLocalTime(const SYSTEMTIME& now)
 {
     const std::optional<CalendarTime> time = ToCalendarTime(now);
     if (!time) {
-        throw std::invalid_argument("VirtualClock::SetLocalTime: no date");
+        throw std::invalid_argument("CVirtualClock::SetLocalTime: no date");
     }
     const Lock lock = CWaitEngine::Get().Acquire();
     Installed().SetLocalNow(*time);
 }
 
 /// Outlives its thread, since joining is what ends it.
-struct VirtualClock::Thread::State {
+struct CVirtualClock::CClockThread::State {
     explicit State(std::function<void()> threadBody) : body(std::move(threadBody)) {}
 
     void Run();
 
     const std::function<void()> body;
-    Turn start;
+    CTurn start;
     CEventObject ended{/*manualReset=*/true, /*initiallySet=*/false};
     std::thread thread;
 };
 
-void VirtualClock::Thread::State::Run()
+void CVirtualClock::CClockThread::State::Run()
 {
     {
         Lock lock = CWaitEngine::Get().Acquire();
@@ -112,18 +112,19 @@ void VirtualClock::Thread::State::Run()
     Installed().PassTurn();
 }
 
-VirtualClock::Thread::Thread(std::function<void()> body) : m_state(std::make_unique<State>(std::move(body)))
+CVirtualClock::CClockThread::CClockThread(std::function<void()> body)
+    : m_state(std::make_unique<State>(std::move(body)))
 {
     m_state->thread = std::thread(&State::Run, m_state.get()); // which waits for its start
     const Lock lock = CWaitEngine::Get().Acquire();
     Installed().AddParticipant(m_state->start);
 }
 
-VirtualClock::Thread::~Thread() { Join(); }
+CVirtualClock::CClockThread::~CClockThread() { Join(); }
 
-VirtualClock::Thread::Thread(Thread&&) noexcept = default;
+CVirtualClock::CClockThread::CClockThread(CClockThread&&) noexcept = default;
 
-void VirtualClock::Thread::Join()
+void CVirtualClock::CClockThread::Join()
 {
     if (!m_state || !m_state->thread.joinable()) {
         return;

@@ -8,11 +8,11 @@
 
 namespace zrtmon::posix {
 
-using ClockList = CIntrusiveList<Waiter, ClockTag>;
+using ClockList = CIntrusiveList<CWaiter, ClockTag>;
 
 bool CVirtualTime::IsCounted(const ThreadState& thread) const { return thread.participantOf == m_generation; }
 
-void CVirtualTime::LetRun(Turn& turn)
+void CVirtualTime::LetRun(CTurn& turn)
 {
     if (m_turns) {
         m_turns->Enter(turn);
@@ -26,7 +26,7 @@ void CVirtualTime::Yield(Lock& lock, const ThreadState& thread)
     if (!m_turns || m_turns->IsEmpty() || !IsCounted(thread)) {
         return;
     }
-    Turn turn;
+    CTurn turn;
     m_turns->Enter(turn);
     m_turns->PassOn();
     turn.Await(lock);
@@ -45,7 +45,7 @@ void CVirtualTime::AddFirstParticipant()
     ++m_running;
 }
 
-void CVirtualTime::AddParticipant(Turn& start)
+void CVirtualTime::AddParticipant(CTurn& start)
 {
     ++m_participants;
     ++m_running;
@@ -59,7 +59,7 @@ void CVirtualTime::RemoveParticipant()
     AdvanceWhileIdle();
 }
 
-void CVirtualTime::Park(Waiter& waiter, DWORD timeoutMs)
+void CVirtualTime::Park(CWaiter& waiter, DWORD timeoutMs)
 {
     waiter.clock = this;
     waiter.counted = IsCounted(waiter.thread);
@@ -72,13 +72,13 @@ void CVirtualTime::Park(Waiter& waiter, DWORD timeoutMs)
     }
 }
 
-void CVirtualTime::Unpark(Waiter& waiter)
+void CVirtualTime::Unpark(CWaiter& waiter)
 {
     ClockList::Unlink(waiter);
     waiter.clock = nullptr;
 }
 
-void CVirtualTime::NoteAwake(Waiter& waiter)
+void CVirtualTime::NoteAwake(CWaiter& waiter)
 {
     Unpark(waiter);
     if (waiter.counted) {
@@ -91,8 +91,8 @@ void CVirtualTime::NoteAwake(Waiter& waiter)
 
 void CVirtualTime::ReleaseWaiters()
 {
-    for (Waiter* waiter = m_waiters.First(); waiter;) {
-        Waiter* const next = ClockList::Next(*waiter);
+    for (CWaiter* waiter = m_waiters.First(); waiter;) {
+        CWaiter* const next = ClockList::Next(*waiter);
         if (waiter->deadlineMs == kNoDeadline) {
             Unpark(*waiter);
         } else {
@@ -116,7 +116,7 @@ void CVirtualTime::AdvanceWhileIdle()
 uint64_t CVirtualTime::EarliestDeadline(bool countedOnly) const
 {
     uint64_t earliest = kNoDeadline;
-    for (Waiter* waiter = m_waiters.First(); waiter; waiter = ClockList::Next(*waiter)) {
+    for (CWaiter* waiter = m_waiters.First(); waiter; waiter = ClockList::Next(*waiter)) {
         if (waiter->counted || !countedOnly) {
             earliest = std::min(earliest, waiter->deadlineMs);
         }
@@ -126,8 +126,8 @@ uint64_t CVirtualTime::EarliestDeadline(bool countedOnly) const
 
 void CVirtualTime::WakeDue()
 {
-    for (Waiter* waiter = m_waiters.First(); waiter;) {
-        Waiter* const next = ClockList::Next(*waiter);
+    for (CWaiter* waiter = m_waiters.First(); waiter;) {
+        CWaiter* const next = ClockList::Next(*waiter);
         if (waiter->deadlineMs <= m_nowMs) {
             waiter->Wake(WakeReason::TimedOut);
         }
@@ -139,7 +139,7 @@ void CVirtualTime::ReportDeadlock() const
 {
     std::fprintf(stderr, "virtual clock: deadlock at %llu ms, every thread waits without a limit:",
                  static_cast<unsigned long long>(m_nowMs));
-    for (Waiter* waiter = m_waiters.First(); waiter; waiter = ClockList::Next(*waiter)) {
+    for (CWaiter* waiter = m_waiters.First(); waiter; waiter = ClockList::Next(*waiter)) {
         if (waiter->counted) {
             std::fprintf(stderr, " thread %llu for %s;",
                          static_cast<unsigned long long>(waiter->thread.number), waiter->kind);

@@ -7,12 +7,12 @@
 
 #include "platform/posix/calendar.h"
 #include "platform/posix/intrusive_list.h"
-#include "platform/posix/turns.h"
+#include "platform/posix/seeded_scheduler.h"
 #include "platform/win32.h"
 
 namespace zrtmon::posix {
 
-class Waiter;
+class CWaiter;
 struct ThreadState;
 struct ClockTag;
 
@@ -41,7 +41,7 @@ public:
     void SetLocalNow(CalendarTime now) { m_localStart = now - std::chrono::milliseconds(m_nowMs); }
 
     /// One more thread that is counted, and runs, or will when its turn comes.
-    void AddParticipant(Turn& start);
+    void AddParticipant(CTurn& start);
     /// The calling thread, the first.
     void AddFirstParticipant();
     /// A running thread that is counted no longer.
@@ -49,16 +49,16 @@ public:
     size_t Participants() const { return m_participants; }
 
     /// The waiter's thread blocks from now on; its deadline is set here. May find it due at once.
-    void Park(Waiter& waiter, DWORD timeoutMs);
+    void Park(CWaiter& waiter, DWORD timeoutMs);
     /// The waiter's thread waits for nothing any more. It runs on, or will when its turn comes.
-    void NoteAwake(Waiter& waiter);
+    void NoteAwake(CWaiter& waiter);
     /// Lets go of waiters that are not counted, before the clock goes: their time is up.
     void ReleaseWaiters();
 
 private:
     bool IsCounted(const ThreadState& thread) const;
-    void LetRun(Turn& turn);
-    void Unpark(Waiter& waiter);
+    void LetRun(CTurn& turn);
+    void Unpark(CWaiter& waiter);
     void AdvanceWhileIdle();
     uint64_t EarliestDeadline(bool countedOnly) const;
     void WakeDue();
@@ -70,8 +70,8 @@ private:
     CalendarTime m_localStart = kVirtualLocalStart;
     size_t m_participants = 0;
     size_t m_running = 0; ///< participants that wait for nothing but their turn
-    CIntrusiveList<Waiter, ClockTag> m_waiters;
-    std::optional<CTurns> m_turns; ///< of the participants that are ready and do not run; empty: all run
+    CIntrusiveList<CWaiter, ClockTag> m_waiters;
+    std::optional<CScheduler> m_turns; ///< of the participants that are ready and do not run; empty: all run
 };
 
 } // namespace zrtmon::posix

@@ -10,8 +10,8 @@ namespace zrtmon::posix {
 namespace {
 
 /// Lets go of what the thread still owns when it ends.
-struct ThreadEnd {
-    ~ThreadEnd()
+struct CThreadEnd {
+    ~CThreadEnd()
     {
         const Lock lock = CWaitEngine::Get().Acquire();
         CMutexObject::AbandonAll(ThisThread());
@@ -23,7 +23,7 @@ constinit thread_local ThreadState t_state;
 /// A second object, because t_state must outlive every destructor that still waits or releases.
 void WatchThreadEnd()
 {
-    thread_local ThreadEnd end;
+    thread_local CThreadEnd end;
     static_cast<void>(end);
 }
 
@@ -39,7 +39,7 @@ ThreadState& ThisThread()
     return t_state;
 }
 
-void Waiter::Wake(WakeReason why)
+void CWaiter::Wake(WakeReason why)
 {
     WaitQueue::Unlink(*this);
     reason = why;
@@ -50,7 +50,7 @@ void Waiter::Wake(WakeReason why)
     }
 }
 
-void Waiter::AwaitOnSystemClock(Lock& lock, DWORD timeoutMs)
+void CWaiter::AwaitOnSystemClock(Lock& lock, DWORD timeoutMs)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (!IsAwake()) {
@@ -73,7 +73,7 @@ Lock CWaitEngine::Acquire()
     return lock;
 }
 
-WakeReason CWaitEngine::Block(Lock& lock, Waiter& waiter, DWORD timeoutMs)
+WakeReason CWaitEngine::Block(Lock& lock, CWaiter& waiter, DWORD timeoutMs)
 {
     if (m_virtual) {
         m_virtual->Park(waiter, timeoutMs);

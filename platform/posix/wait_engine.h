@@ -11,7 +11,7 @@
 #include <optional>
 
 #include "platform/posix/intrusive_list.h"
-#include "platform/posix/turns.h"
+#include "platform/posix/seeded_scheduler.h"
 #include "platform/posix/virtual_time.h"
 #include "platform/win32.h"
 
@@ -22,7 +22,7 @@ class CMutexObject;
 struct OwnedTag;
 struct QueueTag;
 
-using WaitQueue = CIntrusiveList<Waiter, QueueTag>;
+using WaitQueue = CIntrusiveList<CWaiter, QueueTag>;
 
 /// What the engine keeps for each thread. Usable until the thread's storage goes, so also in the destructors
 /// that run when it ends.
@@ -38,10 +38,10 @@ ThreadState& ThisThread();
 enum class WakeReason { None, Granted, Abandoned, TimedOut };
 
 /// A thread that blocks, for as long as it does. Lives on that thread's stack.
-class Waiter : public Turn, public CListNode<Waiter, QueueTag>, public CListNode<Waiter, ClockTag> {
+class CWaiter : public CTurn, public CListNode<CWaiter, QueueTag>, public CListNode<CWaiter, ClockTag> {
 public:
     /// kind names what is waited for, for the deadlock message; key tells apart what shares a queue.
-    Waiter(ThreadState& waitingThread, const char* waitKind, const void* waitKey = nullptr)
+    CWaiter(ThreadState& waitingThread, const char* waitKind, const void* waitKey = nullptr)
         : thread(waitingThread), kind(waitKind), key(waitKey)
     {
     }
@@ -71,7 +71,7 @@ public:
 
     /// Blocks the calling thread until somebody wakes the waiter or the time is up, and says which. The
     /// caller has put the waiter into the queue that it wants to be woken from, and takes the lock along.
-    WakeReason Block(Lock& lock, Waiter& waiter, DWORD timeoutMs);
+    WakeReason Block(Lock& lock, CWaiter& waiter, DWORD timeoutMs);
 
     /// Whether a virtual clock is installed; without the lock only a hint that saves taking it.
     bool IsVirtual() const { return m_isVirtual.load(std::memory_order_acquire); }

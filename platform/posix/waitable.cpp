@@ -15,7 +15,7 @@ WakeReason CWaitable::Take(Lock& lock, ThreadState& thread, DWORD timeoutMs)
         return WakeReason::TimedOut;
     }
     const std::shared_ptr<CWaitable> kept = weak_from_this().lock(); // null for one that is no handle's
-    Waiter waiter(thread, Kind());
+    CWaiter waiter(thread, Kind());
     m_queue.PushBack(waiter);
     return CWaitEngine::Get().Block(lock, waiter, timeoutMs);
 }
@@ -36,7 +36,7 @@ void CEventObject::Set()
         return;
     }
     m_set = true;
-    while (Waiter* const waiter = m_queue.First()) {
+    while (CWaiter* const waiter = m_queue.First()) {
         waiter->Wake(WakeReason::Granted);
     }
 }
@@ -85,7 +85,7 @@ bool CMutexObject::PassOn(WakeReason reason)
 {
     OwnedList::Unlink(*this);
     m_owner = nullptr;
-    Waiter* const next = m_queue.First();
+    CWaiter* const next = m_queue.First();
     if (!next) {
         return false;
     }

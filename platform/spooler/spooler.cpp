@@ -20,7 +20,7 @@ constexpr DWORD kJobRecordLevel = 1;
 template <class Service>
 DWORD Serve(Service service)
 {
-    if (FaultDue(FaultPoint::SpoolerCall)) {
+    if (ShouldFail(FaultPoint::SpoolerCall)) {
         return ERROR_GEN_FAILURE;
     }
     try {

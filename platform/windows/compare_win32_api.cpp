@@ -1,8 +1,9 @@
-// Compares each declaration of platform/posix/win32_api.h with the SDK's of the same name. There is nothing to run: a
-// value, a size, an offset or a type that differs does not compile.
+// Compares each declaration of platform/posix/win32_api.h with the SDK's of the same name. There is nothing
+// to run: a value, a size, an offset or a type that differs does not compile.
 //
-// win32_api_entries.inc lists the declarations, one macro call each, and is made from the header by the build. What
-// the SDK defines as a macro cannot be named once the SDK is included, so the values are kept before that.
+// win32_api_entries.inc lists the declarations, one macro call each, and is made from the header by the
+// build. What the SDK defines as a macro cannot be named once the SDK is included, so the values are kept
+// before that.
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -39,15 +40,15 @@ namespace posix {
 
 namespace {
 
-/// Whether a type of the header is the SDK's: integers of one size and signedness, structures of one name, and
-/// pointers, arrays and functions made of such.
+/// Whether a type of the header is the SDK's: integers of one size and signedness, structures of one name,
+/// and pointers, arrays and functions made of such.
 template <typename Given, typename System>
 constexpr bool kSame = std::is_same_v<Given, System>;
 
 template <std::integral Given, std::integral System>
 constexpr bool kSame<Given, System> =
-    sizeof(Given) == sizeof(System) && std::is_signed_v<Given> == std::is_signed_v<System> &&
-    std::is_const_v<Given> == std::is_const_v<System>;
+    sizeof(Given) == sizeof(System) &&
+    std::is_signed_v<Given> == std::is_signed_v<System>&& std::is_const_v<Given> == std::is_const_v<System>;
 
 template <typename Given, typename System>
 constexpr bool kSame<const Given, const System> = kSame<Given, System>;
@@ -81,8 +82,8 @@ constexpr bool kSame<posix::HANDLE, HKEYMONITOR> = true;
 #define API_TYPE(name)
 #define API_FIELD(structure, name)
 #define API_FUNCTION(name)
-#define API_FORWARD(name)                                                                                                  \
-    template <>                                                                                                        \
+#define API_FORWARD(name)                                                                                    \
+    template <>                                                                                              \
     constexpr bool kSame<posix::name, ::name> = true;
 #define API_STRUCT(name) API_FORWARD(name)
 #define API_OPAQUE(name) API_FORWARD(name)
@@ -102,11 +103,11 @@ namespace {
 #define API_FORWARD(name)
 #define API_STRUCT(name) static_assert(sizeof(posix::name) == sizeof(::name), #name " has another size");
 #define API_OPAQUE(name)
-#define API_FIELD(structure, name)                                                                                         \
-    static_assert(offsetof(posix::structure, name) == offsetof(::structure, name) &&                                   \
-                      kSame<decltype(posix::structure::name), decltype(::structure::name)>,                            \
+#define API_FIELD(structure, name)                                                                           \
+    static_assert(offsetof(posix::structure, name) == offsetof(::structure, name) &&                         \
+                      kSame<decltype(posix::structure::name), decltype(::structure::name)>,                  \
                   #structure "::" #name " is at another place or of another type");
-#define API_FUNCTION(name)                                                                                                 \
+#define API_FUNCTION(name)                                                                                   \
     static_assert(kSame<decltype(posix::name), decltype(::name)>, #name " has another signature");
 #include "win32_api_entries.inc"
 
@@ -115,9 +116,10 @@ namespace {
 constexpr uint32_t kSetCommand = zrtmon::IOCTL_USBPRINT_VENDOR_SET_COMMAND;
 constexpr uint32_t kGetCommand = zrtmon::IOCTL_USBPRINT_VENDOR_GET_COMMAND;
 constexpr uint32_t kQueryDeviceId = zrtmon::IOCTL_PAR_QUERY_DEVICE_ID;
-}
-#include <winioctl.h>
+} // namespace
 #include <ntddpar.h>
 #include <usbprint.h>
-static_assert(kSetCommand == IOCTL_USBPRINT_VENDOR_SET_COMMAND && kGetCommand == IOCTL_USBPRINT_VENDOR_GET_COMMAND &&
+#include <winioctl.h>
+static_assert(kSetCommand == IOCTL_USBPRINT_VENDOR_SET_COMMAND &&
+              kGetCommand == IOCTL_USBPRINT_VENDOR_GET_COMMAND &&
               kQueryDeviceId == IOCTL_PAR_QUERY_DEVICE_ID);

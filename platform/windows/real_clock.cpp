@@ -11,37 +11,38 @@ namespace {
 ULONGLONG g_startTick = 0;
 }
 
-VirtualClock::VirtualClock(DWORD startTick)
+CVirtualClock::CVirtualClock(DWORD startTick)
 {
     if (startTick != 0) {
-        throw std::logic_error("VirtualClock: the system's tick count cannot be chosen");
+        throw std::logic_error("CVirtualClock: the system's tick count cannot be chosen");
     }
     g_startTick = GetTickCount64();
 }
 
-VirtualClock::~VirtualClock() = default;
+CVirtualClock::~CVirtualClock() = default;
 
-uint64_t VirtualClock::Elapsed() const { return GetTickCount64() - g_startTick; }
+uint64_t CVirtualClock::Elapsed() const { return GetTickCount64() - g_startTick; }
 
-void VirtualClock::SetLocalTime(const SYSTEMTIME&)
+void CVirtualClock::SetLocalTime(const SYSTEMTIME&)
 {
-    throw std::logic_error("VirtualClock: the system's time cannot be chosen");
+    throw std::logic_error("CVirtualClock: the system's time cannot be chosen");
 }
 
-struct VirtualClock::Thread::State {
+struct CVirtualClock::CClockThread::State {
     explicit State(std::function<void()> body) : thread(std::move(body)) {}
 
     CThread thread;
 };
 
-VirtualClock::Thread::Thread(std::function<void()> body) : m_state(std::make_unique<State>(std::move(body)))
+CVirtualClock::CClockThread::CClockThread(std::function<void()> body)
+    : m_state(std::make_unique<State>(std::move(body)))
 {
 }
 
-VirtualClock::Thread::~Thread() = default;
+CVirtualClock::CClockThread::~CClockThread() = default;
 
-VirtualClock::Thread::Thread(Thread&&) noexcept = default;
+CVirtualClock::CClockThread::CClockThread(CClockThread&&) noexcept = default;
 
-void VirtualClock::Thread::Join() { m_state.reset(); }
+void CVirtualClock::CClockThread::Join() { m_state.reset(); }
 
 } // namespace zrtmon

@@ -41,7 +41,7 @@ constexpr uint32_t kKnownDelays[] = {0, 600000, 1800000, 3600000, 14400000}; // 
 
 void Check(const std::wstring& path)
 {
-    const VirtualClock clock;
+    const CVirtualClock clock;
     CXmlPassword document;
     BOOL onFirstCard = FALSE;
     BOOL afterDelay = FALSE;

@@ -15,7 +15,7 @@ namespace zrtmon {
 namespace {
 
 using namespace std::string_literals;
-using test::UnitPort;
+using test::CUnitPort;
 
 constexpr wchar_t kPrinter[] = L"Cards";
 const std::string kStatusCommand = "\x1B\0\2Nr"s;
@@ -156,7 +156,7 @@ struct CMonitorTest : testing::Test {
         return values;
     }
 
-    UnitPort port{0xFFFFFF00u}; // the tick count wraps in the course of each test
+    CUnitPort port{0xFFFFFF00u}; // the tick count wraps in the course of each test
     CTestModel* model;
     std::unique_ptr<CMonitor> monitor;
     std::string status = "ERR:0,0,0,0,0,7,";
@@ -165,7 +165,7 @@ struct CMonitorTest : testing::Test {
 TEST_F(CMonitorTest, AnEmptyTextAfterABusyStartDoesNotRunTwice)
 {
     model->canInterleave = false;
-    VirtualClock::Thread later([this] {
+    CVirtualClock::CClockThread later([this] {
         Sleep(100);
         model->canInterleave = true;
     });
@@ -211,7 +211,7 @@ TEST_F(CMonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)
 
 TEST_F(CMonitorTest, QueriesWithDifferentParametersGetTheirOwnAnswers)
 {
-    std::list<VirtualClock::Thread> threads;
+    std::list<CVirtualClock::CClockThread> threads;
     for (int number = 0; number < 8; ++number) {
         threads.emplace_back([this, number] {
             const std::wstring name = L"MoveTo/parameter" + std::to_wstring(number);
@@ -282,8 +282,8 @@ TEST_F(CMonitorTest, RefusedNamesAndParametersDoNotWait)
         return size;
     };
     Write("data");
-    VirtualClock::Thread job([this] { Write("data"); });
-    VirtualClock::Thread query([this] { Query(L"MoveTo/x"); });
+    CVirtualClock::CClockThread job([this] { Write("data"); });
+    CVirtualClock::CClockThread query([this] { Query(L"MoveTo/x"); });
     Sleep(1);
     for (const wchar_t* name : {L"MoveTo", L"UtilityCommand", L"Nonsense/1", L"FilmInfo"}) {
         EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(name).error);
@@ -302,7 +302,7 @@ TEST_F(CMonitorTest, AnAttemptWaitsForTheExchangeBeforeItLooksForABoundary)
         }
         return size;
     };
-    VirtualClock::Thread query([this] { EXPECT_EQ("x", Query(L"MoveTo/x").text); });
+    CVirtualClock::CClockThread query([this] { EXPECT_EQ("x", Query(L"MoveTo/x").text); });
     Sleep(100);
     EXPECT_EQ(0u, Write("last data"));
     EXPECT_EQ(0u, Write("last data"));
@@ -313,7 +313,7 @@ TEST_F(CMonitorTest, AnAttemptWaitsForTheExchangeBeforeItLooksForABoundary)
 TEST_F(CMonitorTest, AQueryThatArrivesDuringTheLastStatusIsWaitedFor)
 {
     StartDocument();
-    VirtualClock::Thread query([this] {
+    CVirtualClock::CClockThread query([this] {
         Sleep(100);
         EXPECT_EQ("x", Query(L"MoveTo/x").text);
     });
@@ -379,7 +379,7 @@ TEST_F(CMonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
 TEST_F(CMonitorTest, ACancelRunsBesideQueriesWhichUseTheDocumentsPort)
 {
     StartDocument();
-    VirtualClock::Thread query([this] {
+    CVirtualClock::CClockThread query([this] {
         for (int round = 0; round < 20; ++round) {
             EXPECT_EQ("parameters", Query(L"MoveTo/parameters").text);
         }
@@ -403,7 +403,7 @@ TEST_F(CMonitorTest, TheEndOfADocumentLetsARunningQueryFinish)
         }
         return size;
     };
-    VirtualClock::Thread query([this] { EXPECT_EQ("slow", Query(L"MoveTo/slow").text); });
+    CVirtualClock::CClockThread query([this] { EXPECT_EQ("slow", Query(L"MoveTo/slow").text); });
     Sleep(200);
     const uint64_t start = port.clock.Elapsed();
     EXPECT_TRUE(monitor->EndDoc(port.record.get()));
@@ -420,7 +420,7 @@ TEST_F(CMonitorTest, AnExchangeIsWaitedForThirtySeconds)
     };
     StartDocument();
     Write("data");
-    VirtualClock::Thread job([this] { Write("data"); });
+    CVirtualClock::CClockThread job([this] { Write("data"); });
     Sleep(1);
     EXPECT_EQ(DWORD{ERROR_DEVICE_NOT_AVAILABLE}, Query(L"MoveTo/x").error);
     EXPECT_EQ(1u + 100 + 30000, port.clock.Elapsed()); // 100: for the document to end

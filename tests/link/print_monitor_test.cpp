@@ -17,11 +17,11 @@ using namespace std::string_literals;
 
 TEST(PrintMonitor, ThreadsThatAskAtOnceGetOneObject)
 {
-    VirtualClock clock;
+    CVirtualClock clock;
     CPrintMonitorZRT model;
     std::vector<CData*> seen(8);
     {
-        std::list<VirtualClock::Thread> threads;
+        std::list<CVirtualClock::CClockThread> threads;
         for (CData*& slot : seen) {
             threads.emplace_back([&model, &slot] { slot = model.GetRequest(PrinterError); });
         }

@@ -15,13 +15,13 @@
 namespace zrtmon {
 namespace {
 
-using test::LowerPort;
-using test::UnitPort;
+using test::CLowerPort;
+using test::CUnitPort;
 using namespace std::string_literals;
 
 TEST(PortRecord, ADamagedRecordIsRefusedEverywhere)
 {
-    UnitPort port;
+    CUnitPort port;
     port.lower.allow = [](const char* call) {
         ADD_FAILURE() << call;
         return true;
@@ -63,7 +63,7 @@ TEST(PortRecord, ADamagedRecordIsRefusedEverywhere)
 
 TEST(PortRecord, ReadsPollUntilTheFirstByteOrTheLimit)
 {
-    UnitPort port(0xFFFFFF00u); // the tick count wraps during the wait
+    CUnitPort port(0xFFFFFF00u); // the tick count wraps during the wait
     uint8_t buffer[8];
     DWORD read = 0;
     EXPECT_FALSE(ReadLowerPort(port.record.get(), buffer, 8, &read, 0));
@@ -78,12 +78,12 @@ TEST(PortRecord, ReadsPollUntilTheFirstByteOrTheLimit)
 
 TEST(PortRecord, NeverHasTwoDocumentsOrChannels)
 {
-    UnitPort port;
+    CUnitPort port;
     std::atomic<int> open = 0;
     std::atomic<int> most = 0;
     std::atomic<int> claims = 0;
     {
-        std::list<VirtualClock::Thread> threads;
+        std::list<CVirtualClock::CClockThread> threads;
         for (DWORD number = 0; number < 6; ++number) {
             threads.emplace_back([&, number] {
                 for (int round = 0; round < 200; ++round) {
@@ -104,9 +104,9 @@ TEST(PortRecord, NeverHasTwoDocumentsOrChannels)
 
 TEST(PortRecord, AWakeUpThatFindsTheFlagSetWaitsOn)
 {
-    UnitPort port;
+    CUnitPort port;
     ASSERT_TRUE(ClaimDocument(port.record.get(), 0));
-    VirtualClock::Thread late([&port] {
+    CVirtualClock::CClockThread late([&port] {
         Sleep(1000);
         SetEvent(port.record->docEvent); // left over from a claim that had timed out when its turn came
     });
@@ -116,7 +116,7 @@ TEST(PortRecord, AWakeUpThatFindsTheFlagSetWaitsOn)
 
 TEST(PortRecord, OnlyWholeEntriesThatTheLowerTableHasAreTaken)
 {
-    const MONITOR2& full = *LowerPort::Table();
+    const MONITOR2& full = *CLowerPort::Table();
     constexpr size_t kEntries = offsetof(MONITOR2, pfnEnumPorts);
     constexpr size_t kBidi = offsetof(MONITOR2, pfnSendRecvBidiDataFromPort);
     constexpr size_t kQuery = offsetof(MONITOR2, pfnGetPrinterDataFromPort);

@@ -39,7 +39,7 @@ TEST(Faults, FailTheChosenCallAndNoOther)
     DWORD needed = 0;
     DWORD returned = 0;
     const auto store = [] {
-        const FaultFree preparation;
+        const CFaultExemption preparation;
         spooler::StoreValue(kPrinter, L"v", REG_SZ, "text");
     };
     const std::pair<FaultPoint, std::function<BOOL()>> cases[] = {
@@ -61,7 +61,7 @@ TEST(Faults, FailTheChosenCallAndNoOther)
          [&] { return EnumJobsW(printer, 0, 9, 1, data, sizeof data, &needed, &returned); }},
         {FaultPoint::SpoolerCall, [&] { return SetJobW(printer, job, 0, nullptr, JOB_CONTROL_PAUSE); }}};
     for (const auto& [point, makeCall] : cases) {
-        const FaultPlan plan(point, 2);
+        const CFaultPlan plan(point, 2);
         const DWORD planned = point == FaultPoint::SpoolerCall ? ERROR_GEN_FAILURE : ERROR_NOT_ENOUGH_MEMORY;
         for (unsigned call = 0; call < 4; ++call) {
             EXPECT_EQ(call > 2, plan.Fired());

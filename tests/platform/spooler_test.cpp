@@ -192,7 +192,7 @@ struct Jobs {
 
 TEST_F(Spooler, PacksJobsIntoExactlyTheSizeThatItAsksFor)
 {
-    VirtualClock clock;
+    CVirtualClock clock;
     const DWORD first = spooler::SubmitJob(L"CARDS", L"One");
     Sleep(1500);
     const DWORD second = spooler::SubmitJob(kPrinter, L"Number two");

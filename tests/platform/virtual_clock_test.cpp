@@ -24,9 +24,9 @@ CHandle MakeMutex(bool owned) { return CHandle(CreateMutexW(nullptr, owned, null
 
 DWORD Wait(const CHandle& handle, DWORD timeoutMs) { return WaitForSingleObject(handle.Get(), timeoutMs); }
 
-TEST(VirtualClock, JumpsExactlyToTheEndOfEachWait)
+TEST(CVirtualClock, JumpsExactlyToTheEndOfEachWait)
 {
-    VirtualClock clock(5);
+    CVirtualClock clock(5);
     const CHandle event = MakeEvent(false);
     uint64_t expected = 0;
     for (const DWORD ms : {0u, 1u, 17u, 5000u, 49 * kDayMs, INFINITE - 1}) {
@@ -39,13 +39,13 @@ TEST(VirtualClock, JumpsExactlyToTheEndOfEachWait)
     }
 }
 
-TEST(VirtualClock, StandsStillBetweenASignalAndItsEffect)
+TEST(CVirtualClock, StandsStillBetweenASignalAndItsEffect)
 {
-    VirtualClock clock;
+    CVirtualClock clock;
     const CHandle ping = MakeEvent(false);
     const CHandle pong = MakeEvent(false);
     constexpr unsigned kRounds = 500;
-    VirtualClock::Thread thread([&] {
+    CVirtualClock::CClockThread thread([&] {
         for (unsigned round = 0; round < kRounds; ++round) {
             EXPECT_EQ(WAIT_OBJECT_0, Wait(ping, 7));
             EXPECT_EQ(round * 10, clock.Elapsed());
@@ -92,13 +92,13 @@ Gate MakeSectionGate()
             [section] { LeaveCriticalSection(section->Get()); }};
 }
 
-TEST(VirtualClock, LetsThreadsInOneByOneInTheOrderOfTheirComing)
+TEST(CVirtualClock, LetsThreadsInOneByOneInTheOrderOfTheirComing)
 {
     for (const MakeGate make : {MakeMutexGate, MakeEventGate, MakeSectionGate}) {
-        VirtualClock clock;
+        CVirtualClock clock;
         Gate gate = make();
         std::vector<std::pair<unsigned, uint64_t>> entered; // guarded by the gate
-        std::vector<VirtualClock::Thread> threads;
+        std::vector<CVirtualClock::CClockThread> threads;
         for (const unsigned comes : {4u, 1u, 3u, 2u}) {
             threads.emplace_back([&, comes] {
                 Sleep(comes);
@@ -117,13 +117,13 @@ TEST(VirtualClock, LetsThreadsInOneByOneInTheOrderOfTheirComing)
     }
 }
 
-TEST(VirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
+TEST(CVirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
 {
     for (const MakeGate make : {MakeMutexGate, MakeEventGate}) {
-        VirtualClock clock;
+        CVirtualClock clock;
         Gate gate = make();
-        VirtualClock::Thread impatient([&] { EXPECT_EQ(WAIT_TIMEOUT, gate.enter(20)); });
-        VirtualClock::Thread patient([&] {
+        CVirtualClock::CClockThread impatient([&] { EXPECT_EQ(WAIT_TIMEOUT, gate.enter(20)); });
+        CVirtualClock::CClockThread patient([&] {
             EXPECT_EQ(WAIT_OBJECT_0, gate.enter(80));
             EXPECT_EQ(50u, clock.Elapsed());
             gate.leave();
@@ -133,9 +133,9 @@ TEST(VirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
     }
 }
 
-TEST(VirtualClock, SectionsAreLeftApart)
+TEST(CVirtualClock, SectionsAreLeftApart)
 {
-    VirtualClock clock;
+    CVirtualClock clock;
     Gate first = MakeSectionGate();
     Gate second = MakeSectionGate();
     const auto passAt = [&clock](Gate& section, uint64_t ms) {
@@ -143,23 +143,23 @@ TEST(VirtualClock, SectionsAreLeftApart)
         EXPECT_EQ(ms, clock.Elapsed());
         section.leave();
     };
-    VirtualClock::Thread early([&] { passAt(first, 90); });
+    CVirtualClock::CClockThread early([&] { passAt(first, 90); });
     Sleep(1);
-    VirtualClock::Thread late([&] { passAt(second, 40); });
+    CVirtualClock::CClockThread late([&] { passAt(second, 40); });
     Sleep(39);
     second.leave();
     Sleep(50);
     first.leave();
 }
 
-TEST(VirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
+TEST(CVirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
 {
     for (int round = 0; round < 200; ++round) {
-        VirtualClock clock;
+        CVirtualClock clock;
         const CHandle event = MakeEvent(false);
         DWORD outcome = WAIT_FAILED;
-        VirtualClock::Thread waiter([&] { outcome = Wait(event, 10); });
-        VirtualClock::Thread setter([&] {
+        CVirtualClock::CClockThread waiter([&] { outcome = Wait(event, 10); });
+        CVirtualClock::CClockThread setter([&] {
             Sleep(10);
             SetEvent(event.Get());
         });
@@ -170,19 +170,19 @@ TEST(VirtualClock, ASignalAtTheVeryDeadlineNeverLosesTheEvent)
     }
 }
 
-TEST(VirtualClock, AbandonsAtTheMomentAThreadEnds)
+TEST(CVirtualClock, AbandonsAtTheMomentAThreadEnds)
 {
-    VirtualClock clock;
+    CVirtualClock clock;
     const CHandle waitedFor = MakeMutex(false);
     const CHandle later = MakeMutex(false);
-    VirtualClock::Thread owner([&] {
+    CVirtualClock::CClockThread owner([&] {
         for (const CHandle* mutex : {&waitedFor, &waitedFor, &later}) {
             Wait(*mutex, 0);
         }
         Sleep(25);
     });
     Sleep(1);
-    VirtualClock::Thread heir([&] { EXPECT_EQ(WAIT_ABANDONED, Wait(waitedFor, kLongMs)); });
+    CVirtualClock::CClockThread heir([&] { EXPECT_EQ(WAIT_ABANDONED, Wait(waitedFor, kLongMs)); });
     Sleep(1);
     EXPECT_EQ(WAIT_ABANDONED, Wait(waitedFor, kLongMs)) << "the heir has ended, too";
     EXPECT_EQ(25u, clock.Elapsed());
@@ -190,11 +190,11 @@ TEST(VirtualClock, AbandonsAtTheMomentAThreadEnds)
     EXPECT_EQ(WAIT_ABANDONED, Wait(later, 0));
 }
 
-TEST(VirtualClock, AWaitOutlivesItsHandle)
+TEST(CVirtualClock, AWaitOutlivesItsHandle)
 {
-    VirtualClock clock;
+    CVirtualClock clock;
     CHandle handles[] = {MakeEvent(false), MakeMutex(/*owned=*/true)};
-    std::vector<VirtualClock::Thread> threads;
+    std::vector<CVirtualClock::CClockThread> threads;
     for (const CHandle& handle : handles) {
         threads.emplace_back([&clock, raw = handle.Get()] {
             EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(raw, 30));
@@ -213,12 +213,12 @@ TEST(VirtualClock, AWaitOutlivesItsHandle)
 // ---------------------------------------------------------------------------------------------
 // Threads
 
-TEST(VirtualClock, JoinsAtTheEndOfTheThreadAndOnlyOnce)
+TEST(CVirtualClock, JoinsAtTheEndOfTheThreadAndOnlyOnce)
 {
-    VirtualClock clock;
-    VirtualClock::Thread first([] { Sleep(70); });
-    VirtualClock::Thread second([] { Sleep(30); });
-    VirtualClock::Thread moved(std::move(first));
+    CVirtualClock clock;
+    CVirtualClock::CClockThread first([] { Sleep(70); });
+    CVirtualClock::CClockThread second([] { Sleep(30); });
+    CVirtualClock::CClockThread moved(std::move(first));
     second.Join();
     EXPECT_EQ(30u, clock.Elapsed());
     first.Join();
@@ -227,16 +227,16 @@ TEST(VirtualClock, JoinsAtTheEndOfTheThreadAndOnlyOnce)
     EXPECT_EQ(70u, clock.Elapsed());
 }
 
-TEST(VirtualClock, WaitsForAThreadThatHasNotStartedYet)
+TEST(CVirtualClock, WaitsForAThreadThatHasNotStartedYet)
 {
     for (int round = 0; round < 100; ++round) {
-        VirtualClock clock;
-        VirtualClock::Thread thread([&] { EXPECT_EQ(0u, clock.Elapsed()); });
+        CVirtualClock clock;
+        CVirtualClock::CClockThread thread([&] { EXPECT_EQ(0u, clock.Elapsed()); });
         Sleep(1000);
     }
 }
 
-TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
+TEST(CVirtualClock, ServesThreadsThatItDoesNotCount)
 {
     const CHandle event = MakeEvent(false);
     const CHandle answer = MakeEvent(false);
@@ -244,7 +244,7 @@ TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
     std::atomic<DWORD> timedOut = WAIT_FAILED;
     std::thread other;
     {
-        VirtualClock clock;
+        CVirtualClock clock;
         other = std::thread([&] {
             signalled = Wait(event, INFINITE);
             SetEvent(answer.Get());
@@ -267,12 +267,12 @@ TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
 /// Which thread did something, in order: four threads that sleep, lock, signal and wait.
 std::vector<unsigned> OrderOfActs(uint64_t seed)
 {
-    VirtualClock clock(0, seed);
+    CVirtualClock clock(0, seed);
     CCriticalSection section;
     const CHandle mutex = MakeMutex(false);
     const CHandle event = MakeEvent(false);
     std::vector<unsigned> acts; // guarded by nothing: no two threads run at once
-    std::vector<VirtualClock::Thread> threads;
+    std::vector<CVirtualClock::CClockThread> threads;
     for (unsigned number = 0; number < 4; ++number) {
         threads.emplace_back([&, number] {
             for (unsigned round = 0; round < 20; ++round) {
@@ -293,7 +293,7 @@ std::vector<unsigned> OrderOfActs(uint64_t seed)
     return acts;
 }
 
-TEST(VirtualClock, ASeedDecidesTheOrderOfEverything)
+TEST(CVirtualClock, ASeedDecidesTheOrderOfEverything)
 {
     std::set<std::vector<unsigned>> orders;
     for (uint64_t seed = 0; seed < 20; ++seed) {
@@ -311,9 +311,9 @@ TEST(VirtualClockDeathTest, SaysWhyTheProcessEnds)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto deadlock = [] {
-        VirtualClock clock;
+        CVirtualClock clock;
         const CHandle mutex = MakeMutex(/*owned=*/true);
-        VirtualClock::Thread thread([&] {
+        CVirtualClock::CClockThread thread([&] {
             Sleep(20);
             Wait(mutex, INFINITE);
         });
@@ -321,8 +321,8 @@ TEST(VirtualClockDeathTest, SaysWhyTheProcessEnds)
     };
     EXPECT_DEATH(deadlock(), "deadlock at 20 ms.* for an event; thread [0-9]+ for a mutex;");
     const auto outlive = [] {
-        auto clock = std::make_unique<VirtualClock>();
-        VirtualClock::Thread thread([] { Sleep(1); });
+        auto clock = std::make_unique<CVirtualClock>();
+        CVirtualClock::CClockThread thread([] { Sleep(1); });
         clock.reset();
     };
     EXPECT_DEATH(outlive(), "destroyed while threads of it live");

@@ -10,7 +10,7 @@ namespace zrtmon {
 namespace {
 
 using namespace std::string_literals;
-using test::UnitPort;
+using test::CUnitPort;
 
 /// A request with every transport choice open.
 class FreeData : public CData {
@@ -38,7 +38,7 @@ public:
 };
 
 struct TransportTest : testing::Test {
-    UnitPort port;
+    CUnitPort port;
     FreeData request;
     CPrinterData transport;
     uint64_t Elapsed() const { return port.clock.Elapsed(); }

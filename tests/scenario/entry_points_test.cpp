@@ -11,14 +11,14 @@
 #include "platform/faults.h"
 #include "platform/spooler_admin.h"
 #include "platform/system_version.h"
-#include "tests/support/spooler_bench.h"
+#include "tests/support/spooler_fixture.h"
 
 namespace zrtmon {
 namespace {
 
-using test::LowerPort;
-using test::OpenBench;
-using test::SpoolerBench;
+using test::CLowerPort;
+using test::COpenPortFixture;
+using test::CSpoolerFixture;
 
 wchar_t portName[] = L"sim:";
 wchar_t printerName[] = L"Cards";
@@ -29,7 +29,7 @@ TEST(EntryPoints, OnlyVersionFiveZeroGetsTheShorterTable)
     constexpr DWORD kShort = offsetof(MONITOR2, pfnSendRecvBidiDataFromPort);
     MONITORINIT init{};
     for (const auto& [major, minor] : {std::pair<DWORD, DWORD>{5, 0}, {5, 1}, {6, 0}, {10, 0}}) {
-        const SystemVersion version(major, minor);
+        const CSystemVersion version(major, minor);
         const DWORD size = major == 5 && minor == 0 ? kShort : sizeof(MONITOR2);
         HANDLE monitor = nullptr;
         EXPECT_EQ(size, InitializePrintMonitor2(&init, &monitor)->cbSize) << major << "." << minor;
@@ -42,7 +42,7 @@ TEST(EntryPoints, OnlyVersionFiveZeroGetsTheShorterTable)
 
 TEST(EntryPoints, OpeningRefusesWhatIsMissing)
 {
-    SpoolerBench bench;
+    CSpoolerFixture bench;
     HANDLE port = &bench;
     const auto open = [&](LPWSTR name, LPWSTR printer, PHANDLE handle, MONITOR2* lower) {
         port = &bench;
@@ -53,7 +53,7 @@ TEST(EntryPoints, OpeningRefusesWhatIsMissing)
         EXPECT_EQ(handle ? nullptr : &bench, port);
         return opened;
     };
-    MONITOR2* lower = LowerPort::Table();
+    MONITOR2* lower = CLowerPort::Table();
     EXPECT_FALSE(open(nullptr, printerName, &port, lower));
     EXPECT_FALSE(open(empty, printerName, &port, lower));
     EXPECT_FALSE(open(portName, nullptr, &port, lower));
@@ -72,12 +72,12 @@ TEST(EntryPoints, OpeningRefusesWhatIsMissing)
 
 TEST(EntryPoints, ANameIsOpenOnceWhateverItsCase)
 {
-    OpenBench bench;
+    COpenPortFixture bench;
     std::wstring capitals = bench.PortName();
     std::ranges::transform(capitals, capitals.begin(), ::towupper);
     HANDLE second = &bench;
     EXPECT_FALSE(bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), capitals.data(), printerName,
-                                            &second, LowerPort::Table()));
+                                            &second, CLowerPort::Table()));
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
     EXPECT_EQ(nullptr, second);
     EXPECT_TRUE(bench.Close());
@@ -86,7 +86,7 @@ TEST(EntryPoints, ANameIsOpenOnceWhateverItsCase)
 
 TEST(EntryPoints, APortThatCannotBeOpenedOrClosedBelowMayBeTriedAgain)
 {
-    SpoolerBench bench;
+    CSpoolerFixture bench;
     bench.lower.FailCall(0, 4711);
     EXPECT_FALSE(bench.Open());
     EXPECT_EQ(4711u, GetLastError());
@@ -109,7 +109,7 @@ TEST(EntryPoints, APortThatCannotBeOpenedOrClosedBelowMayBeTriedAgain)
 
 TEST(EntryPoints, ADocumentWhosePortWasClosedIsReleasedByItsLateEnd)
 {
-    OpenBench bench;
+    COpenPortFixture bench;
     const uint64_t handles = OpenHandleCount();
     const uint64_t blocks = GlobalBlockCount();
     const size_t printers = spooler::OpenPrinterCount();
@@ -131,7 +131,7 @@ TEST(EntryPoints, ADocumentWhosePortWasClosedIsReleasedByItsLateEnd)
 
 TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
 {
-    OpenBench bench;
+    COpenPortFixture bench;
     DOC_INFO_2W channel{};
     channel.dwMode = DI_CHANNEL;
     auto* info = reinterpret_cast<LPBYTE>(&channel);
@@ -145,7 +145,7 @@ TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
     EXPECT_FALSE(bench.StartDocument());
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
     EXPECT_EQ(5100u, bench.clock.Elapsed());
-    VirtualClock::Thread closer([&bench] {
+    CVirtualClock::CClockThread closer([&bench] {
         Sleep(4000);
         bench.table->pfnEndDocPort(bench.port);
     });
@@ -156,7 +156,7 @@ TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
 
 TEST(EntryPoints, ADocumentThatCannotStartLeavesThePortIdle)
 {
-    SpoolerBench bench;
+    CSpoolerFixture bench;
     const size_t printers = spooler::OpenPrinterCount();
     ASSERT_TRUE(bench.Open());
     wchar_t unknown[] = L"No such printer";
@@ -176,8 +176,8 @@ TEST(EntryPoints, ADocumentThatCannotStartLeavesThePortIdle)
 
 TEST(EntryPoints, APrinterThatMayNotBeAdministeredPrintsAndPublishesNothing)
 {
-    SpoolerBench bench;
-    spooler::CreatePrinter(SpoolerBench::kPrinter, PRINTER_ACCESS_USE);
+    CSpoolerFixture bench;
+    spooler::CreatePrinter(CSpoolerFixture::kPrinter, PRINTER_ACCESS_USE);
     ASSERT_TRUE(bench.Open());
     EXPECT_TRUE(bench.Print({'d', 'a', 't', 'a'}));
     EXPECT_EQ("-", bench.ValueOf(L"PrinterError"));
@@ -185,7 +185,7 @@ TEST(EntryPoints, APrinterThatMayNotBeAdministeredPrintsAndPublishesNothing)
 
 TEST(EntryPoints, AnEndThatFailsBelowLeavesThePortMarkedOpen)
 {
-    OpenBench bench;
+    COpenPortFixture bench;
     ASSERT_TRUE(bench.StartDocument());
     const uint64_t callsOfAStatusCheck = 2; // a write and a read
     bench.lower.FailCall(callsOfAStatusCheck, 4711);
@@ -197,7 +197,7 @@ TEST(EntryPoints, AnEndThatFailsBelowLeavesThePortMarkedOpen)
 
 TEST(EntryPoints, ControlCodesGoToTheLowerMonitorUnchanged)
 {
-    OpenBench bench("serial=SN77");
+    COpenPortFixture bench("serial=SN77");
     char id[300] = "";
     DWORD returned = 0;
     EXPECT_TRUE(bench.table->pfnGetPrinterDataFromPort(bench.port, IOCTL_PAR_QUERY_DEVICE_ID, nullptr, nullptr,
@@ -211,8 +211,8 @@ TEST(EntryPoints, ControlCodesGoToTheLowerMonitorUnchanged)
 
 TEST(EntryPoints, WithoutAQueryEntryBelowNoNameIsServed)
 {
-    SpoolerBench bench;
-    MONITOR2 lower = *LowerPort::Table();
+    CSpoolerFixture bench;
+    MONITOR2 lower = *CLowerPort::Table();
     lower.pfnGetPrinterDataFromPort = nullptr;
     lower.pfnSendRecvBidiDataFromPort = nullptr;
     ASSERT_TRUE(bench.Open(&lower));
@@ -222,7 +222,7 @@ TEST(EntryPoints, WithoutAQueryEntryBelowNoNameIsServed)
 
 TEST(EntryPoints, BidiIsAnsweredByTheLowerMonitorOrNotAtAll)
 {
-    OpenBench bench;
+    COpenPortFixture bench;
     for (const auto& [below, above] : {std::pair<DWORD, DWORD>{ERROR_SUCCESS, ERROR_SUCCESS},
                                        {ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED}}) {
         bench.lower.bidiAnswer = below;

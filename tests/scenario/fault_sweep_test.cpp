@@ -10,12 +10,12 @@
 #include "platform/spooler_admin.h"
 #include "settings/data_settings_zrt.h"
 #include "simulator/job_builder.h"
-#include "tests/support/spooler_bench.h"
+#include "tests/support/spooler_fixture.h"
 
 namespace zrtmon {
 namespace {
 
-using test::SpoolerBench;
+using test::CSpoolerFixture;
 
 constexpr unsigned kSweepLimit = 2000;
 
@@ -24,7 +24,7 @@ const std::wstring kCardCount = L"CardCount";
 const std::wstring kPrinterError = L"PrinterError";
 
 /// Everything that a port is for, once. A failure anywhere may end it early.
-void UsePort(SpoolerBench& bench, const std::vector<uint8_t>& job)
+void UsePort(CSpoolerFixture& bench, const std::vector<uint8_t>& job)
 {
     if (!bench.Open()) {
         return;
@@ -40,7 +40,7 @@ void UsePort(SpoolerBench& bench, const std::vector<uint8_t>& job)
 }
 
 /// The port, opened anew if need be, prints a job whole and answers.
-void ExpectUsable(SpoolerBench& bench, const std::vector<uint8_t>& job)
+void ExpectUsable(CSpoolerFixture& bench, const std::vector<uint8_t>& job)
 {
     if (bench.port) {
         ASSERT_TRUE(bench.Close());
@@ -54,11 +54,11 @@ void ExpectUsable(SpoolerBench& bench, const std::vector<uint8_t>& job)
 }
 
 /// UsePort with one call failing, of that kind or, without one, at the lower port. Answers whether it came.
-bool UseWithFault(SpoolerBench& bench, std::optional<FaultPoint> point, uint64_t failAt,
+bool UseWithFault(CSpoolerFixture& bench, std::optional<FaultPoint> point, uint64_t failAt,
                   const std::vector<uint8_t>& job)
 {
     if (point) {
-        const FaultPlan plan(*point, failAt);
+        const CFaultPlan plan(*point, failAt);
         UsePort(bench, job);
         return plan.Fired();
     }
@@ -81,7 +81,7 @@ void Sweep(std::optional<FaultPoint> point)
         const size_t printers = spooler::OpenPrinterCount();
         uint64_t leftOpen = 0;
         {
-            SpoolerBench bench("card-ms=1");
+            CSpoolerFixture bench("card-ms=1");
             fired = UseWithFault(bench, point, failAt, job);
             // A document that could not be ended below leaves the record behind when its port is closed.
             leftOpen = bench.lower.FailedCall() == "EndDocPort" ? 1 : 0;
@@ -104,7 +104,7 @@ TEST(FaultSweep, LowerCalls) { Sweep({}); }
 TEST(FaultSweep, WithoutAPrintJobRequestNoDocumentBegins)
 {
     CPrintMonitorZRT model;
-    const FaultPlan plan(FaultPoint::Allocation, 0);
+    const CFaultPlan plan(FaultPoint::Allocation, 0);
     EXPECT_FALSE(model.ResetJob());
     EXPECT_EQ(DWORD{ERROR_NOT_ENOUGH_MEMORY}, GetLastError());
 }
@@ -115,7 +115,7 @@ TEST(FaultSweep, SettingsWithoutMemoryForTheirChainAreRefused)
     CDataSettingsZRTDefault defaults;
     for (CData* request : {static_cast<CData*>(&current), static_cast<CData*>(&defaults)}) {
         {
-            const FaultPlan plan(FaultPoint::Allocation, 0);
+            const CFaultPlan plan(FaultPoint::Allocation, 0);
             EXPECT_FALSE(request->Prepare(L""));
         }
         EXPECT_TRUE(request->Prepare(L"") && request->GetNext());
@@ -129,12 +129,12 @@ TEST(FaultSweep, AQueryBehindADeletedJobIsSentOnlyWhereTheCancelWas)
     for (uint64_t failAt = 0; fired; ++failAt) {
         ASSERT_LT(failAt, kSweepLimit);
         SCOPED_TRACE("allocation " + std::to_string(failAt) + " fails");
-        test::OpenBench bench;
+        test::COpenPortFixture bench;
         ASSERT_TRUE(bench.StartDocument());
         bench.Offer(job.data(), job.size() / 2);
         bench.DeleteJob();
         {
-            const FaultPlan plan(FaultPoint::Allocation, failAt);
+            const CFaultPlan plan(FaultPoint::Allocation, failAt);
             EXPECT_TRUE(bench.EndDocument());
             fired = plan.Fired();
         }

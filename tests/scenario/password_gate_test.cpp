@@ -8,19 +8,19 @@
 #include "platform/spooler_admin.h"
 #include "simulator/job_builder.h"
 #include "tests/support/policy_file.h"
-#include "tests/support/spooler_bench.h"
+#include "tests/support/spooler_fixture.h"
 
 namespace zrtmon {
 namespace {
 
-using test::SpoolerBench;
+using test::CSpoolerFixture;
 
 constexpr const char* kLocked = "protected=1,admin-password=boss,user-password=clerk,card-ms=100";
 constexpr uint64_t kLookMs = 5000; ///< long enough for the gate to ask some times
 constexpr uint64_t kOneLookMs = 1;
 
-struct GateBench : test::OpenBench {
-    explicit GateBench(const std::string& options = kLocked) : OpenBench(options) {}
+struct GateBench : test::COpenPortFixture {
+    explicit GateBench(const std::string& options = kLocked) : COpenPortFixture(options) {}
 
     void StorePassword(const std::string& password)
     {
@@ -70,7 +70,7 @@ struct PolicyBench : GateBench {
         spooler::StoreValue(kPrinter, L"ConfigurationFile", REG_SZ, bytes + behind);
     }
 
-    const test::PolicyFile policy;
+    const test::CPolicyFile policy;
 };
 
 TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
@@ -221,8 +221,8 @@ TEST(PasswordGate, WithoutItsFileOrItsNameThePolicyIsGone)
         bench.StorePassword("clerk");
         EXPECT_TRUE(bench.Prints());
         if (isFileThere) { // a new printer has no values
-            spooler::RemovePrinter(SpoolerBench::kPrinter);
-            spooler::CreatePrinter(SpoolerBench::kPrinter);
+            spooler::RemovePrinter(CSpoolerFixture::kPrinter);
+            spooler::CreatePrinter(CSpoolerFixture::kPrinter);
         } else {
             bench.policy.Remove();
         }
@@ -381,14 +381,14 @@ TEST(PasswordGate, AQueryThatPresentsAPasswordGetsItsTurn)
 {
     GateBench bench;
     bool ok = true;
-    VirtualClock::Thread person([&] {
+    CVirtualClock::CClockThread person([&] {
         while (!bench.IsPasswordWanted()) {
             Sleep(100);
         }
         ok = bench.Ask(L"Password/clerk").ok; // leaves no text
     });
     std::atomic<bool> done = false;
-    std::deque<VirtualClock::Thread> others; // whose questions use the gate's own request objects
+    std::deque<CVirtualClock::CClockThread> others; // whose questions use the gate's own request objects
     for (const wchar_t* name : {L"SecurityInfo", L"SetUserPassword/boss/clerk", L"EnablePassword/boss"}) {
         others.emplace_back([&bench, &done, name] {
             for (; !done; Sleep(30)) {
@@ -452,7 +452,7 @@ TEST(PasswordRequests, ChangeWhatSecurityInfoTells)
     for (const Step& step : kSteps) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(step.name)));
         const uint64_t changes = bench.Printer().View().commands["NT"];
-        const SpoolerBench::Answer answer = bench.Ask(step.name);
+        const CSpoolerFixture::Answer answer = bench.Ask(step.name);
         EXPECT_FALSE(answer.ok);
         EXPECT_EQ("", answer.text);
         if (step.error) {

@@ -6,23 +6,23 @@
 
 #include "platform/spooler_admin.h"
 #include "simulator/job_builder.h"
-#include "tests/support/spooler_bench.h"
+#include "tests/support/spooler_fixture.h"
 
 namespace zrtmon {
 namespace {
 
-using test::OpenBench;
+using test::COpenPortFixture;
 
 const std::vector<uint8_t> kThreeCards = sim::BuildJob({.cards = 3}).bytes;
 
-bool IsReportedSent(const OpenBench& bench) { return (bench.JobStatus() & JOB_STATUS_PRINTED) != 0; }
+bool IsReportedSent(const COpenPortFixture& bench) { return (bench.JobStatus() & JOB_STATUS_PRINTED) != 0; }
 
 TEST(PrintJob, ReachesThePrinterUnchangedAndIsReportedSent)
 {
     for (const size_t piece : {1u, 7u, 512u, 4096u, 65536u}) {
         SCOPED_TRACE(piece);
         const size_t printers = spooler::OpenPrinterCount();
-        OpenBench bench("cards=250");
+        COpenPortFixture bench("cards=250");
         bench.Printer().KeepJob();
         bench.lower.trouble = [&bench](const char* call) {
             EXPECT_FALSE(IsReportedSent(bench) && call == std::string("WritePort")) << "before its end";
@@ -46,10 +46,10 @@ TEST(PrintJob, ReachesThePrinterUnchangedAndIsReportedSent)
 
 TEST(PrintJob, AnErrorBetweenCardsHoldsTheRestUntilItClears)
 {
-    OpenBench bench("error=83,error-at-card=2,clear-ms=20000");
+    COpenPortFixture bench("error=83,error-at-card=2,clear-ms=20000");
     bench.Printer().KeepJob();
     bool seen = false;
-    VirtualClock::Thread watcher([&] {
+    CVirtualClock::CClockThread watcher([&] {
         while (bench.Printer().View().cardsPrinted < 3) {
             if (bench.ValueOf(L"PrinterError") == "21") {
                 seen = true;
@@ -68,17 +68,17 @@ TEST(PrintJob, AnErrorBetweenCardsHoldsTheRestUntilItClears)
 
 TEST(PrintJob, QueriesAreAnsweredBetweenCardsWhileItPrints)
 {
-    OpenBench bench("cards=250,card-ms=3000");
+    COpenPortFixture bench("cards=250,card-ms=3000");
     bench.Printer().KeepJob();
     const std::vector<uint8_t> job = sim::BuildJob({.cards = 6}).bytes;
     std::atomic<bool> printing = true;
     std::atomic<int> answered = 0;
     {
-        std::list<VirtualClock::Thread> threads;
+        std::list<CVirtualClock::CClockThread> threads;
         for (const wchar_t* name : {L"CardCount", L"PrinterError", L"cardcount"}) {
             threads.emplace_back([&, name, isError = name[0] == L'P'] {
                 while (printing) {
-                    const OpenBench::Answer answer = bench.Ask(name);
+                    const COpenPortFixture::Answer answer = bench.Ask(name);
                     answered += answer.ok;
                     EXPECT_EQ(answer.ok ? DWORD{0} : DWORD{ERROR_BUSY}, answer.error);
                     EXPECT_TRUE(!answer.ok || isError == (answer.text == "1")) << answer.text;
@@ -98,7 +98,7 @@ TEST(PrintJob, QueriesAreAnsweredBetweenCardsWhileItPrints)
 
 TEST(PrintJob, ADeletedJobIsCancelledAtThePrinter)
 {
-    OpenBench bench("card-ms=3000");
+    COpenPortFixture bench("card-ms=3000");
     ASSERT_TRUE(bench.StartDocument());
     bench.Offer(kThreeCards.data(), kThreeCards.size() / 2, {}, 500);
     bench.DeleteJob();

@@ -9,21 +9,21 @@
 #include "link/request_code.h"
 #include "platform/spooler_admin.h"
 #include "tests/support/case_name.h"
-#include "tests/support/spooler_bench.h"
+#include "tests/support/spooler_fixture.h"
 
 namespace zrtmon {
 namespace {
 
 using namespace std::string_literals;
-using test::SpoolerBench;
+using test::CSpoolerFixture;
 
 constexpr DWORD kInvalid = ERROR_INVALID_PARAMETER;
 
 std::string Esc(const char* mnemonic) { return "\x1B\0\2"s + mnemonic; }
 
 /// The bench with its port open and the writes of the lower port kept.
-struct NameBench : test::OpenBench {
-    explicit NameBench(const std::string& options = "") : OpenBench(options)
+struct NameBench : test::COpenPortFixture {
+    explicit NameBench(const std::string& options = "") : COpenPortFixture(options)
     {
         lower.limitWrite = [this](const uint8_t* data, DWORD size) {
             writes.emplace_back(data, data + size);
@@ -70,7 +70,7 @@ TEST_P(ValueName, SendsItsBytesTakesItsTimeAndAnswers)
 {
     NameBench bench("cards=250,serial=SN77,firmware=3.1,ribbon=42,track2=22,bay1-station=4,bay1-state=7");
     bench.StoreSettings(kWritten);
-    const SpoolerBench::Answer answer = bench.Ask(GetParam().text);
+    const CSpoolerFixture::Answer answer = bench.Ask(GetParam().text);
     EXPECT_EQ(!GetParam().answer.empty(), answer.ok);
     EXPECT_EQ(GetParam().error, answer.error);
     EXPECT_EQ(GetParam().answer, answer.text);
@@ -186,7 +186,7 @@ TEST(ValueNames, AnAnswerNeedsRoomForItsNul)
 TEST(ValueNames, TheLongUtilityCommandKeepsOthersAway)
 {
     NameBench bench;
-    VirtualClock::Thread utility([&bench] { bench.Ask(L"UtilityCommand/9"); });
+    CVirtualClock::CClockThread utility([&bench] { bench.Ask(L"UtilityCommand/9"); });
     Sleep(1);
     EXPECT_EQ(DWORD{ERROR_BUSY}, bench.Ask(L"CardCount").error);
     EXPECT_EQ(5001u, bench.clock.Elapsed());
@@ -246,7 +246,7 @@ const ReplyRow kReplies[] = {
 };
 
 /// Takes what the printer still has to say, as a caller with a channel of its own may.
-void DrainReplies(SpoolerBench& bench)
+void DrainReplies(CSpoolerFixture& bench)
 {
     DOC_INFO_2W channel{};
     channel.dwMode = DI_CHANNEL;
@@ -288,14 +288,14 @@ TEST_P(BadReplies, FailTheQueryAndNothingElse)
         NameBench bench;
         bench.Printer().SetReply(row.mnemonic, GetParam().make(row.good));
         const uint64_t start = bench.clock.Elapsed();
-        const SpoolerBench::Answer answer = bench.Ask(row.text);
+        const CSpoolerFixture::Answer answer = bench.Ask(row.text);
         EXPECT_EQ(GetParam().ok, answer.ok);
         EXPECT_EQ(GetParam().ok ? DWORD{0} : kInvalid, answer.error);
         EXPECT_TRUE(answer.ok ? answer.text.ends_with(row.answer) : answer.text.empty()) << answer.text;
         EXPECT_EQ(GetParam().waits, bench.clock.Elapsed() - start > 3000);
         DrainReplies(bench);
         bench.Printer().SetReply(row.mnemonic, row.good);
-        const SpoolerBench::Answer again = bench.Ask(row.text);
+        const CSpoolerFixture::Answer again = bench.Ask(row.text);
         EXPECT_TRUE(again.ok && again.text.ends_with(row.answer)) << again.text;
     }
 }

@@ -14,7 +14,7 @@ namespace zrtmon {
 namespace {
 
 using namespace std::string_literals;
-using test::PolicyFile;
+using test::CPolicyFile;
 using test::PolicyText;
 
 std::string FirstCard(const std::string& enabled)
@@ -94,7 +94,7 @@ TEST(PolicyText, IsRead)
         {kPlain + std::string(kLongest - kPlain.size(), ' '), TRUE, TRUE, kHourMs}};
     for (const FileCase& c : cases) {
         SCOPED_TRACE(c.bytes.substr(0, 400));
-        const PolicyFile file(c.bytes);
+        const CPolicyFile file(c.bytes);
         const bool usable = c.afterDelay != TRUE || c.delayMs != 0;
         EXPECT_EQ(usable, CConfigPassword().Load(file.Path().c_str()) != FALSE);
         CXmlPassword document;
@@ -117,7 +117,7 @@ TEST(PolicyText, IsRefused)
           PolicyText(FirstCard("&e;")), kPlain + std::string(kLongest - kPlain.size() + 1, ' '),
           Repeated(100000, "<a>") + Repeated(100000, "</a>"), std::string(300000, '<')}) {
         SCOPED_TRACE(bytes.substr(0, 400));
-        const PolicyFile file(bytes);
+        const CPolicyFile file(bytes);
         EXPECT_FALSE(CXmlPassword().Load(file.Path().c_str()));
         EXPECT_FALSE(CConfigPassword().Load(file.Path().c_str()));
     }
@@ -125,7 +125,7 @@ TEST(PolicyText, IsRefused)
 
 TEST(PolicyPath, MustNameAFile)
 {
-    const PolicyFile file(kPlain);
+    const CPolicyFile file(kPlain);
     ASSERT_TRUE(CXmlPassword().Load(file.Path().c_str()));
     const std::string folder = testing::TempDir();
     for (const std::wstring& path :
@@ -141,14 +141,14 @@ TEST(PolicyPath, MustNameAFile)
 
 TEST(PolicyPath, IsCheckedForTheFilesSize)
 {
-    const PolicyFile file(kPlain);
+    const CPolicyFile file(kPlain);
     EXPECT_TRUE(IsRegularFile(file.Path().c_str(), kPlain.size()));
     EXPECT_FALSE(IsRegularFile(file.Path().c_str(), kPlain.size() - 1));
 }
 
 TEST(PolicyPath, MayNameALink)
 {
-    const PolicyFile file(kPlain);
+    const CPolicyFile file(kPlain);
     const std::filesystem::path link = file.Path() + L".link";
     std::error_code error;
     std::filesystem::create_symlink(file.Path(), link, error);
@@ -177,9 +177,9 @@ TEST(PolicyRules, SayWhenAPasswordIsDue)
         {At(3, 5, 22, 30, 0, 1), FALSE, FALSE, FALSE}, {At(3, 5, 22, 30), FALSE, TRUE, FALSE},
         {At(3, 4, 23, 30), TRUE, TRUE, TRUE}};
     const auto isDue = [](const std::string& policy, const SYSTEMTIME& now) {
-        VirtualClock clock;
+        CVirtualClock clock;
         clock.SetLocalTime(At(3, 5, 23, 30));
-        const PolicyFile file(policy);
+        const CPolicyFile file(policy);
         CConfigPassword config;
         EXPECT_TRUE(config.Load(file.Path().c_str()));
         EXPECT_TRUE(config.IsPasswordRequired()) << "none was entered";
@@ -212,8 +212,8 @@ TEST(PolicyRules, ALoadForgetsTheEntryOnlyWhenThePolicyHasChanged)
         {Policy(false, ""), TRUE},
         {Policy(false, ""), TRUE}, // once for each load
     };
-    VirtualClock clock;
-    const PolicyFile file("");
+    CVirtualClock clock;
+    const CPolicyFile file("");
     CConfigPassword config;
     int number = 0;
     for (const Step& step : kSteps) {

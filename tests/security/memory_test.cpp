@@ -15,7 +15,7 @@
 namespace zrtmon {
 namespace {
 
-using test::PolicyFile;
+using test::CPolicyFile;
 using test::PolicyText;
 
 const std::string kBothRules =
@@ -23,7 +23,7 @@ const std::string kBothRules =
                "DelayTime=\"1 hour\"/></PassWordAfterDelay>");
 
 /// A password that was entered counts until the next day, and then until the hour is over.
-void ExpectBothRules(CConfigPassword& config, VirtualClock& clock)
+void ExpectBothRules(CConfigPassword& config, CVirtualClock& clock)
 {
     const auto isDue = [&](WORD enteredHour, WORD nowDay, WORD nowHour) {
         clock.SetLocalTime({2026, 3, 0, 5, enteredHour, 30, 0, 0});
@@ -38,8 +38,8 @@ void ExpectBothRules(CConfigPassword& config, VirtualClock& clock)
 
 TEST(PolicyFaults, NoFailingAllocationSwitchesARuleOff)
 {
-    VirtualClock clock;
-    const PolicyFile file(kBothRules);
+    CVirtualClock clock;
+    const CPolicyFile file(kBothRules);
     const std::wstring path = file.Path();
     bool fired = true;
     for (uint64_t failAt = 0; fired; ++failAt) {
@@ -48,7 +48,7 @@ TEST(PolicyFaults, NoFailingAllocationSwitchesARuleOff)
         CConfigPassword config;
         BOOL loaded = FALSE;
         {
-            const FaultPlan plan(FaultPoint::Allocation, failAt);
+            const CFaultPlan plan(FaultPoint::Allocation, failAt);
             loaded = config.Load(path.c_str());
             fired = plan.Fired();
         }

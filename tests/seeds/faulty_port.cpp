@@ -26,7 +26,7 @@ bool IsOwnCommand(std::string_view bytes)
 
 } // namespace
 
-CFaultyPort::CFaultyPort(CSimulation& simulation, unsigned port, test::DisturbedPort& lower)
+CFaultyPort::CFaultyPort(CSimulation& simulation, unsigned port, test::CDisturbedPort& lower)
     : m_simulation(simulation), m_number(port)
 {
     lower.trouble = [this](const char* call) { return Trouble(call); };

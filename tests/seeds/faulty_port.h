@@ -21,7 +21,7 @@ inline thread_local Role t_role = Role::Job;
 class CFaultyPort {
 public:
     /// simulation and lower are borrowed for the object's life; it takes over lower's hooks.
-    CFaultyPort(CSimulation& simulation, unsigned port, test::DisturbedPort& lower);
+    CFaultyPort(CSimulation& simulation, unsigned port, test::CDisturbedPort& lower);
 
     /// The bytes of this job will follow; borrowed until EndJob. isValid: the printer can print it.
     void BeginJob(const sim::Job& job, bool isValid);

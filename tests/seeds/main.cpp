@@ -71,7 +71,7 @@ void Run(CSimulation& simulation)
         sites.emplace_back(simulation, number);
     }
     bool isOver = false;
-    VirtualClock::Thread saboteur = simulation.Spawn([&] { simulation.Sabotage(isOver); });
+    CVirtualClock::CClockThread saboteur = simulation.Spawn([&] { simulation.Sabotage(isOver); });
     for (CSimulatedSite& site : sites) {
         site.Start();
     }

@@ -7,7 +7,7 @@
 
 #include "tests/seeds/faulty_port.h"
 #include "tests/seeds/simulation.h"
-#include "tests/support/spooler_bench.h"
+#include "tests/support/spooler_fixture.h"
 
 namespace zrtmon::simulation {
 
@@ -63,9 +63,9 @@ private:
     CSimulation& m_simulation;
     unsigned m_number;
     std::wstring m_printerName;
-    test::PortBench m_bench;
+    test::CPortFixture m_bench;
     CFaultyPort m_faultyPort;
-    std::list<VirtualClock::Thread> m_threads;
+    std::list<CVirtualClock::CClockThread> m_threads;
     sim::CCardPrinter* m_printer = nullptr; ///< set by the first open
     bool m_isDone = false;                  ///< no more jobs
     bool m_isAway = true;                   ///< the port is not to be used

@@ -64,9 +64,9 @@ CSimulation::CSimulation(uint64_t seed, bool isVerbose)
 
 CSimulation::~CSimulation() { t_outside.reset(); }
 
-VirtualClock::Thread CSimulation::Spawn(std::function<void()> body)
+CVirtualClock::CClockThread CSimulation::Spawn(std::function<void()> body)
 {
-    return VirtualClock::Thread([run = std::move(body)] {
+    return CVirtualClock::CClockThread([run = std::move(body)] {
         t_outside.emplace();
         run();
         t_outside.reset();
@@ -97,7 +97,7 @@ void CSimulation::EndTroubles()
 unsigned CSimulation::Strikes() const
 {
     return static_cast<unsigned>(std::ranges::count_if(
-        m_plans, [](const std::optional<FaultPlan>& plan) { return plan && plan->Fired(); }));
+        m_plans, [](const std::optional<CFaultPlan>& plan) { return plan && plan->Fired(); }));
 }
 
 } // namespace zrtmon::simulation

@@ -26,7 +26,7 @@ using Counts = std::map<std::string_view, uint64_t>;
 class CJournal {
 public:
     /// isVerbose: events are printed, too.
-    CJournal(const VirtualClock& clock, bool isVerbose) : m_clock(clock), m_isVerbose(isVerbose) {}
+    CJournal(const CVirtualClock& clock, bool isVerbose) : m_clock(clock), m_isVerbose(isVerbose) {}
 
     /// event is a literal; port 0 is the simulation.
     void Note(const char* event, uint64_t port = 0, uint64_t first = 0, uint64_t second = 0);
@@ -38,7 +38,7 @@ public:
     const std::vector<std::string>& Broken() const { return m_broken; }
 
 private:
-    const VirtualClock& m_clock;
+    const CVirtualClock& m_clock;
     const bool m_isVerbose;
     uint64_t m_hash = 14695981039346656037u;
     Counts m_counts;
@@ -60,7 +60,7 @@ struct Troubles {
 };
 
 /// Set while this thread is outside the library: fault plans do not apply then.
-inline thread_local std::optional<FaultFree> t_outside;
+inline thread_local std::optional<CFaultExemption> t_outside;
 
 /// Created and destroyed by the thread that runs it.
 class CSimulation {
@@ -69,7 +69,7 @@ public:
     ~CSimulation();
 
     /// A thread of the simulation, which is safe from the failures of fault plans except inside Call.
-    VirtualClock::Thread Spawn(std::function<void()> body);
+    CVirtualClock::CClockThread Spawn(std::function<void()> body);
     /// Runs body, which calls the library, on a thread of the simulation.
     template <class Body>
     static auto Call(Body&& body)
@@ -88,7 +88,7 @@ public:
     unsigned Strikes() const;
 
     CRandomSource random;
-    VirtualClock clock;
+    CVirtualClock clock;
     sim::CPortMonitor ports;
     CJournal journal;
     Troubles troubles;
@@ -96,7 +96,7 @@ public:
     uint64_t blocksLeft = 0;   ///< that the library must leave behind: ports closed under a document
 
 private:
-    std::array<std::optional<FaultPlan>, 3> m_plans;
+    std::array<std::optional<CFaultPlan>, 3> m_plans;
 };
 
 } // namespace zrtmon::simulation

@@ -6,7 +6,7 @@
 
 #include "simulator/input_parser.h"
 #include "simulator/job_builder.h"
-#include "tests/simulator/printer_bench.h"
+#include "tests/simulator/printer_fixture.h"
 
 namespace zrtmon::sim {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "simulator/job_builder.h"
-#include "tests/simulator/printer_bench.h"
+#include "tests/simulator/printer_fixture.h"
 
 namespace zrtmon::sim {
 namespace {
@@ -18,16 +18,16 @@ TEST(JobBuilder, EveryRandomJobIsValid)
         const JobShape shape = RandomShape(seed);
         const Job job = BuildJob(shape);
         ASSERT_EQ(job.bytes, BuildJob(shape).bytes);
-        PrinterBench bench("card-ms=0");
-        bench.printer.KeepJob();
-        bench.Send(Text(job.bytes));
-        const PrinterView view = bench.printer.View();
+        CPrinterFixture fixture("card-ms=0");
+        fixture.printer.KeepJob();
+        fixture.Send(Text(job.bytes));
+        const PrinterView view = fixture.printer.View();
         ASSERT_EQ(0u, view.violationCount) << view.violations[0].text << " at " << view.violations[0].offset;
         ASSERT_EQ(shape.cards, view.cardsPrinted);
         ASSERT_EQ(job.packetStarts.size(), view.packets);
         ASSERT_EQ(shape.framed ? job.records : 0, view.records);
         ASSERT_EQ(shape.endCommand ? 1u : 0u, view.jobsEnded);
-        ASSERT_EQ(job.bytes, bench.printer.JobBytes());
+        ASSERT_EQ(job.bytes, fixture.printer.JobBytes());
         tails += shape.tailBytes > 0 ? 1 : 0;
         unframed += shape.framed ? 0 : 1;
         cardsOverPackets += job.packetStarts.size() > 2 * shape.cards ? 1 : 0;
@@ -42,17 +42,17 @@ TEST(JobBuilder, CardsEndAtPacketBorders)
     for (const bool cut : {false, true}) {
         const Job job = BuildJob({.cards = 3, .sidesPerCard = 2, .payloadBytes = 1000, .cutRecords = cut});
         ASSERT_EQ(3u, job.cardEnds.size());
-        PrinterBench bench("card-ms=0");
+        CPrinterFixture fixture("card-ms=0");
         size_t from = 0;
         for (size_t card = 0; card < job.cardEnds.size(); ++card) {
             EXPECT_EQ(1, std::ranges::count(job.packetStarts, job.cardEnds[card]));
-            bench.Send(Text(job.bytes).substr(from, job.cardEnds[card] - from));
+            fixture.Send(Text(job.bytes).substr(from, job.cardEnds[card] - from));
             from = job.cardEnds[card];
-            EXPECT_EQ(card + 1, bench.printer.View().cardsReceived);
+            EXPECT_EQ(card + 1, fixture.printer.View().cardsReceived);
         }
-        EXPECT_FALSE(bench.printer.View().insidePacket);
-        EXPECT_EQ(0u, bench.printer.View().violationCount);
-        EXPECT_EQ(96u, bench.printer.View().records);
+        EXPECT_FALSE(fixture.printer.View().insidePacket);
+        EXPECT_EQ(0u, fixture.printer.View().violationCount);
+        EXPECT_EQ(96u, fixture.printer.View().records);
         EXPECT_EQ(8 + (cut ? 1000u : 952u), job.packetStarts[2] - job.packetStarts[1]) << "as much as it may";
     }
 }
@@ -60,11 +60,11 @@ TEST(JobBuilder, CardsEndAtPacketBorders)
 TEST(JobBuilder, PacketsMayBeLong)
 {
     const Job job = BuildJob({.recordsPerSide = 200, .payloadBytes = 1u << 24});
-    PrinterBench bench;
-    bench.Send(Text(job.bytes));
-    EXPECT_EQ(2u, bench.printer.View().packets) << "a card of over 64 KiB, and the end of the job";
-    EXPECT_EQ(200u, bench.printer.View().records);
-    EXPECT_EQ(0u, bench.printer.View().violationCount);
+    CPrinterFixture fixture;
+    fixture.Send(Text(job.bytes));
+    EXPECT_EQ(2u, fixture.printer.View().packets) << "a card of over 64 KiB, and the end of the job";
+    EXPECT_EQ(200u, fixture.printer.View().records);
+    EXPECT_EQ(0u, fixture.printer.View().violationCount);
 }
 
 } // namespace

@@ -3,14 +3,14 @@
 #include <algorithm>
 
 #include "simulator/xtea.h"
-#include "tests/simulator/printer_bench.h"
+#include "tests/simulator/printer_fixture.h"
 
 namespace zrtmon::sim {
 namespace {
 
 /// A host that knows a password.
-struct PasswordBench : PrinterBench {
-    using PrinterBench::PrinterBench;
+struct CPasswordFixture : CPrinterFixture {
+    using CPrinterFixture::CPrinterFixture;
 
     std::string Challenge()
     {
@@ -48,22 +48,22 @@ constexpr const char* kValidated = "Plinth:PLINTH=VALID,CORBEL=DISABLED,PASSWORD
 
 TEST(PrinterPasswords, OnlyTheAdministratorsChangesAnything)
 {
-    PasswordBench bench("admin-password=boss,user-password=clerk");
-    bench.Change("clerk", kEnable);
-    EXPECT_EQ(kOff, bench.Ask("NP"));
-    bench.Change("boss", kEnable);
-    bench.Change("clerk", kDisable);
-    EXPECT_EQ(kLocked, bench.Ask("NP"));
-    bench.Change("clerk", kSetAdmin, std::string("mine00000000000\0", 16));
-    bench.Change("clerk", kSetUser, "sixteen bytes!!!");
-    EXPECT_EQ(3u, bench.printer.View().passwordsRefused) << "a user changes the user's own";
+    CPasswordFixture fixture("admin-password=boss,user-password=clerk");
+    fixture.Change("clerk", kEnable);
+    EXPECT_EQ(kOff, fixture.Ask("NP"));
+    fixture.Change("boss", kEnable);
+    fixture.Change("clerk", kDisable);
+    EXPECT_EQ(kLocked, fixture.Ask("NP"));
+    fixture.Change("clerk", kSetAdmin, std::string("mine00000000000\0", 16));
+    fixture.Change("clerk", kSetUser, "sixteen bytes!!!");
+    EXPECT_EQ(3u, fixture.printer.View().passwordsRefused) << "a user changes the user's own";
     for (const auto& [password, good] : {std::pair{"boss", true},
                                          {"sixteen bytes!!!", true},
                                          {"mine", false},
                                          {"clerk", false},
                                          {"", false}}) {
-        bench.Present(password);
-        EXPECT_EQ(good ? kValidated : kLocked, bench.Ask("NP")) << password;
+        fixture.Present(password);
+        EXPECT_EQ(good ? kValidated : kLocked, fixture.Ask("NP")) << password;
     }
 }
 
@@ -71,46 +71,46 @@ TEST(PrinterPasswords, AChallengeIsFreshAndAnsweredOnce)
 {
     std::string first;
     {
-        PasswordBench bench("protected=1,admin-password=boss");
-        first = bench.Challenge();
-        EXPECT_NE(first, bench.Challenge());
-        bench.Send(Command("4" + PasswordBench::Answer(first, "boss")));
-        EXPECT_EQ(kLocked, bench.Ask("NP")) << "the challenge before the last";
-        const std::string answer = Command("4" + PasswordBench::Answer(bench.Challenge(), "boss"));
-        bench.Send(answer);
-        EXPECT_EQ(kValidated, bench.Ask("NP"));
-        bench.Send(answer);
-        EXPECT_EQ(kLocked, bench.Ask("NP")) << "the same answer again";
+        CPasswordFixture fixture("protected=1,admin-password=boss");
+        first = fixture.Challenge();
+        EXPECT_NE(first, fixture.Challenge());
+        fixture.Send(Command("4" + CPasswordFixture::Answer(first, "boss")));
+        EXPECT_EQ(kLocked, fixture.Ask("NP")) << "the challenge before the last";
+        const std::string answer = Command("4" + CPasswordFixture::Answer(fixture.Challenge(), "boss"));
+        fixture.Send(answer);
+        EXPECT_EQ(kValidated, fixture.Ask("NP"));
+        fixture.Send(answer);
+        EXPECT_EQ(kLocked, fixture.Ask("NP")) << "the same answer again";
     }
-    EXPECT_NE(first, PasswordBench("protected=1,seed=2").Challenge());
+    EXPECT_NE(first, CPasswordFixture("protected=1,seed=2").Challenge());
 }
 
 TEST(PrinterPasswords, CardsWaitForOneAndItIsGoodForOneJob)
 {
-    PasswordBench bench("protected=1,admin-password=boss,card-ms=100");
-    bench.Send(Packet(CardPayload()));
+    CPasswordFixture fixture("protected=1,admin-password=boss,card-ms=100");
+    fixture.Send(Packet(CardPayload()));
     Sleep(1000);
-    EXPECT_EQ(1u, bench.printer.View().cardsHeld);
-    EXPECT_EQ("PASSWORD REQUIRED", bench.printer.View().displayLines[0]);
-    bench.Send(std::string(512, '\0') + Command("XC") + Packet(CardPayload()));
-    bench.Present("wrong");
-    EXPECT_EQ(1u, bench.printer.View().cardsHeld) << "the cancelled one is not waiting any more";
-    bench.Present("boss");
-    bench.Send(Packet(Command("XZ")));
+    EXPECT_EQ(1u, fixture.printer.View().cardsHeld);
+    EXPECT_EQ("PASSWORD REQUIRED", fixture.printer.View().displayLines[0]);
+    fixture.Send(std::string(512, '\0') + Command("XC") + Packet(CardPayload()));
+    fixture.Present("wrong");
+    EXPECT_EQ(1u, fixture.printer.View().cardsHeld) << "the cancelled one is not waiting any more";
+    fixture.Present("boss");
+    fixture.Send(Packet(Command("XZ")));
     Sleep(100);
-    EXPECT_EQ(1u, bench.printer.View().cardsPrinted);
-    EXPECT_EQ(kLocked, bench.Ask("NP")) << "the validation ended with the job";
+    EXPECT_EQ(1u, fixture.printer.View().cardsPrinted);
+    EXPECT_EQ(kLocked, fixture.Ask("NP")) << "the validation ended with the job";
 
-    bench.Send(Packet(CardPayload()) + Packet(Command("XZ")));
+    fixture.Send(Packet(CardPayload()) + Packet(Command("XZ")));
     Sleep(1000);
-    EXPECT_EQ(1u, bench.printer.View().cardsPrinted);
-    EXPECT_EQ(1u, bench.printer.View().cardsRefused);
-    EXPECT_EQ(0u, bench.printer.View().violationCount);
+    EXPECT_EQ(1u, fixture.printer.View().cardsPrinted);
+    EXPECT_EQ(1u, fixture.printer.View().cardsRefused);
+    EXPECT_EQ(0u, fixture.printer.View().violationCount);
 
-    bench.Send(Packet(CardPayload()));
-    bench.Change("boss", kDisable);
+    fixture.Send(Packet(CardPayload()));
+    fixture.Change("boss", kDisable);
     Sleep(100);
-    EXPECT_EQ(2u, bench.printer.View().cardsPrinted) << "switched off in the middle of a job";
+    EXPECT_EQ(2u, fixture.printer.View().cardsPrinted) << "switched off in the middle of a job";
 }
 
 } // namespace

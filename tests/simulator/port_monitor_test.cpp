@@ -5,15 +5,15 @@
 #include <random>
 
 #include "simulator/port_monitor.h"
-#include "tests/simulator/printer_bench.h"
+#include "tests/simulator/printer_fixture.h"
 
 namespace zrtmon::sim {
 namespace {
 
 /// The port monitor as the monitor above it sees it. Calls answer 0 or the last error; those with a text for
 /// an answer "error N" in its place.
-struct Line {
-    explicit Line(const std::wstring& portName) : name(portName) { Open(); }
+struct CPortClient {
+    explicit CPortClient(const std::wstring& portName) : name(portName) { Open(); }
 
     DWORD Open() { return ErrorOf(table.pfnOpenPort(monitor.Handle(), name.data(), &port)); }
     DWORD Start(bool channel = false)
@@ -47,7 +47,7 @@ struct Line {
     PortView View() { return monitor.View(name); }
     CCardPrinter* Printer() { return monitor.FindPrinter(name); }
 
-    VirtualClock clock;
+    CVirtualClock clock;
     CPortMonitor monitor;
     const MONITOR2& table = *CPortMonitor::Table();
     std::wstring name;
@@ -70,95 +70,95 @@ private:
 
 TEST(PortMonitor, CarriesDocumentsAndChannels)
 {
-    Line line(L"sim:cards=7,write-limit=3");
-    ASSERT_TRUE(line.port);
-    EXPECT_EQ(sizeof(MONITOR2), line.table.cbSize);
-    ASSERT_EQ(0u, line.Start(true));
-    EXPECT_EQ(0u, line.Write(Command("Nr")));
-    EXPECT_EQ(3u, line.count);
-    EXPECT_EQ(0u, line.Write("Nr"));
-    EXPECT_EQ(2u, line.count);
-    EXPECT_EQ("ERR:0", line.Read(5));
-    EXPECT_EQ(",0,0,0,0,7,", line.Read());
-    EXPECT_EQ("", line.Read());
-    EXPECT_EQ(0u, line.End());
-    EXPECT_EQ(0u, line.Start());
-    EXPECT_EQ(0u, line.End());
-    EXPECT_EQ(0u, line.View().misuses);
+    CPortClient client(L"sim:cards=7,write-limit=3");
+    ASSERT_TRUE(client.port);
+    EXPECT_EQ(sizeof(MONITOR2), client.table.cbSize);
+    ASSERT_EQ(0u, client.Start(true));
+    EXPECT_EQ(0u, client.Write(Command("Nr")));
+    EXPECT_EQ(3u, client.count);
+    EXPECT_EQ(0u, client.Write("Nr"));
+    EXPECT_EQ(2u, client.count);
+    EXPECT_EQ("ERR:0", client.Read(5));
+    EXPECT_EQ(",0,0,0,0,7,", client.Read());
+    EXPECT_EQ("", client.Read());
+    EXPECT_EQ(0u, client.End());
+    EXPECT_EQ(0u, client.Start());
+    EXPECT_EQ(0u, client.End());
+    EXPECT_EQ(0u, client.View().misuses);
 }
 
 TEST(PortMonitor, RefusesCallsOutOfOrder)
 {
-    Line line(L"sim:");
-    const HANDLE port = line.port;
-    EXPECT_EQ(ERROR_BUSY, line.Open());
-    EXPECT_EQ(nullptr, line.port);
-    EXPECT_EQ(ERROR_INVALID_HANDLE, line.Start());
-    line.port = port;
-    EXPECT_EQ(ERROR_GEN_FAILURE, line.Write("x"));
-    EXPECT_EQ("error 31", line.Read());
-    EXPECT_EQ(ERROR_GEN_FAILURE, line.End());
-    EXPECT_EQ(0u, line.Start());
-    EXPECT_EQ(ERROR_BUSY, line.Start());
-    EXPECT_EQ(ERROR_BUSY, line.Start(true));
-    EXPECT_EQ(0u, line.Write("x")) << "the first document goes on";
-    EXPECT_EQ(6u, line.View().misuses);
-    EXPECT_EQ(0u, line.Close());
-    EXPECT_EQ(7u, line.View().misuses) << "a document was open";
-    EXPECT_EQ(ERROR_INVALID_HANDLE, line.Close());
-    EXPECT_EQ(ERROR_INVALID_HANDLE, line.Start());
-    EXPECT_EQ(ERROR_INVALID_HANDLE, line.Write("x"));
-    EXPECT_EQ("error 6", line.Read());
-    EXPECT_EQ(ERROR_INVALID_HANDLE, line.End());
-    EXPECT_EQ(12u, line.View().misuses);
-    EXPECT_EQ("EndDocPort on a closed port", line.View().misuseTexts[11]);
-    EXPECT_EQ(1u, line.View().bytesWritten);
+    CPortClient client(L"sim:");
+    const HANDLE port = client.port;
+    EXPECT_EQ(ERROR_BUSY, client.Open());
+    EXPECT_EQ(nullptr, client.port);
+    EXPECT_EQ(ERROR_INVALID_HANDLE, client.Start());
+    client.port = port;
+    EXPECT_EQ(ERROR_GEN_FAILURE, client.Write("x"));
+    EXPECT_EQ("error 31", client.Read());
+    EXPECT_EQ(ERROR_GEN_FAILURE, client.End());
+    EXPECT_EQ(0u, client.Start());
+    EXPECT_EQ(ERROR_BUSY, client.Start());
+    EXPECT_EQ(ERROR_BUSY, client.Start(true));
+    EXPECT_EQ(0u, client.Write("x")) << "the first document goes on";
+    EXPECT_EQ(6u, client.View().misuses);
+    EXPECT_EQ(0u, client.Close());
+    EXPECT_EQ(7u, client.View().misuses) << "a document was open";
+    EXPECT_EQ(ERROR_INVALID_HANDLE, client.Close());
+    EXPECT_EQ(ERROR_INVALID_HANDLE, client.Start());
+    EXPECT_EQ(ERROR_INVALID_HANDLE, client.Write("x"));
+    EXPECT_EQ("error 6", client.Read());
+    EXPECT_EQ(ERROR_INVALID_HANDLE, client.End());
+    EXPECT_EQ(12u, client.View().misuses);
+    EXPECT_EQ("EndDocPort on a closed port", client.View().misuseTexts[11]);
+    EXPECT_EQ(1u, client.View().bytesWritten);
 }
 
 TEST(PortMonitor, AClosedPortKeepsItsPrinter)
 {
-    Line line(L"sim:card-ms=100");
-    CCardPrinter* const printer = line.monitor.FindPrinter(L"SIM:Card-MS=100");
+    CPortClient client(L"sim:card-ms=100");
+    CCardPrinter* const printer = client.monitor.FindPrinter(L"SIM:Card-MS=100");
     ASSERT_TRUE(printer);
-    line.Start();
-    line.Write(Packet(CardPayload()) + "\x1B_");
-    line.Close();
-    EXPECT_EQ(nullptr, line.Printer());
-    EXPECT_FALSE(line.View().open);
+    client.Start();
+    client.Write(Packet(CardPayload()) + "\x1B_");
+    client.Close();
+    EXPECT_EQ(nullptr, client.Printer());
+    EXPECT_FALSE(client.View().open);
     Sleep(100);
-    line.name = L"SIM:CARD-MS=100";
-    EXPECT_EQ(0u, line.Open());
-    EXPECT_EQ(printer, line.Printer());
+    client.name = L"SIM:CARD-MS=100";
+    EXPECT_EQ(0u, client.Open());
+    EXPECT_EQ(printer, client.Printer());
     EXPECT_EQ(1u, printer->View().cardsPrinted);
     EXPECT_FALSE(printer->View().insidePacket) << "the document ended with the port";
 }
 
 TEST(PortMonitor, ADocumentsEndReachesThePrinterAndAChannelsDoesNot)
 {
-    Line line(L"sim:");
-    CCardPrinter* const printer = line.Printer();
-    line.Start(true);
-    line.Write(Packet(CardPayload()).substr(0, 50));
-    line.End();
+    CPortClient client(L"sim:");
+    CCardPrinter* const printer = client.Printer();
+    client.Start(true);
+    client.Write(Packet(CardPayload()).substr(0, 50));
+    client.End();
     EXPECT_TRUE(printer->View().insidePacket);
-    line.Start();
-    line.End();
+    client.Start();
+    client.End();
     EXPECT_FALSE(printer->View().insidePacket);
     EXPECT_EQ(1u, printer->View().violationCount);
 }
 
 TEST(PortMonitor, ServesTheDevicesControls)
 {
-    Line line(L"sim:serial=S1,model=M,firmware=3");
+    CPortClient client(L"sim:serial=S1,model=M,firmware=3");
     const std::string id = "MFG:ZRT;CMD:ZRT;MDL:M;CLS:PRINTER;SN:S1;";
-    EXPECT_EQ(id, line.Control(IOCTL_PAR_QUERY_DEVICE_ID, "", id.size()));
-    EXPECT_EQ("error 122", line.Control(IOCTL_PAR_QUERY_DEVICE_ID, "", id.size() - 1));
-    EXPECT_EQ(0u, line.count);
+    EXPECT_EQ(id, client.Control(IOCTL_PAR_QUERY_DEVICE_ID, "", id.size()));
+    EXPECT_EQ("error 122", client.Control(IOCTL_PAR_QUERY_DEVICE_ID, "", id.size() - 1));
+    EXPECT_EQ(0u, client.count);
     const std::string head(3, '\0');
-    EXPECT_EQ("error 31", line.Control(IOCTL_USBPRINT_VENDOR_GET_COMMAND, head, 100));
-    EXPECT_EQ("", line.Control(IOCTL_USBPRINT_VENDOR_SET_COMMAND, head + Command("NV"), 0));
-    EXPECT_EQ("Ver:3", line.Control(IOCTL_USBPRINT_VENDOR_GET_COMMAND, head, 100));
-    EXPECT_EQ(5u, line.Printer()->View().bytesReceived);
+    EXPECT_EQ("error 31", client.Control(IOCTL_USBPRINT_VENDOR_GET_COMMAND, head, 100));
+    EXPECT_EQ("", client.Control(IOCTL_USBPRINT_VENDOR_SET_COMMAND, head + Command("NV"), 0));
+    EXPECT_EQ("Ver:3", client.Control(IOCTL_USBPRINT_VENDOR_GET_COMMAND, head, 100));
+    EXPECT_EQ(5u, client.Printer()->View().bytesReceived);
 }
 
 TEST(CaptureFile, ThatCannotBeWrittenIsNotOpened)
@@ -170,23 +170,23 @@ TEST(CaptureFile, ThatCannotBeWrittenIsNotOpened)
     for (const auto& [file, error] : {std::pair{"missing/job", ERROR_PATH_NOT_FOUND},
                                       {".", ERROR_ACCESS_DENIED},
                                       {"plain/job", ERROR_PATH_NOT_FOUND}}) {
-        Line line(L"file:" + (folder / file).wstring());
-        EXPECT_EQ(nullptr, line.port) << file;
-        EXPECT_EQ(DWORD{error}, line.Open());
-        EXPECT_FALSE(line.View().open);
-        EXPECT_EQ(0u, line.View().misuses);
+        CPortClient client(L"file:" + (folder / file).wstring());
+        EXPECT_EQ(nullptr, client.port) << file;
+        EXPECT_EQ(DWORD{error}, client.Open());
+        EXPECT_FALSE(client.View().open);
+        EXPECT_EQ(0u, client.View().misuses);
     }
     std::filesystem::remove_all(folder);
 }
 
 TEST(CaptureFile, ThatIsFullFailsTheDocument)
 {
-    Line line(L"file:/dev/full");
-    if (line.port) { // where there is such a device
-        EXPECT_EQ(0u, line.Start());
-        EXPECT_EQ(0u, line.Write("x"));
-        EXPECT_EQ(ERROR_WRITE_FAULT, line.End());
-        EXPECT_FALSE(line.View().documentOpen);
+    CPortClient client(L"file:/dev/full");
+    if (client.port) { // where there is such a device
+        EXPECT_EQ(0u, client.Start());
+        EXPECT_EQ(0u, client.Write("x"));
+        EXPECT_EQ(ERROR_WRITE_FAULT, client.End());
+        EXPECT_FALSE(client.View().documentOpen);
     }
 }
 

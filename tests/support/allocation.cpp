@@ -23,7 +23,7 @@ struct alignas(std::max_align_t) BlockHead {
 
 void* Allocate(size_t size) noexcept
 {
-    void* const memory = FaultDue(FaultPoint::Allocation) ? nullptr : std::malloc(sizeof(BlockHead) + size);
+    void* const memory = ShouldFail(FaultPoint::Allocation) ? nullptr : std::malloc(sizeof(BlockHead) + size);
     if (!memory) {
         return nullptr;
     }
@@ -72,7 +72,7 @@ void CSecretWatch::Inspect(const void* block, size_t size) noexcept
 {
     const bool isUnwiped =
         Contains(block, size, m_text, m_length) || Contains(block, size, m_wideText, m_length);
-    m_unwiped += isUnwiped && !FaultFree::IsActive() ? 1 : 0;
+    m_unwiped += isUnwiped && !CFaultExemption::IsActive() ? 1 : 0;
 }
 
 } // namespace zrtmon::test

@@ -12,7 +12,7 @@ namespace zrtmon::test {
 uint64_t LiveAllocations() noexcept;
 
 /// While it exists, counts the blocks that are freed with a text still in them, as 8-bit or as wide text: a
-/// secret that was not wiped. Blocks that a thread frees under a FaultFree (the printer, the test's own
+/// secret that was not wiped. Blocks that a thread frees under a CFaultExemption (the printer, the test's own
 /// bookkeeping) do not count. One at a time; any thread may free. Construct and destroy while no other thread
 /// is freeing.
 class CSecretWatch {

@@ -33,7 +33,7 @@ TEST(SecretWatch, CountsTheBlocksThatAreFreedUnwiped)
     const uint64_t all = watch.UnwipedBlocks();
     FreeBlock(std::string(kSecret), true);
     FreeBlock(std::string(kSecret.substr(1)), false);
-    const FaultFree outside;
+    const CFaultExemption outside;
     FreeBlock(std::string(kSecret), false);
     EXPECT_EQ(all, watch.UnwipedBlocks());
 }

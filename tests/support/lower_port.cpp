@@ -19,62 +19,62 @@ struct CallName {
 template <CallName kName, auto kFunction, typename... Arguments>
 BOOL WINAPI Entry(HANDLE handle, Arguments... arguments)
 {
-    const FaultFree outside;
-    auto* port = static_cast<LowerPort*>(handle);
+    const CFaultExemption outside;
+    auto* port = static_cast<CLowerPort*>(handle);
     return port->Admits(kName.text) && (port->*kFunction)(arguments...);
 }
 
 DWORD WINAPI BidiEntry(HANDLE port, DWORD, LPCWSTR, BIDI_REQUEST_CONTAINER*, BIDI_RESPONSE_CONTAINER**)
 {
-    return static_cast<LowerPort*>(port)->bidiAnswer;
+    return static_cast<CLowerPort*>(port)->bidiAnswer;
 }
 
 } // namespace
 
-MONITOR2* LowerPort::Table()
+MONITOR2* CLowerPort::Table()
 {
     static MONITOR2 table = [] {
         MONITOR2 entries{};
         entries.cbSize = sizeof entries;
-        entries.pfnOpenPort = Entry<"OpenPort", &LowerPort::OpenPort>;
-        entries.pfnClosePort = Entry<"ClosePort", &LowerPort::ClosePort>;
-        entries.pfnStartDocPort = Entry<"StartDocPort", &LowerPort::StartDocPort>;
-        entries.pfnWritePort = Entry<"WritePort", &LowerPort::WritePort>;
-        entries.pfnReadPort = Entry<"ReadPort", &LowerPort::ReadPort>;
-        entries.pfnEndDocPort = Entry<"EndDocPort", &LowerPort::EndDocPort>;
-        entries.pfnGetPrinterDataFromPort = Entry<"GetPrinterDataFromPort", &LowerPort::GetPrinterData>;
+        entries.pfnOpenPort = Entry<"OpenPort", &CLowerPort::OpenPort>;
+        entries.pfnClosePort = Entry<"ClosePort", &CLowerPort::ClosePort>;
+        entries.pfnStartDocPort = Entry<"StartDocPort", &CLowerPort::StartDocPort>;
+        entries.pfnWritePort = Entry<"WritePort", &CLowerPort::WritePort>;
+        entries.pfnReadPort = Entry<"ReadPort", &CLowerPort::ReadPort>;
+        entries.pfnEndDocPort = Entry<"EndDocPort", &CLowerPort::EndDocPort>;
+        entries.pfnGetPrinterDataFromPort = Entry<"GetPrinterDataFromPort", &CLowerPort::GetPrinterData>;
         entries.pfnSendRecvBidiDataFromPort = BidiEntry;
         return entries;
     }();
     return &table;
 }
 
-BOOL LowerPort::OpenPort(LPWSTR, PHANDLE port)
+BOOL CLowerPort::OpenPort(LPWSTR, PHANDLE port)
 {
     *port = Handle();
     return TRUE;
 }
 
-std::string ScriptedPort::Written()
+std::string CScriptedPort::Written()
 {
     const CSectionHold hold(m_lock);
     return m_written;
 }
 
-size_t ScriptedPort::CountCalls(const std::string& name)
+size_t CScriptedPort::CountCalls(const std::string& name)
 {
     const CSectionHold hold(m_lock);
     return m_calls[name];
 }
 
-bool ScriptedPort::Admits(const char* call)
+bool CScriptedPort::Admits(const char* call)
 {
     const CSectionHold hold(m_lock);
     ++m_calls[call];
     return !allow || allow(call) || Fail(failError);
 }
 
-BOOL ScriptedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
+BOOL CScriptedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
 {
     const std::optional<DWORD> taken = take ? take(size) : size;
     if (!taken) {
@@ -86,15 +86,15 @@ BOOL ScriptedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
     return TRUE;
 }
 
-BOOL ScriptedPort::ReadPort(LPBYTE buffer, DWORD size, LPDWORD read)
+BOOL CScriptedPort::ReadPort(LPBYTE buffer, DWORD size, LPDWORD read)
 {
     const std::string text = reply ? reply() : std::string();
     *read = static_cast<DWORD>(text.copy(reinterpret_cast<char*>(buffer), size));
     return TRUE;
 }
 
-BOOL ScriptedPort::GetPrinterData(DWORD code, LPWSTR, LPWSTR input, DWORD inputSize, LPWSTR output,
-                                  DWORD outputSize, LPDWORD returned)
+BOOL CScriptedPort::GetPrinterData(DWORD code, LPWSTR, LPWSTR input, DWORD inputSize, LPWSTR output,
+                                   DWORD outputSize, LPDWORD returned)
 {
     const std::string bytes(reinterpret_cast<const char*>(input), inputSize);
     const std::optional<std::string> answer = control ? control(code, bytes) : std::nullopt;
@@ -106,13 +106,13 @@ BOOL ScriptedPort::GetPrinterData(DWORD code, LPWSTR, LPWSTR input, DWORD inputS
     return TRUE;
 }
 
-void DisturbedPort::FailCall(uint64_t behind, DWORD error)
+void CDisturbedPort::FailCall(uint64_t behind, DWORD error)
 {
     m_failAt = m_count + behind;
     m_failError = error;
 }
 
-bool DisturbedPort::Admits(const char* call)
+bool CDisturbedPort::Admits(const char* call)
 {
     {
         const CSectionHold hold(m_lock);
@@ -124,25 +124,25 @@ bool DisturbedPort::Admits(const char* call)
     return IsUntroubled(call);
 }
 
-bool DisturbedPort::IsUntroubled(const char* call) const
+bool CDisturbedPort::IsUntroubled(const char* call) const
 {
     const DWORD error = trouble ? trouble(call) : 0;
     return error == 0 || Fail(error);
 }
 
-BOOL DisturbedPort::OpenPort(LPWSTR name, PHANDLE port)
+BOOL CDisturbedPort::OpenPort(LPWSTR name, PHANDLE port)
 {
-    return m_lower->pfnOpenPort(m_lowerMonitor, name, &m_port) && LowerPort::OpenPort(name, port);
+    return m_lower->pfnOpenPort(m_lowerMonitor, name, &m_port) && CLowerPort::OpenPort(name, port);
 }
 
-BOOL DisturbedPort::ClosePort() { return m_lower->pfnClosePort(m_port); }
+BOOL CDisturbedPort::ClosePort() { return m_lower->pfnClosePort(m_port); }
 
-BOOL DisturbedPort::StartDocPort(LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
+BOOL CDisturbedPort::StartDocPort(LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
 {
     return m_lower->pfnStartDocPort(m_port, printerName, jobId, level, docInfo);
 }
 
-BOOL DisturbedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
+BOOL CDisturbedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
 {
     const DWORD limited = limitWrite ? std::min(limitWrite(data, size), size) : size;
     *written = 0;
@@ -150,15 +150,15 @@ BOOL DisturbedPort::WritePort(LPBYTE data, DWORD size, LPDWORD written)
            IsUntroubled("WritePort's end");
 }
 
-BOOL DisturbedPort::ReadPort(LPBYTE buffer, DWORD size, LPDWORD read)
+BOOL CDisturbedPort::ReadPort(LPBYTE buffer, DWORD size, LPDWORD read)
 {
     return m_lower->pfnReadPort(m_port, buffer, size, read);
 }
 
-BOOL DisturbedPort::EndDocPort() { return m_lower->pfnEndDocPort(m_port); }
+BOOL CDisturbedPort::EndDocPort() { return m_lower->pfnEndDocPort(m_port); }
 
-BOOL DisturbedPort::GetPrinterData(DWORD code, LPWSTR valueName, LPWSTR input, DWORD inputSize, LPWSTR output,
-                                   DWORD outputSize, LPDWORD returned)
+BOOL CDisturbedPort::GetPrinterData(DWORD code, LPWSTR valueName, LPWSTR input, DWORD inputSize,
+                                    LPWSTR output, DWORD outputSize, LPDWORD returned)
 {
     return m_lower->pfnGetPrinterDataFromPort(m_port, code, valueName, input, inputSize, output, outputSize,
                                               returned);

@@ -13,9 +13,9 @@
 namespace zrtmon::test {
 
 /// The entry points of a lower monitor as virtual functions. The object is both monitor and port handle.
-class LowerPort {
+class CLowerPort {
 public:
-    virtual ~LowerPort() = default;
+    virtual ~CLowerPort() = default;
 
     static MONITOR2* Table();
     HANDLE Handle() { return this; }
@@ -38,7 +38,7 @@ public:
 
 /// Answers from a script and keeps a record. Everything succeeds unless told otherwise; guarded for any
 /// thread.
-class ScriptedPort : public LowerPort {
+class CScriptedPort : public CLowerPort {
 public:
     /// What WritePort takes of the bytes offered: a count, or nothing for a failure. Default: all.
     std::function<std::optional<DWORD>(DWORD size)> take;
@@ -66,9 +66,9 @@ private:
 };
 
 /// Forwards to another lower monitor's port, and fails, shortens or watches calls on the way.
-class DisturbedPort : public LowerPort {
+class CDisturbedPort : public CLowerPort {
 public:
-    DisturbedPort(MONITOR2* lower, HANDLE lowerMonitor) : m_lower(lower), m_lowerMonitor(lowerMonitor) {}
+    CDisturbedPort(MONITOR2* lower, HANDLE lowerMonitor) : m_lower(lower), m_lowerMonitor(lowerMonitor) {}
 
     /// The call that comes behind so many others, of any kind, fails with error instead of being made.
     void FailCall(uint64_t behind, DWORD error);

@@ -16,17 +16,17 @@ inline std::string PolicyText(const std::string& rules)
 }
 
 /// A file of the test's own, gone with the object.
-class PolicyFile {
+class CPolicyFile {
 public:
-    explicit PolicyFile(const std::string& bytes)
+    explicit CPolicyFile(const std::string& bytes)
         : m_path(std::filesystem::temp_directory_path() /
                  ("policy" + std::to_string(std::random_device()()) + ".xml"))
     {
         Write(bytes);
     }
-    ~PolicyFile() { Remove(); }
-    PolicyFile(const PolicyFile&) = delete;
-    PolicyFile& operator=(const PolicyFile&) = delete;
+    ~CPolicyFile() { Remove(); }
+    CPolicyFile(const CPolicyFile&) = delete;
+    CPolicyFile& operator=(const CPolicyFile&) = delete;
 
     void Write(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
     void Remove() const { std::filesystem::remove(m_path); }

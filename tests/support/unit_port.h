@@ -7,15 +7,15 @@
 namespace zrtmon::test {
 
 /// A port record above a scripted lower port, on a virtual clock: for tests below the entry points.
-struct UnitPort {
-    explicit UnitPort(DWORD startTick = 0)
-        : clock(startTick), record(MakePortRecord(L"Port:", *LowerPort::Table()))
+struct CUnitPort {
+    explicit CUnitPort(DWORD startTick = 0)
+        : clock(startTick), record(MakePortRecord(L"Port:", *CLowerPort::Table()))
     {
         record->lowerPort = lower.Handle();
     }
 
-    VirtualClock clock;
-    ScriptedPort lower;
+    CVirtualClock clock;
+    CScriptedPort lower;
     PortRecordPtr record;
 };
 

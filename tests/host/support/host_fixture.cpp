@@ -18,7 +18,7 @@ public:
     explicit CClockThread(std::function<void()> body) : m_thread(std::move(body)) {}
 
 private:
-    VirtualClock::Thread m_thread;
+    CVirtualClock::CClockThread m_thread;
 };
 
 } // namespace

@@ -34,7 +34,7 @@ public:
     void WriteFile(const std::string& name, const std::string& bytes) const;
     std::string ReadFile(const std::string& name) const;
 
-    VirtualClock clock;
+    CVirtualClock clock;
     bool terminal = false;
     bool colors = false;
     std::vector<std::string> input; ///< lines of standard input that have not been read yet

@@ -95,7 +95,7 @@ private:
 
 } // namespace
 
-bool ServeModule(HMODULE module)
+bool RedirectSpoolerImports(HMODULE module)
 {
     const CImage image(module);
     for (const IMAGE_IMPORT_DESCRIPTOR* import = image.Imports(); import->Name != 0; ++import) {

@@ -1,4 +1,4 @@
-#include "simulator/printer_device.h"
+#include "simulator/printer_firmware.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -61,12 +61,12 @@ const char* Digit(bool value) { return value ? "1" : "0"; }
 
 } // namespace
 
-struct CPrinterDevice::CommandRow {
+struct CPrinterFirmware::CommandRow {
     std::string_view mnemonic;
-    std::string (CPrinterDevice::*carryOut)();
+    std::string (CPrinterFirmware::*carryOut)();
 };
 
-CPrinterDevice::CPrinterDevice(const PrinterOptions& options)
+CPrinterFirmware::CPrinterFirmware(const PrinterOptions& options)
     : m_options(options), m_engine(options),
       m_passwords(options), m_bays{{options.bay1Station, options.bay1State},
                                    {options.bay2Station, options.bay2State}},
@@ -74,10 +74,10 @@ CPrinterDevice::CPrinterDevice(const PrinterOptions& options)
 {
 }
 
-std::string CPrinterDevice::CarryOut(std::string_view mnemonic, std::string_view parameters,
-                                     std::string* problem)
+std::string CPrinterFirmware::CarryOut(std::string_view mnemonic, std::string_view parameters,
+                                       std::string* problem)
 {
-    using D = CPrinterDevice;
+    using D = CPrinterFirmware;
     static constexpr CommandRow kCommands[] = {
         {"Nr", &D::Status},
         {"NM", &D::Modules},
@@ -124,20 +124,20 @@ std::string CPrinterDevice::CarryOut(std::string_view mnemonic, std::string_view
 // ---------------------------------------------------------------------------------------------
 // Jobs
 
-void CPrinterDevice::EndJob()
+void CPrinterFirmware::EndJob()
 {
     ++m_history.jobsEnded;
     CloseJob();
     m_passwords.EndValidation();
 }
 
-void CPrinterDevice::CloseJob()
+void CPrinterFirmware::CloseJob()
 {
     m_isJobOpen = false;
     m_history.cardsRefused += m_engine.DropHeld();
 }
 
-void CPrinterDevice::CancelJob()
+void CPrinterFirmware::CancelJob()
 {
     const uint32_t dropped = m_engine.DropAll();
     if (std::exchange(m_isJobOpen, false) || dropped > 0) {
@@ -149,7 +149,7 @@ void CPrinterDevice::CancelJob()
 // ---------------------------------------------------------------------------------------------
 // What the host asks
 
-std::string CPrinterDevice::Status()
+std::string CPrinterFirmware::Status()
 {
     std::string text = "ERR:";
     for (const std::string& field :
@@ -161,19 +161,19 @@ std::string CPrinterDevice::Status()
     return text;
 }
 
-std::string CPrinterDevice::Modules()
+std::string CPrinterFirmware::Modules()
 {
     return std::string("Module Status:") + Digit(m_options.magModule) + ',' + Digit(m_options.flipperModule);
 }
 
-std::string CPrinterDevice::Firmware() { return "Ver:" + m_options.firmware; }
+std::string CPrinterFirmware::Firmware() { return "Ver:" + m_options.firmware; }
 
-std::string CPrinterDevice::Ribbon()
+std::string CPrinterFirmware::Ribbon()
 {
     return "Ribbon Info:R5210,OEM5210,1,YMCKO,DYE," + std::to_string(m_engine.RibbonPercent());
 }
 
-std::string CPrinterDevice::Tracks()
+std::string CPrinterFirmware::Tracks()
 {
     if (!m_options.magModule) {
         return "MAG:,,;";
@@ -181,7 +181,7 @@ std::string CPrinterDevice::Tracks()
     return "MAG:" + m_options.track1 + ',' + m_options.track2 + ',' + m_options.track3 + ';';
 }
 
-std::string CPrinterDevice::Display()
+std::string CPrinterFirmware::Display()
 {
     std::string text = "LCD:";
     const char* separator = "";
@@ -192,37 +192,37 @@ std::string CPrinterDevice::Display()
     return text;
 }
 
-std::string CPrinterDevice::FlipperSettings()
+std::string CPrinterFirmware::FlipperSettings()
 {
     return m_options.flipperModule ? m_flipper.SettingsReply() : "Flipper not fitted;";
 }
 
-std::string CPrinterDevice::FlipperDefaults()
+std::string CPrinterFirmware::FlipperDefaults()
 {
     return m_options.flipperModule ? m_flipper.DefaultsReply() : "Flipper not fitted;";
 }
 
-std::string CPrinterDevice::BayReply(size_t number) const
+std::string CPrinterFirmware::BayReply(size_t number) const
 {
     const Bay& bay = m_bays[number - 1];
     return "Bay" + std::to_string(number) + ':' + std::to_string(bay.station) + ',' +
            std::to_string(bay.state) + ';';
 }
 
-std::string CPrinterDevice::Security()
+std::string CPrinterFirmware::Security()
 {
     return std::string("Plinth:PLINTH=") + (m_passwords.IsOpen() ? "VALID" : "INVALID") +
            ",CORBEL=" + (m_options.oemSupplies ? "ENABLED" : "DISABLED") +
            ",PASSWORD=" + (m_passwords.IsProtected() ? "ENABLED" : "DISABLED") + ',';
 }
 
-std::string CPrinterDevice::Challenge() { return "Corbel:" + HexText(m_passwords.NewChallenge()) + ';'; }
+std::string CPrinterFirmware::Challenge() { return "Corbel:" + HexText(m_passwords.NewChallenge()) + ';'; }
 
 // ---------------------------------------------------------------------------------------------
 // What the host has it do
 
 /// The serial number's first digits, 'S', the switch (1 is on) and 'T'.
-std::string CPrinterDevice::SwitchOemSupplies()
+std::string CPrinterFirmware::SwitchOemSupplies()
 {
     std::string serial = m_options.serial.substr(0, kSerialDigits);
     serial.resize(kSerialDigits, '\0');
@@ -235,7 +235,7 @@ std::string CPrinterDevice::SwitchOemSupplies()
     return {};
 }
 
-std::string CPrinterDevice::Write(CSettingsMemory& memory)
+std::string CPrinterFirmware::Write(CSettingsMemory& memory)
 {
     if (!memory.Write(m_parameters)) {
         *m_problem = "the command " + std::string(m_mnemonic) + " has parameters of no setting";
@@ -243,7 +243,7 @@ std::string CPrinterDevice::Write(CSettingsMemory& memory)
     return {};
 }
 
-std::string CPrinterDevice::PressButton()
+std::string CPrinterFirmware::PressButton()
 {
     if (m_parameters != "1" && m_parameters != "2") {
         *m_problem = "there is no such button";
@@ -257,25 +257,25 @@ std::string CPrinterDevice::PressButton()
     return {};
 }
 
-std::string CPrinterDevice::Present()
+std::string CPrinterFirmware::Present()
 {
     CountPassword(m_passwords.Present(m_parameters));
     return {};
 }
 
-std::string CPrinterDevice::Change()
+std::string CPrinterFirmware::Change()
 {
     CountPassword(m_passwords.Change(m_parameters));
     return {};
 }
 
-void CPrinterDevice::CountPassword(bool accepted)
+void CPrinterFirmware::CountPassword(bool accepted)
 {
     ++(accepted ? m_history.passwordsAccepted : m_history.passwordsRefused);
     ReleaseIfOpen();
 }
 
-std::string CPrinterDevice::Move()
+std::string CPrinterFirmware::Move()
 {
     Keep(m_history.moves, m_mnemonic);
     if (const TargetRow* row = Find(m_mnemonic, std::begin(kTargets), std::end(kTargets))) {
@@ -288,7 +288,7 @@ std::string CPrinterDevice::Move()
     return {};
 }
 
-std::string CPrinterDevice::Utility()
+std::string CPrinterFirmware::Utility()
 {
     Keep(m_history.utilities, m_mnemonic);
     return {};
@@ -297,51 +297,51 @@ std::string CPrinterDevice::Utility()
 // ---------------------------------------------------------------------------------------------
 // State
 
-void CPrinterDevice::SetTracks(const std::string& track1, const std::string& track2,
-                               const std::string& track3)
+void CPrinterFirmware::SetTracks(const std::string& track1, const std::string& track2,
+                                 const std::string& track3)
 {
     m_options.track1 = track1;
     m_options.track2 = track2;
     m_options.track3 = track3;
 }
 
-void CPrinterDevice::SetModules(bool mag, bool flipper)
+void CPrinterFirmware::SetModules(bool mag, bool flipper)
 {
     m_options.magModule = mag;
     m_options.flipperModule = flipper;
 }
 
-void CPrinterDevice::SetBay(uint32_t bay, uint32_t station, uint32_t state)
+void CPrinterFirmware::SetBay(uint32_t bay, uint32_t station, uint32_t state)
 {
     m_bays[bay == 1 ? 0 : 1] = {station, state};
 }
 
-void CPrinterDevice::SetProtection(bool on)
+void CPrinterFirmware::SetProtection(bool on)
 {
     m_passwords.SetProtection(on);
     ReleaseIfOpen();
 }
 
-void CPrinterDevice::SetValidated(bool validated)
+void CPrinterFirmware::SetValidated(bool validated)
 {
     m_passwords.SetValidated(validated);
     ReleaseIfOpen();
 }
 
-void CPrinterDevice::ReleaseIfOpen()
+void CPrinterFirmware::ReleaseIfOpen()
 {
     if (m_passwords.IsOpen()) {
         m_engine.ReleaseHeld();
     }
 }
 
-int32_t CPrinterDevice::PrintState() const
+int32_t CPrinterFirmware::PrintState() const
 {
     const int32_t own = m_engine.IsPrinting() ? kPrintingState : m_isJobOpen ? kWaitingState : kIdleState;
     return m_printState.value_or(own);
 }
 
-std::vector<std::string> CPrinterDevice::DisplayLines() const
+std::vector<std::string> CPrinterFirmware::DisplayLines() const
 {
     std::string first = "READY";
     if (m_engine.Error() != 0) {
@@ -356,7 +356,7 @@ std::vector<std::string> CPrinterDevice::DisplayLines() const
     return {first, "CARDS " + std::to_string(CardCount())};
 }
 
-void CPrinterDevice::FillView(PrinterView* view) const
+void CPrinterFirmware::FillView(PrinterView* view) const
 {
     *view = m_history;
     view->errorCode = m_engine.Error();

@@ -10,7 +10,7 @@ namespace zrtmon::sim {
 /// Reads the stream ahead of the parser and stops behind each query ("N" and a letter) and each cancel
 /// command that a run of zero bytes leads in. The parser then knows whether it took those bytes for the
 /// same thing.
-class CStreamWatch {
+class CCommandSpotter {
 public:
     static constexpr size_t kPatternBytes = 5;
     static constexpr uint64_t kCancelLead = 512; ///< zero bytes ahead of a cancel command

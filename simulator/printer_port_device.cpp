@@ -1,4 +1,4 @@
-#include "simulator/printer_line.h"
+#include "simulator/printer_port_device.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,7 +9,7 @@ namespace {
 constexpr DWORD kVendorHeadBytes = 3; // request and value of the control transfer
 }
 
-DWORD CPrinterLine::End(bool wasChannel)
+DWORD CPrinterPortDevice::End(bool wasChannel)
 {
     if (!wasChannel) {
         m_printer.EndDocument();
@@ -17,21 +17,21 @@ DWORD CPrinterLine::End(bool wasChannel)
     return ERROR_SUCCESS;
 }
 
-DWORD CPrinterLine::Write(const BYTE* data, DWORD size, DWORD* count)
+DWORD CPrinterPortDevice::Write(const BYTE* data, DWORD size, DWORD* count)
 {
     *count = m_writeLimit > 0 ? std::min(size, m_writeLimit) : size;
     m_printer.Receive(data, *count);
     return ERROR_SUCCESS;
 }
 
-DWORD CPrinterLine::Read(BYTE* buffer, DWORD size, DWORD* count)
+DWORD CPrinterPortDevice::Read(BYTE* buffer, DWORD size, DWORD* count)
 {
     *count = static_cast<DWORD>(m_printer.TakeReply(buffer, size));
     return ERROR_SUCCESS;
 }
 
-DWORD CPrinterLine::Control(DWORD code, const BYTE* input, DWORD inputSize, BYTE* output, DWORD outputSize,
-                            DWORD* count)
+DWORD CPrinterPortDevice::Control(DWORD code, const BYTE* input, DWORD inputSize, BYTE* output,
+                                  DWORD outputSize, DWORD* count)
 {
     switch (code) {
     case IOCTL_USBPRINT_VENDOR_SET_COMMAND:
@@ -45,7 +45,7 @@ DWORD CPrinterLine::Control(DWORD code, const BYTE* input, DWORD inputSize, BYTE
     }
 }
 
-DWORD CPrinterLine::SetCommand(const BYTE* input, DWORD inputSize)
+DWORD CPrinterPortDevice::SetCommand(const BYTE* input, DWORD inputSize)
 {
     if (!input || inputSize < kVendorHeadBytes) {
         return ERROR_INVALID_PARAMETER;
@@ -54,7 +54,7 @@ DWORD CPrinterLine::SetCommand(const BYTE* input, DWORD inputSize)
     return ERROR_SUCCESS;
 }
 
-DWORD CPrinterLine::GetCommand(DWORD inputSize, BYTE* output, DWORD outputSize, DWORD* count)
+DWORD CPrinterPortDevice::GetCommand(DWORD inputSize, BYTE* output, DWORD outputSize, DWORD* count)
 {
     if (inputSize < kVendorHeadBytes || !output) {
         return ERROR_INVALID_PARAMETER;
@@ -63,7 +63,7 @@ DWORD CPrinterLine::GetCommand(DWORD inputSize, BYTE* output, DWORD outputSize, 
     return *count > 0 ? ERROR_SUCCESS : ERROR_GEN_FAILURE;
 }
 
-DWORD CPrinterLine::QueryId(BYTE* output, DWORD outputSize, DWORD* count) const
+DWORD CPrinterPortDevice::QueryId(BYTE* output, DWORD outputSize, DWORD* count) const
 {
     const std::string id = m_printer.DeviceId();
     if (!output || outputSize < id.size()) {

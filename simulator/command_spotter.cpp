@@ -1,4 +1,4 @@
-#include "simulator/stream_watch.h"
+#include "simulator/command_spotter.h"
 
 #include <cstring>
 #include <string_view>
@@ -7,7 +7,7 @@
 
 namespace zrtmon::sim {
 
-size_t CStreamWatch::Advance(const uint8_t* data, size_t size)
+size_t CCommandSpotter::Advance(const uint8_t* data, size_t size)
 {
     m_found = false;
     size_t done = 0;
@@ -28,7 +28,7 @@ size_t CStreamWatch::Advance(const uint8_t* data, size_t size)
     return done;
 }
 
-void CStreamWatch::NoteZeros(const uint8_t* data, size_t size)
+void CCommandSpotter::NoteZeros(const uint8_t* data, size_t size)
 {
     size_t trailing = 0;
     while (trailing < size && data[size - 1 - trailing] == 0) {
@@ -37,7 +37,7 @@ void CStreamWatch::NoteZeros(const uint8_t* data, size_t size)
     m_zeros = trailing == size ? m_zeros + size : trailing;
 }
 
-void CStreamWatch::Match(uint8_t byte)
+void CCommandSpotter::Match(uint8_t byte)
 {
     if (!Fits(byte)) {
         m_matched = 0;
@@ -58,7 +58,7 @@ void CStreamWatch::Match(uint8_t byte)
     }
 }
 
-bool CStreamWatch::Fits(uint8_t byte) const
+bool CCommandSpotter::Fits(uint8_t byte) const
 {
     if (m_matched < std::size(kPrefix)) {
         return m_matched > 0 && byte == kPrefix[m_matched];
@@ -69,7 +69,7 @@ bool CStreamWatch::Fits(uint8_t byte) const
     return IsPattern(static_cast<char>(byte));
 }
 
-bool CStreamWatch::IsPattern(char second) const
+bool CCommandSpotter::IsPattern(char second) const
 {
     if (m_letters[0] == 'X') {
         return second == 'C' && m_zerosBefore >= kCancelLead;

@@ -1,4 +1,4 @@
-#include "tests/support/spooler_bench.h"
+#include "tests/support/spooler_fixture.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -28,8 +28,8 @@ LPWSTR Mutable(const wchar_t* text) { return const_cast<LPWSTR>(text); }
 
 } // namespace
 
-PortBench::PortBench(VirtualClock& time, sim::CPortMonitor& lowerMonitor, const std::wstring& printerName,
-                     const std::string& options)
+CPortFixture::CPortFixture(CVirtualClock& time, sim::CPortMonitor& lowerMonitor,
+                           const std::wstring& printerName, const std::string& options)
     : lower(sim::CPortMonitor::Table(), lowerMonitor.Handle()), table(LoadEntryPoints()), m_clock(time),
       m_ports(lowerMonitor), m_printerName(printerName),
       m_portName(kStrictPrinter + std::wstring(options.begin(), options.end()))
@@ -37,19 +37,19 @@ PortBench::PortBench(VirtualClock& time, sim::CPortMonitor& lowerMonitor, const 
     spooler::CreatePrinter(m_printerName);
 }
 
-PortBench::~PortBench()
+CPortFixture::~CPortFixture()
 {
     Close();
     spooler::RemovePrinter(m_printerName);
 }
 
-bool PortBench::Open(MONITOR2* lowerTable)
+bool CPortFixture::Open(MONITOR2* lowerTable)
 {
     return table->pfnOpenPortEx(nullptr, lower.Handle(), Mutable(m_portName.c_str()),
                                 Mutable(m_printerName.c_str()), &port, lowerTable) != FALSE;
 }
 
-bool PortBench::Close()
+bool CPortFixture::Close()
 {
     if (!port || !table->pfnClosePort(port)) {
         return false;
@@ -58,7 +58,7 @@ bool PortBench::Close()
     return true;
 }
 
-PortBench::Answer PortBench::Ask(const std::wstring& name) const
+CPortFixture::Answer CPortFixture::Ask(const std::wstring& name) const
 {
     char text[4096] = "";
     DWORD returned = 0;
@@ -66,14 +66,14 @@ PortBench::Answer PortBench::Ask(const std::wstring& name) const
     const BOOL ok = table->pfnGetPrinterDataFromPort(port, 0, Mutable(name.c_str()), nullptr, 0,
                                                      reinterpret_cast<LPWSTR>(text), sizeof text, &returned);
     const DWORD error = GetLastError();
-    const FaultFree own;
+    const CFaultExemption own;
     return {ok != FALSE, error, text};
 }
 
-bool PortBench::StartDocument()
+bool CPortFixture::StartDocument()
 {
     {
-        const FaultFree own;
+        const CFaultExemption own;
         m_jobId = spooler::SubmitJob(m_printerName, L"cards");
     }
     DOC_INFO_1W info{};
@@ -81,8 +81,8 @@ bool PortBench::StartDocument()
                                   reinterpret_cast<LPBYTE>(&info)) != FALSE;
 }
 
-size_t PortBench::Offer(const uint8_t* data, size_t size, const std::function<size_t()>& pieceSize,
-                        uint64_t giveUpMs) const
+size_t CPortFixture::Offer(const uint8_t* data, size_t size, const std::function<size_t()>& pieceSize,
+                           uint64_t giveUpMs) const
 {
     size_t taken = 0;
     while (taken < size) {
@@ -106,21 +106,21 @@ size_t PortBench::Offer(const uint8_t* data, size_t size, const std::function<si
     return taken;
 }
 
-bool PortBench::EndDocument()
+bool CPortFixture::EndDocument()
 {
     const bool ended = table->pfnEndDocPort(port) != FALSE;
     RemoveJob();
     return ended;
 }
 
-void PortBench::RemoveJob()
+void CPortFixture::RemoveJob()
 {
-    const FaultFree own;
+    const CFaultExemption own;
     m_endedJobStatus = JobStatus();
     spooler::RemoveJob(m_printerName, m_jobId);
 }
 
-void PortBench::DeleteJob() const
+void CPortFixture::DeleteJob() const
 {
     HANDLE printer = nullptr;
     if (OpenPrinterW(Mutable(m_printerName.c_str()), &printer, nullptr)) {
@@ -129,7 +129,7 @@ void PortBench::DeleteJob() const
     }
 }
 
-bool PortBench::Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize)
+bool CPortFixture::Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize)
 {
     if (!StartDocument()) {
         return false;
@@ -138,16 +138,16 @@ bool PortBench::Print(const std::vector<uint8_t>& job, const std::function<size_
     return EndDocument() && all;
 }
 
-DWORD PortBench::JobStatus() const
+DWORD CPortFixture::JobStatus() const
 {
     return spooler::JobStatus(m_printerName, m_jobId).value_or(m_endedJobStatus);
 }
 
-std::string PortBench::ValueOf(const wchar_t* valueName) const
+std::string CPortFixture::ValueOf(const wchar_t* valueName) const
 {
     return spooler::LoadValue(m_printerName, valueName).value_or("-").c_str();
 }
 
-sim::CCardPrinter& PortBench::Printer() { return *m_ports.FindPrinter(m_portName); }
+sim::CCardPrinter& CPortFixture::Printer() { return *m_ports.FindPrinter(m_portName); }
 
 } // namespace zrtmon::test

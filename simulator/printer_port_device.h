@@ -9,9 +9,9 @@ namespace zrtmon::sim {
 /// Serves the device-ID control and the two vendor controls as the USB driver would: a set command carries
 /// three bytes ahead of the printer's command, a get command takes a reply, or fails with 31 when none is
 /// ready.
-class CPrinterLine final : public IPortDevice {
+class CPrinterPortDevice final : public IPortDevice {
 public:
-    explicit CPrinterLine(const PrinterOptions& options)
+    explicit CPrinterPortDevice(const PrinterOptions& options)
         : m_printer(options), m_writeLimit(options.writeLimit)
     {
     }

@@ -16,15 +16,15 @@ namespace zrtmon::test {
 
 /// The spooler around one port: a printer with its queue, the simulated printer on the port, whose calls can
 /// be disturbed, and the monitor's entry points above it.
-class PortBench {
+class CPortFixture {
 public:
     /// options: those of the simulated port's name, "cards=250,error=83". Clock and port monitor are
     /// borrowed.
-    PortBench(VirtualClock& time, sim::CPortMonitor& lowerMonitor, const std::wstring& printerName,
-              const std::string& options);
-    ~PortBench();
+    CPortFixture(CVirtualClock& time, sim::CPortMonitor& lowerMonitor, const std::wstring& printerName,
+                 const std::string& options);
+    ~CPortFixture();
 
-    bool Open(MONITOR2* lowerTable = LowerPort::Table());
+    bool Open(MONITOR2* lowerTable = CLowerPort::Table());
     bool Close();
 
     struct Answer {
@@ -57,12 +57,12 @@ public:
     sim::CCardPrinter& Printer();
     const std::wstring& PortName() const { return m_portName; }
 
-    DisturbedPort lower;
+    CDisturbedPort lower;
     MONITOR2* table;
     HANDLE port = nullptr;
 
 private:
-    VirtualClock& m_clock;
+    CVirtualClock& m_clock;
     sim::CPortMonitor& m_ports;
     std::wstring m_printerName;
     std::wstring m_portName;
@@ -70,22 +70,27 @@ private:
     DWORD m_endedJobStatus = 0;
 };
 
-/// What stands around a PortBench when there is only one.
-struct BenchWorld {
-    VirtualClock clock{VirtualClock::kBeforeWrap}; // the tick count wraps in the course of each test
+/// What stands around a CPortFixture when there is only one.
+struct CFixtureWorld {
+    CVirtualClock clock{CVirtualClock::kBeforeWrap}; // the tick count wraps in the course of each test
     sim::CPortMonitor ports;
 };
 
-class SpoolerBench : public BenchWorld, public PortBench {
+class CSpoolerFixture : public CFixtureWorld, public CPortFixture {
 public:
     static constexpr wchar_t kPrinter[] = L"Cards";
 
-    explicit SpoolerBench(const std::string& options = "") : PortBench(clock, ports, kPrinter, options) {}
+    explicit CSpoolerFixture(const std::string& options = "") : CPortFixture(clock, ports, kPrinter, options)
+    {
+    }
 };
 
 /// With its port open.
-struct OpenBench : SpoolerBench {
-    explicit OpenBench(const std::string& options = "") : SpoolerBench(options) { EXPECT_TRUE(Open()); }
+struct COpenPortFixture : CSpoolerFixture {
+    explicit COpenPortFixture(const std::string& options = "") : CSpoolerFixture(options)
+    {
+        EXPECT_TRUE(Open());
+    }
 };
 
 } // namespace zrtmon::test

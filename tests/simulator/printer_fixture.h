@@ -29,8 +29,8 @@ inline std::string Packet(std::string_view payload)
 /// The smallest card: a side of one record, and the order to print.
 inline std::string CardPayload() { return Command("C10") + "\x8F" + std::string(475, 'x') + Command("j"); }
 
-struct PrinterBench {
-    explicit PrinterBench(std::string_view optionText = {}, DWORD startTick = 0)
+struct CPrinterFixture {
+    explicit CPrinterFixture(std::string_view optionText = {}, DWORD startTick = 0)
         : clock(startTick), printer(*ParsePrinterOptions(optionText, &problem))
     {
     }
@@ -52,7 +52,7 @@ struct PrinterBench {
     }
 
     std::string problem;
-    VirtualClock clock;
+    CVirtualClock clock;
     CCardPrinter printer;
 };
 

@@ -16,9 +16,9 @@
 namespace zrtmon::sim {
 
 /// Not thread-safe. Its time moves in CatchUp only; call that before anything else.
-class CPrinterDevice {
+class CPrinterFirmware {
 public:
-    explicit CPrinterDevice(const PrinterOptions& options);
+    explicit CPrinterFirmware(const PrinterOptions& options);
 
     void CatchUp(uint64_t nowMs) { m_engine.CatchUp(nowMs); }
 

@@ -15,7 +15,7 @@ struct TurnTag;
 using Lock = std::unique_lock<std::mutex>;
 
 /// What a thread that may not run waits on. Lives as long as it does. Every function needs the engine's lock.
-class Turn : public CListNode<Turn, TurnTag> {
+class CTurn : public CListNode<CTurn, TurnTag> {
 public:
     void Give();
     /// Blocks until it was given.
@@ -30,12 +30,12 @@ private:
 
 /// Threads that are ready to run, of which a draw picks the next. Same seed and same calls, same picks. Every
 /// function needs the engine's lock.
-class CTurns {
+class CScheduler {
 public:
-    explicit CTurns(uint64_t seed) : m_random(seed) {}
+    explicit CScheduler(uint64_t seed) : m_random(seed) {}
 
     bool IsEmpty() const { return m_ready.First() == nullptr; }
-    void Enter(Turn& turn) { m_ready.PushBack(turn); }
+    void Enter(CTurn& turn) { m_ready.PushBack(turn); }
     /// Gives the turn to one of those that have entered; there is one.
     void PassOn();
     /// How often it was passed on.
@@ -43,7 +43,7 @@ public:
 
 private:
     std::mt19937_64 m_random;
-    CIntrusiveList<Turn, TurnTag> m_ready;
+    CIntrusiveList<CTurn, TurnTag> m_ready;
     uint64_t m_count = 0;
 };
 
