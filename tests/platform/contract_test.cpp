@@ -138,21 +138,6 @@ TEST(Mutexes, FollowTheScript)
     }
 }
 
-TEST(Mutexes, AReleaseLetsAWaiterIn)
-{
-    const CHandle mutex = MakeMutex(/*owned=*/true);
-    std::atomic<DWORD> outcome = kFailed;
-    std::thread waiter([&] {
-        outcome = Wait(mutex, kLongMs);
-        ReleaseMutex(mutex.Get());
-    });
-    Sleep(kShortMs);
-    EXPECT_EQ(kFailed, outcome) << "the waiter did not wait";
-    ReleaseMutex(mutex.Get());
-    waiter.join();
-    EXPECT_EQ(kSignalled, outcome);
-}
-
 TEST(Mutexes, TheEndOfTheOwnerWakesAWaiter)
 {
     const CHandle mutex = MakeMutex();
@@ -230,28 +215,6 @@ TEST(Handles, OwnersCloseAndHandOver)
 // ---------------------------------------------------------------------------------------------
 // Critical sections
 
-TEST(CriticalSections, KeepThreadsApartAndCountTheirOwner)
-{
-    CCriticalSection section;
-    constexpr int kThreads = 4;
-    constexpr int kRounds = 2000;
-    int64_t count = 0; // unguarded but for the section
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
-                const CSectionHold outer(section);
-                const CSectionHold inner(section);
-                ++count;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(kThreads * kRounds, count);
-}
-
 TEST(CriticalSections, AreFreeAfterTheLastLeaveOnly)
 {
     CCriticalSection section;
@@ -306,16 +269,6 @@ TEST(Ticks, CountWhatASleepAndAWaitTake)
         EXPECT_LT(taken, kLongMs);
     }
     Sleep(0);
-}
-
-TEST(LocalTime, IsADate)
-{
-    SYSTEMTIME now = {};
-    FILETIME count = {};
-    GetLocalTime(&now);
-    EXPECT_TRUE(SystemTimeToFileTime(&now, &count));
-    EXPECT_GE(now.wYear, 2024);
-    EXPECT_LT(now.wDayOfWeek, 7);
 }
 
 // year, month, day of the week, day, hour, minute, second, ms
@@ -411,19 +364,6 @@ TEST(Memory, IsAlignedAndZeroedOnRequest)
         EXPECT_EQ(nullptr, GlobalFree(block));
     }
     EXPECT_EQ(nullptr, GlobalFree(nullptr));
-}
-
-TEST(Version, IsNotThatOfTheFirstPrintSpooler)
-{
-    EXPECT_EQ(ULONGLONG{0x1}, VerSetConditionMask(0, VER_MINORVERSION, VER_EQUAL));
-    EXPECT_EQ(ULONGLONG{0x9}, VerSetConditionMask(0x1, VER_MAJORVERSION, VER_EQUAL));
-    OSVERSIONINFOEXW version = {};
-    version.dwOSVersionInfoSize = sizeof version;
-    version.dwMajorVersion = 5;
-    version.dwMinorVersion = 0;
-    SetLastError(kMarker);
-    EXPECT_FALSE(VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION, 0x9));
-    EXPECT_EQ(DWORD{ERROR_OLD_WIN_VERSION}, GetLastError());
 }
 
 } // namespace

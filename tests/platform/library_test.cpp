@@ -1,4 +1,7 @@
+#include <latch>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -31,6 +34,30 @@ TEST(Library, IsAttachedWithItsFirstUseAndDetachedWithItsLast)
     EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
     EXPECT_FALSE(FreeLibrary(module));
     EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
+}
+
+TEST(Library, IsAttachedOnceByThreadsThatLoadItConcurrently)
+{
+    const uint64_t blocks = GlobalBlockCount();
+    const std::wstring path = Widen(ATTACHING_MODULE);
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 100;
+    std::latch start(kThreads);
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            for (int round = 0; round < kRounds; ++round) {
+                HMODULE const module = LoadLibraryW(path.c_str());
+                EXPECT_EQ(blocks + 1, GlobalBlockCount());
+                EXPECT_TRUE(FreeLibrary(module));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(blocks, GlobalBlockCount());
 }
 
 TEST(Library, IsRefused)

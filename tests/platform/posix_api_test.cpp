@@ -1,4 +1,6 @@
 // Promises of the layer beyond those that every system gives.
+#include <cstdlib>
+#include <ctime>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -22,24 +24,6 @@ TEST(PosixApi, AHandleValueIsNeverGivenTwice)
     }
 }
 
-TEST(PosixApi, CountsHandlesAndBlocks)
-{
-    const uint64_t handles = OpenHandleCount();
-    const uint64_t blocks = GlobalBlockCount();
-    {
-        const CHandle event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
-        const CHandle mutex(CreateMutexW(nullptr, TRUE, nullptr));
-        EXPECT_EQ(handles + 2, OpenHandleCount());
-    }
-    EXPECT_EQ(handles, OpenHandleCount());
-    HGLOBAL const empty = GlobalAlloc(GPTR, 0);
-    EXPECT_NE(nullptr, empty);
-    EXPECT_EQ(blocks + 1, GlobalBlockCount());
-    GlobalFree(empty);
-    GlobalFree(nullptr);
-    EXPECT_EQ(blocks, GlobalBlockCount());
-}
-
 TEST(PosixApi, RefusesDaysThatTheirYearLacks)
 {
     // year, month, day of the week, day
@@ -55,12 +39,43 @@ TEST(PosixApi, RefusesDaysThatTheirYearLacks)
     EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
 }
 
-TEST(PosixApi, CopiesNoTextIntoNoRoom)
+/// Sets the process's time zone for as long as it lives.
+class CTimeZone {
+public:
+    explicit CTimeZone(const char* name)
+    {
+        setenv("TZ", name, 1);
+        tzset();
+    }
+    ~CTimeZone()
+    {
+        unsetenv("TZ");
+        tzset();
+    }
+    CTimeZone(const CTimeZone&) = delete;
+    CTimeZone& operator=(const CTimeZone&) = delete;
+};
+
+/// Hours from an instant's UTC to the local time that the layer gives.
+double LocalHoursAheadOfUtc(const char* zone)
 {
-    wchar_t untouched[] = L"#";
-    EXPECT_EQ(nullptr, lstrcpynW(untouched, L"label", 0));
-    EXPECT_EQ(nullptr, lstrcpynW(untouched, L"label", -1));
-    EXPECT_STREQ(L"#", untouched);
+    const CTimeZone set(zone);
+    SYSTEMTIME local = {};
+    FILETIME count = {};
+    GetLocalTime(&local);
+    EXPECT_TRUE(SystemTimeToFileTime(&local, &count));
+    constexpr double kUnitsPerSecond = 1e7;
+    constexpr double kUnixStart = 11'644'473'600; // seconds after 1601
+    const double seconds =
+        (count.dwHighDateTime * 4294967296.0 + count.dwLowDateTime) / kUnitsPerSecond - kUnixStart;
+    return (seconds - static_cast<double>(std::time(nullptr))) / 3600;
+}
+
+TEST(PosixApi, LocalTimeFollowsTheSignOfTheTimeZone)
+{
+    constexpr double kTestTakes = 0.01; // hours
+    EXPECT_NEAR(14, LocalHoursAheadOfUtc("<+14>-14"), kTestTakes);
+    EXPECT_NEAR(-9.5, LocalHoursAheadOfUtc("<-0930>9:30"), kTestTakes);
 }
 
 TEST(PosixApi, LeavingASectionThatAnotherOwnsDoesNothing)

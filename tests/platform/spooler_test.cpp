@@ -216,48 +216,4 @@ TEST_F(Spooler, PacksJobsIntoExactlyTheSizeThatItAsksFor)
     EXPECT_EQ(end, jobs[1].pDatatype + 4) << "the last text ends where the buffer does";
 }
 
-TEST_F(Spooler, EnumeratesARangeOfTheQueue)
-{
-    std::vector<DWORD> ids;
-    for (int i = 0; i < 4; ++i) {
-        ids.push_back(spooler::SubmitJob(kPrinter, L"Document"));
-    }
-    EXPECT_TRUE(spooler::RemoveJob(kPrinter, ids[1]));
-    EXPECT_FALSE(spooler::RemoveJob(kPrinter, ids[1]));
-    const CPrinterHandle printer = Open(kUse);
-    using Ids = std::vector<DWORD>;
-    EXPECT_EQ((Ids{ids[0], ids[2], ids[3]}), Jobs(printer.Get(), 0, 9, 2000).Ids());
-    EXPECT_EQ(Ids{ids[0]}, Jobs(printer.Get(), 0, 1, 2000).Ids());
-    EXPECT_EQ((Ids{ids[2], ids[3]}), Jobs(printer.Get(), 1, 0xFFFFFFFF, 2000).Ids());
-    EXPECT_EQ(Ids{}, Jobs(printer.Get(), 3, 9, 2000).Ids());
-    EXPECT_EQ(3u, Jobs(printer.Get(), 2, 1, 2000)[0].Position) << "the position is that in the whole queue";
-}
-
-TEST_F(Spooler, AppliesControlsToJobs)
-{
-    const CPrinterHandle printer = Open(kUse);
-    const DWORD job = spooler::SubmitJob(kPrinter, L"Document");
-    const DWORD other = spooler::SubmitJob(kPrinter, L"Other");
-    BYTE record = 0;
-    const auto set = [&](DWORD id, DWORD control, DWORD level = 0, LPBYTE with = nullptr) {
-        return SetJobW(printer.Get(), id, level, with, control) ? 0 : GetLastError();
-    };
-    EXPECT_EQ(0u, set(job, 0));
-    EXPECT_EQ(0u, set(job, JOB_CONTROL_PAUSE));
-    EXPECT_EQ(JOB_STATUS_PAUSED, spooler::JobStatus(kPrinter, job));
-    EXPECT_EQ(0u, set(job, JOB_CONTROL_SENT_TO_PRINTER));
-    EXPECT_EQ(JOB_STATUS_PAUSED | JOB_STATUS_PRINTED, spooler::JobStatus(kPrinter, job));
-    EXPECT_EQ(0u, set(job, JOB_CONTROL_RESUME));
-    EXPECT_EQ(87u, set(job, 4));
-    EXPECT_EQ(87u, set(job, JOB_CONTROL_DELETE, 1));
-    EXPECT_EQ(87u, set(job, JOB_CONTROL_DELETE, 0, &record));
-    EXPECT_EQ(87u, set(0, JOB_CONTROL_DELETE));
-    EXPECT_EQ(JOB_STATUS_PRINTED, spooler::JobStatus(kPrinter, job));
-    EXPECT_EQ(0u, set(job, JOB_CONTROL_DELETE));
-    EXPECT_EQ(0u, set(other, JOB_CONTROL_CANCEL));
-    EXPECT_EQ(JOB_STATUS_PRINTED | JOB_STATUS_DELETING, spooler::JobStatus(kPrinter, job));
-    EXPECT_EQ(JOB_STATUS_DELETING, spooler::JobStatus(kPrinter, other));
-    EXPECT_EQ(JOB_STATUS_DELETING, Jobs(printer.Get(), 1, 1, 2000)[0].Status);
-}
-
 } // namespace

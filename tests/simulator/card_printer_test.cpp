@@ -19,6 +19,9 @@ TEST(CardPrinter, RepliesAsItsOptionsSay)
                      {"flipper=0", "Nf", "Flipper not fitted;"},
                      {"noise=??,firmware=1", "NV", "??Ver:1"},
                      {"never-answer=1", "Nr", ""},
+                     {"", "Ne", "EEprom Defaults:0,0,0,0,0,0,0,0,90,85,0,60,10,70,55,80,32,0,0,12,16,"},
+                     {"", "NF", "Flipper EE Settings:-2,7,1,20,-15,"},
+                     {"", "Nf", "Flipper EE Defaults:0,0,0,0,0,"},
                      {"", "TRT", ""}};
     for (const auto& question : questions) {
         SCOPED_TRACE(std::string(question.mnemonic) + " with " + question.options);

@@ -139,15 +139,6 @@ TEST(InputParser, ReadsAStreamTheSameHoweverItIsCut)
     }
 }
 
-TEST(InputParser, GarbageIsReadTheSameHoweverItIsCut)
-{
-    for (uint64_t seed = 1; seed <= 200; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        const std::string bytes = Text(RandomGarbage(seed));
-        ExpectTheSameHoweverCut(bytes, TraceOf({bytes}), seed % 61, 509);
-    }
-}
-
 TEST(InputParser, SeesAQueryAtEveryPlaceWhereNoneMayBe)
 {
     const Job job = BuildJob({.cards = 2, .recordsPerSide = 2, .payloadBytes = 600, .tailBytes = 2});

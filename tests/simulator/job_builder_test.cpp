@@ -57,15 +57,5 @@ TEST(JobBuilder, CardsEndAtPacketBorders)
     }
 }
 
-TEST(JobBuilder, PacketsMayBeLong)
-{
-    const Job job = BuildJob({.recordsPerSide = 200, .payloadBytes = 1u << 24});
-    CPrinterFixture fixture;
-    fixture.Send(Text(job.bytes));
-    EXPECT_EQ(2u, fixture.printer.View().packets) << "a card of over 64 KiB, and the end of the job";
-    EXPECT_EQ(200u, fixture.printer.View().records);
-    EXPECT_EQ(0u, fixture.printer.View().violationCount);
-}
-
 } // namespace
 } // namespace zrtmon::sim

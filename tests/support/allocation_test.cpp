@@ -38,5 +38,12 @@ TEST(SecretWatch, CountsTheBlocksThatAreFreedUnwiped)
     EXPECT_EQ(all, watch.UnwipedBlocks());
 }
 
+TEST(FaultPoints, IncludeGlobalAlloc)
+{
+    const CFaultPlan plan(FaultPoint::Allocation, 0);
+    EXPECT_EQ(nullptr, GlobalAlloc(GPTR, 1));
+    EXPECT_TRUE(plan.Fired());
+}
+
 } // namespace
 } // namespace zrtmon::test
