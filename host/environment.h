@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "platform/print_system.h"
+#include "platform/spooler_setup.h"
 #include "platform/terminal.h"
 #include "platform/win32.h"
 
@@ -37,10 +38,13 @@ struct CHostEnvironment {
     std::function<std::unique_ptr<IRunningThread>(std::function<void()> body)> startThread;
     /// Where the monitor's library is looked for, nearest first.
     std::filesystem::path programFolder;
+    /// The system's folder of libraries if the spooler loads the monitor from there, else empty.
+    std::filesystem::path systemFolder;
     std::string libraryFile; ///< its file name
     /// In place of the library's export, when set: nothing is loaded then.
     InitializeMonitor initialize = nullptr;
-    IPrintSystem* printSystem = nullptr; ///< the machine's own; never null
+    IPrintSystem* printSystem = nullptr;   ///< the machine's own; never null
+    ISpoolerSetup* spoolerSetup = nullptr; ///< likewise
 };
 
 } // namespace zrtmon::host

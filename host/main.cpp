@@ -2,6 +2,7 @@
 
 #include "host/program.h"
 #include "platform/print_system.h"
+#include "platform/spooler_setup.h"
 #include "platform/terminal.h"
 #include "platform/thread.h"
 
@@ -36,8 +37,10 @@ int main(int argc, char** argv)
             return std::make_unique<CSystemThread>(std::move(body));
         },
         .programFolder = terminal::ProgramFolder(),
+        .systemFolder = terminal::SystemFolder(),
         .libraryFile = terminal::SharedLibraryName("zrtmon"),
         .printSystem = &MachinePrintSystem(),
+        .spoolerSetup = &MachineSpoolerSetup(),
     };
     return host::Main(argc, argv, environment);
 }

@@ -72,7 +72,7 @@ CCommand Program()
                      .help = "Prints on and talks to ID-card printers through the language monitor.",
                      .parts = {PrintCommand(), GetCommand(), StatusCommand(), SettingsCommand(),
                                PasswordCommand(), NamesCommand(), MakeJobCommand(), DoctorCommand(),
-                               InstallCommand(), UninstallCommand()},
+                               InstallCommand(), UninstallCommand(), SetupCommand()},
                      .footer = PortHelp() + '\n' + StatusHelp()};
     SetFooters(program.parts);
     return program;

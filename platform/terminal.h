@@ -40,6 +40,9 @@ std::optional<std::string> Environment(const std::string& name);
 /// The folder that holds the running program; empty when the system does not tell.
 std::filesystem::path ProgramFolder();
 
+/// The folder from which the system's spooler loads monitors; empty if this system's loads none.
+std::filesystem::path SystemFolder();
+
 /// The file name under which the system's linker stores the shared library of that name.
 std::string SharedLibraryName(const std::string& name);
 

@@ -20,6 +20,7 @@ CCommand MakeJobCommand();
 CCommand DoctorCommand();
 CCommand InstallCommand();
 CCommand UninstallCommand();
+CCommand SetupCommand();
 
 /// The options of a command followed by those of every command that opens a port.
 std::vector<COption> WithSessionOptions(std::vector<COption> options, CSessionOptions& session);

@@ -13,15 +13,20 @@ constexpr char kInitializeName[] = "InitializePrintMonitor2";
 std::filesystem::path FindLibrary(const CHostEnvironment& environment)
 {
     const std::filesystem::path folders[] = {environment.programFolder,
-                                             environment.programFolder.parent_path() / "libexec" / "zrtmon"};
+                                             environment.programFolder.parent_path() / "libexec" / "zrtmon",
+                                             environment.systemFolder};
+    std::string searched;
     for (const std::filesystem::path& folder : folders) {
+        if (folder.empty()) { // would be the current folder, which anybody may fill
+            continue;
+        }
         std::error_code error;
         if (std::filesystem::exists(folder / environment.libraryFile, error)) {
             return folder / environment.libraryFile;
         }
+        searched += (searched.empty() ? "" : " or ") + DisplayPath(folder);
     }
-    throw CHostError(ExitStatus::NoDevice, environment.libraryFile + ": not found in " +
-                                               DisplayPath(folders[0]) + " or " + DisplayPath(folders[1]) +
+    throw CHostError(ExitStatus::NoDevice, environment.libraryFile + ": not found in " + searched +
                                                "; name the monitor's library with --library");
 }
 

@@ -11,8 +11,9 @@ namespace zrtmon::host {
 /// Holds the loaded library and its entry-point table. Nothing of the table may be called once it is gone.
 class CMonitorLibrary {
 public:
-    /// Loads the file given, or, when that is empty, looks beside the program and in libexec/zrtmon next to
-    /// the program's. Throws CHostError (NoDevice) when there is none or it exports no monitor.
+    /// Loads the file given, or, when that is empty, looks beside the program, in libexec/zrtmon next to
+    /// the program's folder and in the system folder. Throws CHostError (NoDevice) when there is none or it
+    /// exports no monitor.
     CMonitorLibrary(const std::filesystem::path& file, const CHostEnvironment& environment);
     ~CMonitorLibrary();
     CMonitorLibrary(const CMonitorLibrary&) = delete;

@@ -110,6 +110,8 @@ std::filesystem::path ProgramFolder()
     return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
 }
 
+std::filesystem::path SystemFolder() { return {}; }
+
 std::string SharedLibraryName(const std::string& name) { return "lib" + name + ".so"; }
 
 CInterruptKey::CInterruptKey()

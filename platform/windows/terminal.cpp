@@ -211,6 +211,13 @@ std::filesystem::path ProgramFolder()
     return std::filesystem::path(path).parent_path();
 }
 
+std::filesystem::path SystemFolder()
+{
+    std::wstring path(MAX_PATH, L'\0');
+    path.resize(GetSystemDirectoryW(path.data(), static_cast<UINT>(path.size())));
+    return path;
+}
+
 std::string SharedLibraryName(const std::string& name) { return name + ".dll"; }
 
 CInterruptKey::CInterruptKey()

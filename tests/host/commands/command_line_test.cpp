@@ -86,13 +86,14 @@ TEST(CommandLineHelp, ListsEveryExitStatusEverywhere)
     }
 }
 
-TEST(MonitorLibrary, IsFoundBesideTheProgramOrInItsPrivateFolder)
+TEST(MonitorLibrary, IsFoundWhereAPackagePutsIt)
 {
     const std::filesystem::path library = ZRTMON_LIBRARY;
-    for (const std::string place : {"bin", "libexec/zrtmon", "elsewhere"}) {
+    for (const std::string place : {"bin", "libexec/zrtmon", "system", "elsewhere"}) {
         SCOPED_TRACE(place);
         CHostFixture fixture;
         fixture.programFolder = fixture.Folder() / "bin";
+        fixture.systemFolder = place == "system" ? fixture.Folder() / place : "";
         std::filesystem::create_directories(fixture.programFolder);
         std::filesystem::create_directories(fixture.Folder() / place);
         std::filesystem::create_symlink(library, fixture.Folder() / place / library.filename());

@@ -40,10 +40,34 @@ public:
     }
 };
 
+/// Writes down what it is asked.
+class CFakeSpoolerSetup final : public ISpoolerSetup {
+public:
+    DWORD error = ERROR_SUCCESS;
+    std::wstring calls;
+
+    DWORD CheckUnused(const std::wstring& monitor) override { return Note(L"unused " + monitor); }
+    DWORD CheckIdle() override { return Note(L"idle"); }
+    DWORD StopSpooler() override { return Note(L"stop"); }
+    DWORD StartSpooler() override { return Note(L"start"); }
+
+private:
+    DWORD Note(const std::wstring& call)
+    {
+        calls += call;
+        return error;
+    }
+};
+
 struct CInstallationFixture : CHostFixture {
-    CInstallationFixture() { printSystem = &system; }
+    CInstallationFixture()
+    {
+        printSystem = &system;
+        spoolerSetup = &setup;
+    }
 
     CFakePrintSystem system;
+    CFakeSpoolerSetup setup;
 };
 
 TEST(Installation, RegistersAndTakesAway)
@@ -89,6 +113,38 @@ TEST(Installation, SaysInALineWhyNot)
         EXPECT_TRUE(Shows(result.err, row.words));
         EXPECT_EQ(1u, Lines(result.err).size());
     }
+}
+
+TEST(Installation, AStepOfTheInstallerEndsWithTheSystemsError)
+{
+    const struct {
+        const char* step;
+        const wchar_t* call;
+        bool isRegistered;
+    } steps[] = {{"register", L"", true},
+                 {"unregister", L"", false},
+                 {"check-unused", L"unused ZRT Card Printer Monitor", true},
+                 {"check-idle", L"idle", true},
+                 {"stop-spooler", L"stop", true},
+                 {"start-spooler", L"start", true}};
+    for (const auto& row : steps) {
+        SCOPED_TRACE(row.step);
+        CInstallationFixture fixture;
+        if (std::string(row.step) != "register") {
+            fixture.Run("install");
+        }
+        const std::string command = std::string("setup ") + row.step;
+        const CCommandResult done = fixture.Run(command);
+        EXPECT_EQ(0, done.status) << done.err;
+        EXPECT_EQ(row.call, fixture.setup.calls);
+        EXPECT_EQ(row.isRegistered ? 1u : 0u, fixture.system.monitors.size());
+
+        fixture.system.error = fixture.setup.error = 3008;
+        const CCommandResult refused = fixture.Run(command);
+        EXPECT_EQ(3008, refused.status);
+        EXPECT_EQ("zrtctl: " + command + ": system error 3008\n", refused.err);
+    }
+    EXPECT_EQ(64, CInstallationFixture().Run("setup everything").status);
 }
 
 TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)

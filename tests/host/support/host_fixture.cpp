@@ -62,9 +62,11 @@ CCommandResult CHostFixture::Run(const std::string& commandLine)
             return std::make_unique<CClockThread>(std::move(body));
         },
         .programFolder = programFolder,
+        .systemFolder = systemFolder,
         .libraryFile = std::filesystem::path(ZRTMON_LIBRARY).filename().string(),
         .initialize = monitor,
         .printSystem = printSystem,
+        .spoolerSetup = spoolerSetup,
     };
     const std::vector<std::string> words = WordsOf(commandLine);
     std::vector<const char*> pointers;

@@ -43,7 +43,9 @@ public:
     std::optional<uint64_t> interruptAtMs;     ///< on the clock
     host::InitializeMonitor monitor = nullptr; ///< in place of the real library
     IPrintSystem* printSystem = nullptr;       ///< of the machine
+    ISpoolerSetup* spoolerSetup = nullptr;     ///< likewise
     std::filesystem::path programFolder;       ///< where the real library is looked for; set to its place
+    std::filesystem::path systemFolder;        ///< likewise; not set
 
 private:
     std::vector<std::string> WordsOf(const std::string& commandLine) const;
