@@ -1,6 +1,6 @@
 """Breaks the code one place at a time and counts how many of the breaks the tests see. See scripts/mutate.
 
-Works on copies of the committed tree in build/mutate, one for each processor.
+Works on copies of the committed tree in build/mutate.
 """
 
 import argparse
@@ -378,10 +378,10 @@ class Examination:
         return [self.results[number] for number in sorted(self.results)]
 
 
-def make_copies(uses_sanitizers: bool) -> list[Copy]:
+def make_copies(count: int, uses_sanitizers: bool) -> list[Copy]:
     copies = []
     jobs = os.cpu_count() or 1
-    for number in range(jobs):
+    for number in range(count):
         copy = Copy.make(number)
         for sanitizer in ("",) + (SANITIZERS if uses_sanitizers else ()):
             copy.configure(sanitizer)
@@ -427,9 +427,13 @@ def parse_arguments() -> argparse.Namespace:
     parser.add_argument("rows", nargs="*", type=int, metavar="ROW", help="first and last row of " + str(ROWS))
     parser.add_argument("--random", type=int, metavar="COUNT", help="make COUNT breaks instead of reading rows")
     parser.add_argument("--seed", type=int, default=1, help="of the random breaks (default 1)")
+    parser.add_argument("--copies", type=int, default=os.cpu_count(), metavar="N",
+                        help="copies of the tree that work side by side (default: one for each processor)")
     parser.add_argument("--sanitizers", action="store_true", help="try unseen breaks under the sanitizers, too")
     parser.add_argument("--matrix", action="store_true", help="list the tests that are never the only ones to see a break")
     arguments = parser.parse_args()
+    if arguments.copies < 1:
+        parser.error("--copies needs a number above 0")
     if len(arguments.rows) > 2 or (arguments.random is not None and (arguments.rows or arguments.random < 1)):
         parser.error("give up to two rows, or --random with a number above 0")
     return arguments
@@ -437,7 +441,7 @@ def parse_arguments() -> argparse.Namespace:
 
 def main() -> int:
     arguments = parse_arguments()
-    copies = make_copies(arguments.sanitizers)
+    copies = make_copies(arguments.copies, arguments.sanitizers)
     if arguments.random:
         print(f"{arguments.random} random breaks, seed {arguments.seed}", flush=True)
         breaks, count = random_breaks(arguments.seed), arguments.random
