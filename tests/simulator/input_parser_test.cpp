@@ -186,7 +186,7 @@ TEST(InputParser, TakesAnyOtherTransferInAPacketForJobData)
 {
     const std::string bytes = Packet(std::string(40, '?'));
     for (const std::string& transfer :
-         {Command("NP") + Command("NP"), Command("NP").substr(0, 4), Command("NP?"), Command("J"),
+         {Command("NP") + Command("J"), Command("NP").substr(0, 4), Command("NP?"), Command("J"),
           Command("41234567"), Command("TE0T\rT\r"), Command("TE0")}) {
         const std::string trace =
             TraceOf({bytes.substr(0, 8), transfer, bytes.substr(8)}, Interleave::Commands);
