@@ -57,7 +57,7 @@ void CarryBothWays(benchmark::State& state, const CardData& card, size_t pieceSi
     port.lower.jobBegin = card.bytes.data();
     port.lower.jobEnd = card.bytes.data() + card.bytes.size();
     port.StartDocument();
-    Carry(port.Handle(), card.bytes, pieceSize, writeLibrary);       // first use allocates what is kept
+    Carry(port.Handle(), card.bytes, pieceSize, writeLibrary);        // first use allocates what is kept
     const CFaultPlan allocations(FaultPoint::Allocation, UINT64_MAX); // never fails, only counts
     double throughLibrary = 0;
     double below = 0;

@@ -8,8 +8,8 @@ namespace {
 /// to each other, that is faster than one memchr call for each.
 constexpr uint32_t kBlockSize = 32;
 
-/// Whether a prefix begins at one of kBlockSize positions. Has no branch for each of them, so that the compiler
-/// can compare many in one instruction.
+/// Whether a prefix begins at one of kBlockSize positions. Has no branch for each of them, so that the
+/// compiler can compare many in one instruction.
 bool BlockHasPrefix(const uint8_t* data)
 {
     unsigned found = 0;

@@ -105,11 +105,7 @@ BOOL CMonitor::GetPrinterData(PortRecord* port, const wchar_t* valueName, const 
 HANDLE CMonitor::AcquireChannel(PortRecord* port)
 {
     const HANDLE token = m_channelMutex.Get();
-    const DWORD outcome = token ? WaitForSingleObject(token, kChannelWaitMs) : WAIT_FAILED;
-    if (outcome != WAIT_OBJECT_0) {
-        if (outcome == WAIT_ABANDONED) {
-            ReleaseMutex(token); // this thread owns it now
-        }
+    if (!AcquireMutex(token, kChannelWaitMs)) {
         SetLastError(ERROR_BUSY);
         return nullptr;
     }
@@ -313,7 +309,8 @@ void CMonitor::FlushHeldData(PortRecord* port)
 void CMonitor::SendAllPending(PortRecord* port, CDataPrintJob& job)
 {
     RunRequest(port, &job, TRUE);
-    DWORD lastProgress = GetTickCount(); // after the first run, whose wait for a query's exchange does not count
+    DWORD lastProgress =
+        GetTickCount(); // after the first run, whose wait for a query's exchange does not count
     while (job.HasPending() && GetTickCount() - lastProgress < kFlushLimitMs) {
         const uint32_t before = job.GetPendingLength();
         RunRequest(port, &job, TRUE);

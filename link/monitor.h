@@ -23,7 +23,8 @@ struct PortRecord;
 class CMonitor {
 public:
     /// If a lock or event cannot be created, the monitor runs without it: without the channel mutex queries
-    /// fail with 170, without the exchange mutex chains run unguarded, without the event EndDoc does not wait.
+    /// fail with 170, without the exchange mutex chains run unguarded, without the event EndDoc does not
+    /// wait.
     explicit CMonitor(std::unique_ptr<CPrintMonitor> printMonitor);
     virtual ~CMonitor();
     CMonitor(const CMonitor&) = delete;

@@ -66,9 +66,9 @@ public:
     /// std::bad_alloc. Any thread.
     virtual std::unique_ptr<CData> CreateRequest(RequestCode code) const;
 
-    /// Whether a value name is served and its parameters are accepted, as a separate request finds them: needs
-    /// no lock, whatever the registered request is doing. Reads from the spooler what that request reads to
-    /// prepare itself. Any thread.
+    /// Whether a value name is served and its parameters are accepted, as a separate request finds them:
+    /// needs no lock, whatever the registered request is doing. Reads from the spooler what that request
+    /// reads to prepare itself. Any thread.
     bool AcceptsRequest(const wchar_t* valueName);
 
     /// The print-job request if it has been created, else null. Any thread.

@@ -5,7 +5,8 @@
 
 namespace zrtmon {
 
-/// Empties the list of open ports and initialises its lock. Once, when the library is attached to the process.
+/// Empties the list of open ports and initialises its lock. Once, when the library is attached to the
+/// process.
 void InitializePortList();
 
 /// Opens the lower port and lists the record, which the list owns from then on. Null, nothing kept, with last

@@ -11,8 +11,8 @@ class CMonitor;
 
 inline constexpr DWORD PORT_DOC_OPEN = 1; ///< a document or a channel is open on the port
 
-/// An open document, from StartDocPort to EndDocPort. One block of GlobalAlloc memory; the printer name follows
-/// the fields.
+/// An open document, from StartDocPort to EndDocPort. One block of GlobalAlloc memory; the printer name
+/// follows the fields.
 struct JobRecord {
     char signature[4];
     DWORD jobId;

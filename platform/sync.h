@@ -37,18 +37,21 @@ private:
     HANDLE m_handle = nullptr;
 };
 
-/// Takes a mutex for a scope. It is held only when the wait gave WAIT_OBJECT_0: an abandoned mutex is
-/// let go again at once, so that its next user finds it sound, and counts as not held here.
+/// Takes a mutex; true only if the wait returned WAIT_OBJECT_0. An abandoned mutex is released immediately,
+/// so its next user gets it in a normal state, and counts as not taken; so does a null mutex.
+inline bool AcquireMutex(HANDLE mutex, DWORD timeoutMs)
+{
+    const DWORD outcome = mutex ? WaitForSingleObject(mutex, timeoutMs) : WAIT_FAILED;
+    if (outcome == WAIT_ABANDONED) {
+        ReleaseMutex(mutex);
+    }
+    return outcome == WAIT_OBJECT_0;
+}
+
+/// Takes a mutex for a scope, as AcquireMutex.
 class CMutexHold {
 public:
-    CMutexHold(HANDLE mutex, DWORD timeoutMs) : m_mutex(mutex)
-    {
-        const DWORD outcome = mutex ? WaitForSingleObject(mutex, timeoutMs) : WAIT_FAILED;
-        m_held = outcome == WAIT_OBJECT_0;
-        if (outcome == WAIT_ABANDONED) {
-            ReleaseMutex(mutex);
-        }
-    }
+    CMutexHold(HANDLE mutex, DWORD timeoutMs) : m_mutex(mutex), m_held(AcquireMutex(mutex, timeoutMs)) {}
     ~CMutexHold()
     {
         if (m_held) {

@@ -35,7 +35,7 @@ void CDataPrintJob::SetSentLength(uint32_t count)
     m_unitRest -= std::min(m_unitRest, m_sentLength);
     if (m_sentLength > 0) {
         m_sentAtBoundary.store(m_pendingLength == 0 && IsPacketDone() && IsBetweenCards(),
-                             std::memory_order_release);
+                               std::memory_order_release);
     }
 }
 
@@ -93,7 +93,8 @@ void CDataPrintJob::TakeAfterHeldBytes(const uint8_t* data, uint32_t length)
         m_bufferedLength = 0;
         return;
     }
-    // Fewer bytes may be sent than were held: the rest stays held, and none of the caller's bytes are accepted.
+    // Fewer bytes may be sent than were held: the rest stays held, and none of the caller's bytes are
+    // accepted.
     m_heldStart = forwarded;
     m_bufferedLength = held - forwarded;
 }

@@ -11,8 +11,8 @@ namespace zrtmon {
 class CDataSendCommand : public CData {
 public:
     const uint8_t* GetCommand(uint32_t* length) override;
-    /// Keeps what follows the first "/". FALSE, the previous parameters unchanged, without one or if memory is
-    /// exhausted.
+    /// Keeps what follows the first "/". FALSE, the previous parameters unchanged, without one or if memory
+    /// is exhausted.
     BOOL Prepare(const wchar_t* requestText) override;
     uint32_t GetSendDelay() override;
     uint32_t GetReceiveMethod() override { return kReceiveNothing; }

@@ -22,8 +22,8 @@ class CMonitorSecurity final : public CMonitor {
 public:
     using CMonitor::CMonitor;
 
-    /// Loads the policy that "ConfigurationFile" names; there is none without that value or if the file cannot
-    /// be loaded. FALSE if CMonitor's StartDoc fails or memory is exhausted.
+    /// Loads the policy that "ConfigurationFile" names; there is none without that value or if the file
+    /// cannot be loaded. FALSE if CMonitor's StartDoc fails or memory is exhausted.
     BOOL StartDoc(PortRecord* port) override;
     BOOL Write(PortRecord* port, const uint8_t* data, DWORD size, DWORD* written) override;
 
@@ -34,7 +34,8 @@ public:
     /// Presents the password stored in printer data, and removes it from there. FALSE if there is none or it
     /// could not be presented, in which case it stays.
     virtual BOOL AuthenticateFromPrinterData(PortRecord* port);
-    /// Runs the "Password" request, prepared with this text ("/password"), or for null as it was last prepared.
+    /// Runs the "Password" request, prepared with this text ("/password"), or for null as it was last
+    /// prepared.
     virtual BOOL SendPassword(PortRecord* port, const wchar_t* requestText);
     /// The gate: whether the end of the job may be sent now.
     virtual void CheckPassword(PortRecord* port, BOOL* proceed);
@@ -47,8 +48,8 @@ private:
     BOOL m_released = FALSE;
     /// What QuerySecurity last read: a job that is sent without protection does not use up a validation.
     bool m_isProtected = false;
-    /// The gate has let the pending piece through. Checked once for each piece: a second check would treat the
-    /// validation as used.
+    /// The gate has let the pending piece through. Checked once for each piece: a second check would treat
+    /// the validation as used.
     bool m_isPendingPieceAllowed = false;
 };
 

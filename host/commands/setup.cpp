@@ -14,7 +14,8 @@ struct CStep {
 constexpr CStep kSteps[] = {
     {"register", "Register the monitor with the spooler",
      [](CHostEnvironment& environment) {
-         return environment.printSystem->AddMonitor(WideFromUtf8(kMonitorName), WideFromUtf8(kMonitorLibrary));
+         return environment.printSystem->AddMonitor(WideFromUtf8(kMonitorName),
+                                                    WideFromUtf8(kMonitorLibrary));
      }},
     {"unregister", "Take the monitor off the spooler's list",
      [](CHostEnvironment& environment) {
@@ -48,11 +49,10 @@ CCommand SetupCommand()
 {
     CCommand command{.name = "setup", .help = "Run one step of the installer (Windows)"};
     for (const CStep& step : kSteps) {
-        command.parts.push_back({.name = step.name,
-                                 .help = step.help,
-                                 .run = [&step](CHostEnvironment& environment, CConsole&) {
-                                     return Run(step, environment);
-                                 }});
+        command.parts.push_back(
+            {.name = step.name, .help = step.help, .run = [&step](CHostEnvironment& environment, CConsole&) {
+                 return Run(step, environment);
+             }});
     }
     return command;
 }

@@ -20,8 +20,8 @@ using test::CUnitPort;
 constexpr wchar_t kPrinter[] = L"Cards";
 const std::string kStatusCommand = "\x1B\0\2Nr"s;
 
-/// Sends its parameters and returns them as its text, which shows whose parameters a query ran with; or always
-/// the same text.
+/// Sends its parameters and returns them as its text, which shows whose parameters a query ran with; or
+/// always the same text.
 class CEchoData : public CData {
 public:
     explicit CEchoData(const char* constant = "", uint32_t method = kSendToPort)
@@ -199,6 +199,54 @@ TEST_F(CMonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
     EXPECT_FALSE(Query(L"MoveTo/x").error);
     port.lower.take = [](DWORD) { return std::nullopt; };
     EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(L"MoveTo/x").error) << "a command that is not sent";
+}
+
+TEST_F(CMonitorTest, TheLastErrorSurvivesTheEndOfTheChannel)
+{
+    port.lower.allow = [](const char* call) {
+        SetLastError(call == "EndDocPort"s ? 4711 : GetLastError());
+        return call != "WritePort"s;
+    };
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(L"MoveTo/x").error);
+}
+
+TEST_F(CMonitorTest, AnAnswerThatDoesNotFitIsNotWritten)
+{
+    const struct {
+        DWORD size;
+        const char* text;
+    } rows[] = {{0, "untouched"}, {3, "untouched"}, {4, "abc"}, {9, "abc"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.size);
+        char output[] = "untouched";
+        for (char* buffer : {output, static_cast<char*>(nullptr)}) {
+            DWORD returned = 4711;
+            EXPECT_TRUE(monitor->GetPrinterData(port.record.get(), L"MoveTo/abc", nullptr, 0, buffer,
+                                                row.size, &returned));
+            EXPECT_EQ(4u, returned);
+        }
+        EXPECT_STREQ(row.text, output);
+    }
+}
+
+TEST_F(CMonitorTest, AShorterOfferOfABufferThatWasSentIsTheMostThatIsReported)
+{
+    StartDocument();
+    EXPECT_EQ(0u, Write("whole buffer"));
+    EXPECT_EQ(0u, Write("whole buffer"));
+    EXPECT_EQ(5u, Write("whole"));
+    EXPECT_EQ("whole buffer", port.lower.Written());
+}
+
+TEST_F(CMonitorTest, ABufferThatWasGivenUpIsForgottenAtTheEndOfTheDocument)
+{
+    StartDocument();
+    EXPECT_EQ(0u, Write("given up"));
+    EXPECT_TRUE(monitor->EndDoc(port.record.get()));
+    EXPECT_EQ(kStatusCommand, port.lower.Written());
+    EXPECT_EQ(0u, Write("next")) << "taken over as a new buffer";
+    EXPECT_EQ(0u, Write("next"));
+    EXPECT_EQ(4u, Write("next"));
 }
 
 TEST_F(CMonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)

@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <list>
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -15,23 +16,33 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(PrintMonitor, ThreadsThatAskAtOnceGetOneObject)
+TEST(PrintMonitor, ThreadsThatNeedACodeConcurrentlyGetOneObject)
 {
     CVirtualClock clock;
     CPrintMonitorZRT model;
-    std::vector<CData*> seen(8);
+    std::atomic<bool> isStarted = false;
+    std::vector<std::map<uint32_t, CData*>> seen(4);
     {
         std::list<CVirtualClock::CClockThread> threads;
-        for (CData*& slot : seen) {
-            threads.emplace_back([&model, &slot] { slot = model.GetRequest(PrinterError); });
+        for (auto& requests : seen) {
+            threads.emplace_back([&] {
+                while (!isStarted) {
+                }
+                for (uint32_t code = 1; code <= 36; ++code) {
+                    requests[code] = model.GetRequest(static_cast<RequestCode>(code));
+                }
+            });
         }
+        isStarted = true;
     }
-    EXPECT_NE(nullptr, seen.front());
-    seen.push_back(model.GetRequestByName(L"printerERROR/ignored"));
-    EXPECT_EQ(1u, std::set<CData*>(seen.begin(), seen.end()).size());
+    for (const auto& requests : seen) {
+        EXPECT_EQ(seen.front(), requests);
+    }
+    EXPECT_EQ(model.GetRequestByName(L"printerERROR/ignored"), seen.front()[PrinterError]);
+    EXPECT_NE(nullptr, seen.front()[PrinterError]);
 }
 
-TEST(PrintMonitor, AsksTheScannerBetweenCardsAndAtTheEnd)
+TEST(PrintMonitor, FollowsTheScannerBetweenCardsAndAtTheEnd)
 {
     CPrintMonitorZRT model;
     const auto feed = [&model](const std::string& data) {

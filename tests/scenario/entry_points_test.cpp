@@ -42,15 +42,15 @@ TEST(EntryPoints, OnlyVersionFiveZeroGetsTheShorterTable)
 
 TEST(EntryPoints, OpeningRefusesWhatIsMissing)
 {
-    CSpoolerFixture bench;
-    HANDLE port = &bench;
+    CSpoolerFixture fixture;
+    HANDLE port = &fixture;
     const auto open = [&](LPWSTR name, LPWSTR printer, PHANDLE handle, MONITOR2* lower) {
-        port = &bench;
+        port = &fixture;
         SetLastError(0);
         const BOOL opened =
-            bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), name, printer, handle, lower);
+            fixture.table->pfnOpenPortEx(nullptr, fixture.lower.Handle(), name, printer, handle, lower);
         EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
-        EXPECT_EQ(handle ? nullptr : &bench, port);
+        EXPECT_EQ(handle ? nullptr : &fixture, port);
         return opened;
     };
     MONITOR2* lower = CLowerPort::Table();
@@ -67,166 +67,169 @@ TEST(EntryPoints, OpeningRefusesWhatIsMissing)
         std::memset(reinterpret_cast<char*>(&table) + entry, 0, sizeof(void*));
         EXPECT_FALSE(open(portName, printerName, &port, &table)) << entry;
     }
-    EXPECT_EQ(0u, bench.lower.CallCount());
+    EXPECT_EQ(0u, fixture.lower.CallCount());
 }
 
 TEST(EntryPoints, ANameIsOpenOnceWhateverItsCase)
 {
-    COpenPortFixture bench;
-    std::wstring capitals = bench.PortName();
+    COpenPortFixture fixture;
+    std::wstring capitals = fixture.PortName();
     std::ranges::transform(capitals, capitals.begin(), ::towupper);
-    HANDLE second = &bench;
-    EXPECT_FALSE(bench.table->pfnOpenPortEx(nullptr, bench.lower.Handle(), capitals.data(), printerName,
-                                            &second, CLowerPort::Table()));
+    HANDLE second = &fixture;
+    EXPECT_FALSE(fixture.table->pfnOpenPortEx(nullptr, fixture.lower.Handle(), capitals.data(), printerName,
+                                              &second, CLowerPort::Table()));
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
     EXPECT_EQ(nullptr, second);
-    EXPECT_TRUE(bench.Close());
-    EXPECT_TRUE(bench.Open());
+    EXPECT_TRUE(fixture.Close());
+    EXPECT_TRUE(fixture.Open());
 }
 
 TEST(EntryPoints, APortThatCannotBeOpenedOrClosedBelowMayBeTriedAgain)
 {
-    CSpoolerFixture bench;
-    bench.lower.FailCall(0, 4711);
-    EXPECT_FALSE(bench.Open());
+    CSpoolerFixture fixture;
+    fixture.lower.FailCall(0, 4711);
+    EXPECT_FALSE(fixture.Open());
     EXPECT_EQ(4711u, GetLastError());
-    EXPECT_EQ(nullptr, bench.port);
-    ASSERT_TRUE(bench.Open());
-    bench.lower.FailCall(0, 4711);
-    EXPECT_FALSE(bench.table->pfnClosePort(bench.port));
+    EXPECT_EQ(nullptr, fixture.port);
+    ASSERT_TRUE(fixture.Open());
+    fixture.lower.FailCall(0, 4711);
+    EXPECT_FALSE(fixture.table->pfnClosePort(fixture.port));
     EXPECT_EQ(4711u, GetLastError());
     // Without a device link nothing but closing is served, and nothing crashes.
     DWORD count = 0;
     BYTE byte = 0;
-    EXPECT_FALSE(bench.Ask(L"CardCount").ok);
-    EXPECT_FALSE(bench.StartDocument());
-    EXPECT_FALSE(bench.table->pfnWritePort(bench.port, &byte, 1, &count));
+    EXPECT_FALSE(fixture.Ask(L"CardCount").ok);
+    EXPECT_FALSE(fixture.StartDocument());
+    EXPECT_FALSE(fixture.table->pfnWritePort(fixture.port, &byte, 1, &count));
     EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED},
-              bench.table->pfnSendRecvBidiDataFromPort(bench.port, 0, nullptr, nullptr, nullptr));
-    EXPECT_TRUE(bench.Close());
-    EXPECT_TRUE(bench.Open());
+              fixture.table->pfnSendRecvBidiDataFromPort(fixture.port, 0, nullptr, nullptr, nullptr));
+    EXPECT_TRUE(fixture.Close());
+    EXPECT_TRUE(fixture.Open());
 }
 
 TEST(EntryPoints, ADocumentWhosePortWasClosedIsReleasedByItsLateEnd)
 {
-    COpenPortFixture bench;
+    COpenPortFixture fixture;
     const uint64_t handles = OpenHandleCount();
     const uint64_t blocks = GlobalBlockCount();
     const size_t printers = spooler::OpenPrinterCount();
-    ASSERT_TRUE(bench.StartDocument());
-    const HANDLE closed = bench.port;
-    EXPECT_TRUE(bench.Close());
+    ASSERT_TRUE(fixture.StartDocument());
+    const HANDLE closed = fixture.port;
+    EXPECT_TRUE(fixture.Close());
     EXPECT_GT(handles, OpenHandleCount());
-    EXPECT_TRUE(bench.Open());
-    const uint64_t calls = bench.lower.CallCount();
+    EXPECT_TRUE(fixture.Open());
+    const uint64_t calls = fixture.lower.CallCount();
     for (int round = 0; round < 2; ++round) {
-        EXPECT_FALSE(bench.table->pfnEndDocPort(closed));
+        EXPECT_FALSE(fixture.table->pfnEndDocPort(closed));
         EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
         EXPECT_EQ(printers, spooler::OpenPrinterCount());
         EXPECT_EQ(blocks + 1, GlobalBlockCount()) << "the closed port's record and the new one";
     }
-    EXPECT_EQ(calls, bench.lower.CallCount());
-    EXPECT_EQ(0u, bench.JobStatus() & JOB_STATUS_PRINTED) << "it was not sent completely";
+    EXPECT_EQ(calls, fixture.lower.CallCount());
+    EXPECT_EQ(0u, fixture.JobStatus() & JOB_STATUS_PRINTED) << "it was not sent completely";
 }
 
 TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)
 {
-    COpenPortFixture bench;
+    COpenPortFixture fixture;
     DOC_INFO_2W channel{};
     channel.dwMode = DI_CHANNEL;
     auto* info = reinterpret_cast<LPBYTE>(&channel);
-    bench.lower.FailCall(0, 4711);
-    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
+    fixture.lower.FailCall(0, 4711);
+    EXPECT_FALSE(fixture.table->pfnStartDocPort(fixture.port, nullptr, 0, 2, info));
     EXPECT_EQ(4711u, GetLastError());
-    ASSERT_TRUE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
-    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, info));
+    ASSERT_TRUE(fixture.table->pfnStartDocPort(fixture.port, nullptr, 0, 2, info));
+    EXPECT_FALSE(fixture.table->pfnStartDocPort(fixture.port, nullptr, 0, 2, info));
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
-    EXPECT_EQ(100u, bench.clock.Elapsed());
-    EXPECT_FALSE(bench.StartDocument());
+    EXPECT_EQ(100u, fixture.clock.Elapsed());
+    EXPECT_FALSE(fixture.StartDocument());
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
-    EXPECT_EQ(5100u, bench.clock.Elapsed());
-    CVirtualClock::CClockThread closer([&bench] {
+    EXPECT_EQ(5100u, fixture.clock.Elapsed());
+    CVirtualClock::CClockThread closer([&fixture] {
         Sleep(4000);
-        bench.table->pfnEndDocPort(bench.port);
+        fixture.table->pfnEndDocPort(fixture.port);
     });
-    EXPECT_TRUE(bench.StartDocument());
-    EXPECT_EQ(9100u, bench.clock.Elapsed());
-    EXPECT_TRUE(bench.EndDocument());
+    EXPECT_TRUE(fixture.StartDocument());
+    EXPECT_EQ(9100u, fixture.clock.Elapsed());
+    EXPECT_TRUE(fixture.EndDocument());
 }
 
 TEST(EntryPoints, ADocumentThatCannotStartLeavesThePortIdle)
 {
-    CSpoolerFixture bench;
+    CSpoolerFixture fixture;
     const size_t printers = spooler::OpenPrinterCount();
-    ASSERT_TRUE(bench.Open());
+    ASSERT_TRUE(fixture.Open());
     wchar_t unknown[] = L"No such printer";
     DOC_INFO_1W info{};
-    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, unknown, 1, 1, reinterpret_cast<LPBYTE>(&info)));
+    EXPECT_FALSE(
+        fixture.table->pfnStartDocPort(fixture.port, unknown, 1, 1, reinterpret_cast<LPBYTE>(&info)));
     EXPECT_EQ(DWORD{ERROR_INVALID_PRINTER_NAME}, GetLastError());
-    EXPECT_FALSE(bench.table->pfnStartDocPort(bench.port, nullptr, 1, 1, reinterpret_cast<LPBYTE>(&info)));
-    bench.lower.FailCall(0, 4711);
-    EXPECT_FALSE(bench.StartDocument());
+    EXPECT_FALSE(
+        fixture.table->pfnStartDocPort(fixture.port, nullptr, 1, 1, reinterpret_cast<LPBYTE>(&info)));
+    fixture.lower.FailCall(0, 4711);
+    EXPECT_FALSE(fixture.StartDocument());
     EXPECT_EQ(4711u, GetLastError());
-    const uint64_t start = bench.clock.Elapsed();
-    EXPECT_TRUE(bench.StartDocument());
-    EXPECT_EQ(start, bench.clock.Elapsed());
-    EXPECT_TRUE(bench.EndDocument());
+    const uint64_t start = fixture.clock.Elapsed();
+    EXPECT_TRUE(fixture.StartDocument());
+    EXPECT_EQ(start, fixture.clock.Elapsed());
+    EXPECT_TRUE(fixture.EndDocument());
     EXPECT_EQ(printers, spooler::OpenPrinterCount());
 }
 
 TEST(EntryPoints, APrinterThatMayNotBeAdministeredPrintsAndPublishesNothing)
 {
-    CSpoolerFixture bench;
+    CSpoolerFixture fixture;
     spooler::CreatePrinter(CSpoolerFixture::kPrinter, PRINTER_ACCESS_USE);
-    ASSERT_TRUE(bench.Open());
-    EXPECT_TRUE(bench.Print({'d', 'a', 't', 'a'}));
-    EXPECT_EQ("-", bench.ValueOf(L"PrinterError"));
+    ASSERT_TRUE(fixture.Open());
+    EXPECT_TRUE(fixture.Print({'d', 'a', 't', 'a'}));
+    EXPECT_EQ("-", fixture.ValueOf(L"PrinterError"));
 }
 
 TEST(EntryPoints, AnEndThatFailsBelowLeavesThePortMarkedOpen)
 {
-    COpenPortFixture bench;
-    ASSERT_TRUE(bench.StartDocument());
+    COpenPortFixture fixture;
+    ASSERT_TRUE(fixture.StartDocument());
     const uint64_t callsOfAStatusCheck = 2; // a write and a read
-    bench.lower.FailCall(callsOfAStatusCheck, 4711);
-    EXPECT_FALSE(bench.EndDocument());
+    fixture.lower.FailCall(callsOfAStatusCheck, 4711);
+    EXPECT_FALSE(fixture.EndDocument());
     EXPECT_EQ(4711u, GetLastError());
-    EXPECT_FALSE(bench.StartDocument());
+    EXPECT_FALSE(fixture.StartDocument());
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
 }
 
 TEST(EntryPoints, ControlCodesGoToTheLowerMonitorUnchanged)
 {
-    COpenPortFixture bench("serial=SN77");
+    COpenPortFixture fixture("serial=SN77");
     char id[300] = "";
     DWORD returned = 0;
-    EXPECT_TRUE(bench.table->pfnGetPrinterDataFromPort(bench.port, IOCTL_PAR_QUERY_DEVICE_ID, nullptr, nullptr,
-                                                       0, reinterpret_cast<LPWSTR>(id), sizeof id,
-                                                       &returned));
+    EXPECT_TRUE(fixture.table->pfnGetPrinterDataFromPort(fixture.port, IOCTL_PAR_QUERY_DEVICE_ID, nullptr,
+                                                         nullptr, 0, reinterpret_cast<LPWSTR>(id), sizeof id,
+                                                         &returned));
     EXPECT_NE(nullptr, std::strstr(id, "SN77"));
-    EXPECT_FALSE(
-        bench.table->pfnGetPrinterDataFromPort(bench.port, 0, nullptr, nullptr, 0, nullptr, 0, &returned));
+    EXPECT_FALSE(fixture.table->pfnGetPrinterDataFromPort(fixture.port, 0, nullptr, nullptr, 0, nullptr, 0,
+                                                          &returned));
     EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, GetLastError());
 }
 
 TEST(EntryPoints, WithoutAQueryEntryBelowNoNameIsServed)
 {
-    CSpoolerFixture bench;
+    CSpoolerFixture fixture;
     MONITOR2 lower = *CLowerPort::Table();
     lower.pfnGetPrinterDataFromPort = nullptr;
     lower.pfnSendRecvBidiDataFromPort = nullptr;
-    ASSERT_TRUE(bench.Open(&lower));
-    EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, bench.Ask(L"CardCount").error);
-    EXPECT_EQ(1u, bench.lower.CallCount()) << "only the opening";
+    ASSERT_TRUE(fixture.Open(&lower));
+    EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, fixture.Ask(L"CardCount").error);
+    EXPECT_EQ(1u, fixture.lower.CallCount()) << "only the opening";
 }
 
 TEST(EntryPoints, BidiIsAnsweredByTheLowerMonitorOrNotAtAll)
 {
-    COpenPortFixture bench;
+    COpenPortFixture fixture;
     for (const auto& [below, above] : {std::pair<DWORD, DWORD>{ERROR_SUCCESS, ERROR_SUCCESS},
                                        {ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED}}) {
-        bench.lower.bidiAnswer = below;
-        EXPECT_EQ(above, bench.table->pfnSendRecvBidiDataFromPort(bench.port, 0, nullptr, nullptr, nullptr));
+        fixture.lower.bidiAnswer = below;
+        EXPECT_EQ(above,
+                  fixture.table->pfnSendRecvBidiDataFromPort(fixture.port, 0, nullptr, nullptr, nullptr));
     }
 }
 

@@ -24,48 +24,48 @@ const std::wstring kCardCount = L"CardCount";
 const std::wstring kPrinterError = L"PrinterError";
 
 /// Everything that a port is for, once. A failure anywhere may end it early.
-void UsePort(CSpoolerFixture& bench, const std::vector<uint8_t>& job)
+void UsePort(CSpoolerFixture& fixture, const std::vector<uint8_t>& job)
 {
-    if (!bench.Open()) {
+    if (!fixture.Open()) {
         return;
     }
-    bench.Ask(kCardCount);
-    if (bench.StartDocument()) {
-        bench.Offer(job.data(), job.size());
-        bench.Ask(kPrinterError);
-        bench.DeleteJob();
-        bench.EndDocument();
+    fixture.Ask(kCardCount);
+    if (fixture.StartDocument()) {
+        fixture.Offer(job.data(), job.size());
+        fixture.Ask(kPrinterError);
+        fixture.DeleteJob();
+        fixture.EndDocument();
     }
-    bench.Close();
+    fixture.Close();
 }
 
 /// The port, opened anew if need be, prints a job whole and answers.
-void ExpectUsable(CSpoolerFixture& bench, const std::vector<uint8_t>& job)
+void ExpectUsable(CSpoolerFixture& fixture, const std::vector<uint8_t>& job)
 {
-    if (bench.port) {
-        ASSERT_TRUE(bench.Close());
+    if (fixture.port) {
+        ASSERT_TRUE(fixture.Close());
     }
-    ASSERT_TRUE(bench.Open()) << GetLastError();
-    bench.Printer().KeepJob();
-    EXPECT_TRUE(bench.Print(job));
-    EXPECT_TRUE(std::ranges::equal(job, bench.Printer().JobBytes()));
-    EXPECT_TRUE(bench.Ask(L"CardCount").ok);
-    EXPECT_TRUE(bench.Close());
+    ASSERT_TRUE(fixture.Open()) << GetLastError();
+    fixture.Printer().KeepJob();
+    EXPECT_TRUE(fixture.Print(job));
+    EXPECT_TRUE(std::ranges::equal(job, fixture.Printer().JobBytes()));
+    EXPECT_TRUE(fixture.Ask(L"CardCount").ok);
+    EXPECT_TRUE(fixture.Close());
 }
 
 /// UsePort with one call failing, of that kind or, without one, at the lower port. Answers whether it came.
-bool UseWithFault(CSpoolerFixture& bench, std::optional<FaultPoint> point, uint64_t failAt,
+bool UseWithFault(CSpoolerFixture& fixture, std::optional<FaultPoint> point, uint64_t failAt,
                   const std::vector<uint8_t>& job)
 {
     if (point) {
         const CFaultPlan plan(*point, failAt);
-        UsePort(bench, job);
+        UsePort(fixture, job);
         return plan.Fired();
     }
-    bench.lower.FailCall(failAt, ERROR_GEN_FAILURE);
-    UsePort(bench, job);
-    bench.lower.FailNothing();
-    return !bench.lower.FailedCall().empty();
+    fixture.lower.FailCall(failAt, ERROR_GEN_FAILURE);
+    UsePort(fixture, job);
+    fixture.lower.FailNothing();
+    return !fixture.lower.FailedCall().empty();
 }
 
 /// Uses a port with call 0, 1, 2 ... failing until one run meets no failure.
@@ -81,12 +81,12 @@ void Sweep(std::optional<FaultPoint> point)
         const size_t printers = spooler::OpenPrinterCount();
         uint64_t leftOpen = 0;
         {
-            CSpoolerFixture bench("card-ms=1");
-            fired = UseWithFault(bench, point, failAt, job);
+            CSpoolerFixture fixture("card-ms=1");
+            fired = UseWithFault(fixture, point, failAt, job);
             // A document that could not be ended below leaves the record behind when its port is closed.
-            leftOpen = bench.lower.FailedCall() == "EndDocPort" ? 1 : 0;
-            ExpectUsable(bench, job);
-            const sim::PortView view = bench.ports.View(bench.PortName());
+            leftOpen = fixture.lower.FailedCall() == "EndDocPort" ? 1 : 0;
+            ExpectUsable(fixture, job);
+            const sim::PortView view = fixture.ports.View(fixture.PortName());
             EXPECT_EQ(leftOpen, view.misuses) << testing::PrintToString(view.misuseTexts);
         }
         EXPECT_EQ(printers, spooler::OpenPrinterCount());
@@ -129,18 +129,18 @@ TEST(FaultSweep, AQueryBehindADeletedJobIsSentOnlyWhereTheCancelWas)
     for (uint64_t failAt = 0; fired; ++failAt) {
         ASSERT_LT(failAt, kSweepLimit);
         SCOPED_TRACE("allocation " + std::to_string(failAt) + " fails");
-        test::COpenPortFixture bench;
-        ASSERT_TRUE(bench.StartDocument());
-        bench.Offer(job.data(), job.size() / 2);
-        bench.DeleteJob();
+        test::COpenPortFixture fixture;
+        ASSERT_TRUE(fixture.StartDocument());
+        fixture.Offer(job.data(), job.size() / 2);
+        fixture.DeleteJob();
         {
             const CFaultPlan plan(FaultPoint::Allocation, failAt);
-            EXPECT_TRUE(bench.EndDocument());
+            EXPECT_TRUE(fixture.EndDocument());
             fired = plan.Fired();
         }
-        const bool isCancelled = bench.Printer().View().jobsCancelled > 0;
+        const bool isCancelled = fixture.Printer().View().jobsCancelled > 0;
         EXPECT_TRUE(isCancelled || fired);
-        EXPECT_EQ(isCancelled, bench.Ask(kCardCount).ok);
+        EXPECT_EQ(isCancelled, fixture.Ask(kCardCount).ok);
     }
 }
 

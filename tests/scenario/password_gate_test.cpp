@@ -19,8 +19,8 @@ constexpr const char* kLocked = "protected=1,admin-password=boss,user-password=c
 constexpr uint64_t kLookMs = 5000; ///< long enough for the gate to ask some times
 constexpr uint64_t kOneLookMs = 1;
 
-struct GateBench : test::COpenPortFixture {
-    explicit GateBench(const std::string& options = kLocked) : COpenPortFixture(options) {}
+struct CGateFixture : test::COpenPortFixture {
+    explicit CGateFixture(const std::string& options = kLocked) : COpenPortFixture(options) {}
 
     void StorePassword(const std::string& password)
     {
@@ -61,9 +61,9 @@ constexpr const char* kAfterAnHour =
 constexpr const char* kOnFirstCard = "<PassWordOnfirstCard Enabled='True'/>";
 
 /// With a policy, whose file printer data names.
-struct PolicyBench : GateBench {
+struct CPolicyFixture : CGateFixture {
     /// behind: bytes of the value behind the path
-    explicit PolicyBench(const std::string& behind = {}) : policy(test::PolicyText(kAfterAnHour))
+    explicit CPolicyFixture(const std::string& behind = {}) : policy(test::PolicyText(kAfterAnHour))
     {
         const std::wstring path = policy.Path();
         const std::string bytes(reinterpret_cast<const char*>(path.data()), path.size() * sizeof(wchar_t));
@@ -80,22 +80,22 @@ TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
     for (const std::string& password : {boss, boss + "0", boss + "0" + std::string(300, 'x'),
                                         std::string("clerk"), std::string("clerk/other")}) {
         SCOPED_TRACE(password);
-        GateBench bench;
-        bench.Printer().SetPasswords(boss, "clerk");
-        EXPECT_FALSE(bench.Goes());
-        EXPECT_TRUE(bench.IsPasswordWanted());
-        bench.StorePassword("wrong");
-        EXPECT_FALSE(bench.GoesOn(kOneLookMs));
-        EXPECT_EQ("1", bench.ValueOf(L"PrinterError")) << "presented, whatever came of it";
-        EXPECT_EQ("-", bench.ValueOf(L"Password"));
-        EXPECT_FALSE(bench.GoesOn());
-        EXPECT_TRUE(bench.IsPasswordWanted());
-        bench.StorePassword(password);
-        EXPECT_FALSE(bench.GoesOn(kOneLookMs));
-        EXPECT_EQ("1", bench.ValueOf(L"PrinterError"));
-        EXPECT_EQ("-", bench.ValueOf(L"Password"));
-        EXPECT_TRUE(bench.Finishes());
-        const sim::PrinterView view = bench.Printer().View();
+        CGateFixture fixture;
+        fixture.Printer().SetPasswords(boss, "clerk");
+        EXPECT_FALSE(fixture.Goes());
+        EXPECT_TRUE(fixture.IsPasswordWanted());
+        fixture.StorePassword("wrong");
+        EXPECT_FALSE(fixture.GoesOn(kOneLookMs));
+        EXPECT_EQ("1", fixture.ValueOf(L"PrinterError")) << "presented, whatever came of it";
+        EXPECT_EQ("-", fixture.ValueOf(L"Password"));
+        EXPECT_FALSE(fixture.GoesOn());
+        EXPECT_TRUE(fixture.IsPasswordWanted());
+        fixture.StorePassword(password);
+        EXPECT_FALSE(fixture.GoesOn(kOneLookMs));
+        EXPECT_EQ("1", fixture.ValueOf(L"PrinterError"));
+        EXPECT_EQ("-", fixture.ValueOf(L"Password"));
+        EXPECT_TRUE(fixture.Finishes());
+        const sim::PrinterView view = fixture.Printer().View();
         EXPECT_EQ(1u, view.cardsPrinted);
         EXPECT_EQ(1u, view.passwordsAccepted);
         EXPECT_EQ(1u, view.passwordsRefused);
@@ -105,57 +105,57 @@ TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
 
 TEST(PasswordGate, LetsOneJobThroughForAValidation)
 {
-    GateBench bench;
-    bench.Printer().SetValidated(true);
-    EXPECT_TRUE(bench.Prints());
-    bench.Printer().SetValidated(true); // as if it had not been dropped
-    const uint64_t asked = bench.Asked();
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_GE(bench.Asked() - asked, 3u);
-    EXPECT_LE(bench.Asked() - asked, 6u) << "once a second";
-    EXPECT_FALSE(bench.IsPasswordWanted());
-    bench.Printer().SetValidated(false);
-    EXPECT_FALSE(bench.GoesOn(kOneLookMs));
-    bench.Printer().SetValidated(true);
-    EXPECT_TRUE(bench.Finishes());
-    bench.ExpectPrinted(2);
+    CGateFixture fixture;
+    fixture.Printer().SetValidated(true);
+    EXPECT_TRUE(fixture.Prints());
+    fixture.Printer().SetValidated(true); // as if it had not been dropped
+    const uint64_t asked = fixture.Asked();
+    EXPECT_FALSE(fixture.Goes());
+    EXPECT_GE(fixture.Asked() - asked, 3u);
+    EXPECT_LE(fixture.Asked() - asked, 6u) << "once a second";
+    EXPECT_FALSE(fixture.IsPasswordWanted());
+    fixture.Printer().SetValidated(false);
+    EXPECT_FALSE(fixture.GoesOn(kOneLookMs));
+    fixture.Printer().SetValidated(true);
+    EXPECT_TRUE(fixture.Finishes());
+    fixture.ExpectPrinted(2);
 }
 
 TEST(PasswordGate, AJobWithoutProtectionIsNotHeldAndUsesUpNoValidation)
 {
-    GateBench bench;
-    bench.StorePassword("boss");
+    CGateFixture fixture;
+    fixture.StorePassword("boss");
     for (const bool on : {true, false, false, true}) {
-        bench.Printer().SetProtection(on);
-        bench.Printer().SetValidated(on);
-        const uint64_t start = bench.clock.Elapsed();
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_LT(bench.clock.Elapsed() - start, 1000u);
-        EXPECT_FALSE(bench.IsPasswordWanted());
-        EXPECT_TRUE(bench.EndDocument());
+        fixture.Printer().SetProtection(on);
+        fixture.Printer().SetValidated(on);
+        const uint64_t start = fixture.clock.Elapsed();
+        EXPECT_TRUE(fixture.Goes());
+        EXPECT_LT(fixture.clock.Elapsed() - start, 1000u);
+        EXPECT_FALSE(fixture.IsPasswordWanted());
+        EXPECT_TRUE(fixture.EndDocument());
     }
-    EXPECT_EQ("boss", bench.ValueOf(L"Password")) << "it was nobody's to take";
-    bench.ExpectPrinted(4);
+    EXPECT_EQ("boss", fixture.ValueOf(L"Password")) << "it was nobody's to take";
+    fixture.ExpectPrinted(4);
 }
 
 TEST(PasswordGate, EachJobOfADocumentNeedsAPasswordOfItsOwn)
 {
-    GateBench bench;
-    bench.Printer().SetValidated(true);
-    const std::vector<uint8_t> first = bench.job;
-    bench.job.insert(bench.job.end(), first.begin(), first.end());
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_EQ(1u, bench.Printer().View().jobsEnded);
-    EXPECT_TRUE(bench.IsPasswordWanted());
+    CGateFixture fixture;
+    fixture.Printer().SetValidated(true);
+    const std::vector<uint8_t> first = fixture.job;
+    fixture.job.insert(fixture.job.end(), first.begin(), first.end());
+    EXPECT_FALSE(fixture.Goes());
+    EXPECT_EQ(1u, fixture.Printer().View().jobsEnded);
+    EXPECT_TRUE(fixture.IsPasswordWanted());
 }
 
 TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
 {
-    GateBench bench;
-    EXPECT_FALSE(bench.Goes());
-    bench.Printer().SetProtection(false);
-    EXPECT_TRUE(bench.Finishes());
-    bench.ExpectPrinted(1);
+    CGateFixture fixture;
+    EXPECT_FALSE(fixture.Goes());
+    fixture.Printer().SetProtection(false);
+    EXPECT_TRUE(fixture.Finishes());
+    fixture.ExpectPrinted(1);
 }
 
 TEST(PasswordGate, TheFirstCardOfADayWantsAFreshPassword)
@@ -168,29 +168,29 @@ TEST(PasswordGate, TheFirstCardOfADayWantsAFreshPassword)
     const auto at = [](WORD month, WORD day, WORD hour) {
         return SYSTEMTIME{2026, month, 0, day, hour, 0, 0, 0};
     };
-    PolicyBench bench;
-    bench.policy.Write(test::PolicyText(kOnFirstCard));
+    CPolicyFixture fixture;
+    fixture.policy.Write(test::PolicyText(kOnFirstCard));
     for (const Day& day :
          {Day{at(3, 5, 9), "", false}, Day{at(3, 5, 9), "clerk", true}, Day{at(3, 5, 23), "", true},
           Day{at(3, 6, 0), "", false}, Day{at(3, 6, 8), "boss", true}, Day{at(4, 6, 8), "", true}}) {
         SCOPED_TRACE(testing::Message() << day.time.wMonth << '/' << day.time.wDay << ' ' << day.time.wHour);
-        bench.clock.SetLocalTime(day.time);
+        fixture.clock.SetLocalTime(day.time);
         if (*day.stored) {
-            bench.StorePassword(day.stored);
+            fixture.StorePassword(day.stored);
         }
-        EXPECT_EQ(day.goes, bench.Goes());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_EQ(day.goes, fixture.Goes());
+        EXPECT_TRUE(fixture.EndDocument());
     }
 }
 
 TEST(PasswordGate, AChangedPolicyWantsAFreshPassword)
 {
-    PolicyBench bench;
-    bench.StorePassword("clerk");
-    EXPECT_TRUE(bench.Prints());
-    bench.policy.Write(test::PolicyText(std::string(kAfterAnHour) + kOnFirstCard));
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_TRUE(bench.IsPasswordWanted());
+    CPolicyFixture fixture;
+    fixture.StorePassword("clerk");
+    EXPECT_TRUE(fixture.Prints());
+    fixture.policy.Write(test::PolicyText(std::string(kAfterAnHour) + kOnFirstCard));
+    EXPECT_FALSE(fixture.Goes());
+    EXPECT_TRUE(fixture.IsPasswordWanted());
 }
 
 TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
@@ -198,18 +198,18 @@ TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
     const std::string end(sizeof(wchar_t), '\0');
     for (const std::string& behind : {end, std::string(), std::string("x"), end + "x", end + "more"}) {
         SCOPED_TRACE(testing::PrintToString(behind));
-        PolicyBench bench(behind);
-        bench.StorePassword("clerk");
-        EXPECT_TRUE(bench.Prints());
-        EXPECT_TRUE(bench.Goes()) << "within the hour";
-        EXPECT_FALSE(bench.IsPasswordWanted());
-        EXPECT_TRUE(bench.EndDocument());
-        EXPECT_EQ(2u, bench.Printer().View().passwordsAccepted);
+        CPolicyFixture fixture(behind);
+        fixture.StorePassword("clerk");
+        EXPECT_TRUE(fixture.Prints());
+        EXPECT_TRUE(fixture.Goes()) << "within the hour";
+        EXPECT_FALSE(fixture.IsPasswordWanted());
+        EXPECT_TRUE(fixture.EndDocument());
+        EXPECT_EQ(2u, fixture.Printer().View().passwordsAccepted);
         Sleep(3600 * 1000);
-        EXPECT_FALSE(bench.Goes());
-        EXPECT_TRUE(bench.IsPasswordWanted());
-        EXPECT_EQ(2u, bench.Printer().View().passwordsAccepted);
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_FALSE(fixture.Goes());
+        EXPECT_TRUE(fixture.IsPasswordWanted());
+        EXPECT_EQ(2u, fixture.Printer().View().passwordsAccepted);
+        EXPECT_TRUE(fixture.EndDocument());
     }
 }
 
@@ -217,63 +217,63 @@ TEST(PasswordGate, WithoutItsFileOrItsNameThePolicyIsGone)
 {
     for (const bool isFileThere : {false, true}) {
         SCOPED_TRACE(isFileThere);
-        PolicyBench bench;
-        bench.StorePassword("clerk");
-        EXPECT_TRUE(bench.Prints());
+        CPolicyFixture fixture;
+        fixture.StorePassword("clerk");
+        EXPECT_TRUE(fixture.Prints());
         if (isFileThere) { // a new printer has no values
             spooler::RemovePrinter(CSpoolerFixture::kPrinter);
             spooler::CreatePrinter(CSpoolerFixture::kPrinter);
         } else {
-            bench.policy.Remove();
+            fixture.policy.Remove();
         }
-        EXPECT_FALSE(bench.Goes());
-        EXPECT_TRUE(bench.IsPasswordWanted());
-        EXPECT_TRUE(bench.EndDocument());
+        EXPECT_FALSE(fixture.Goes());
+        EXPECT_TRUE(fixture.IsPasswordWanted());
+        EXPECT_TRUE(fixture.EndDocument());
     }
 }
 
 TEST(PasswordGate, AWrongPasswordIsPresentedAgainOnceAndThenAskedFor)
 {
-    PolicyBench bench;
-    bench.StorePassword("wrong");
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_TRUE(bench.IsPasswordWanted());
-    EXPECT_GE(bench.Printer().View().passwordsRefused, 2u);
-    bench.StorePassword("clerk");
-    EXPECT_TRUE(bench.Finishes());
-    EXPECT_EQ(1u, bench.Printer().View().cardsPrinted);
+    CPolicyFixture fixture;
+    fixture.StorePassword("wrong");
+    EXPECT_FALSE(fixture.Goes());
+    EXPECT_TRUE(fixture.IsPasswordWanted());
+    EXPECT_GE(fixture.Printer().View().passwordsRefused, 2u);
+    fixture.StorePassword("clerk");
+    EXPECT_TRUE(fixture.Finishes());
+    EXPECT_EQ(1u, fixture.Printer().View().cardsPrinted);
 }
 
 TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
 {
-    GateBench bench("admin-password=boss,card-ms=100");
-    bench.job = sim::BuildJob({.cards = 3}).bytes;
+    CGateFixture fixture("admin-password=boss,card-ms=100");
+    fixture.job = sim::BuildJob({.cards = 3}).bytes;
     int writes = 0;
-    bench.lower.limitWrite = [&](const uint8_t*, DWORD size) {
+    fixture.lower.limitWrite = [&](const uint8_t*, DWORD size) {
         if (size > 100 && ++writes == 2) {
-            bench.Printer().SetProtection(true);
+            fixture.Printer().SetProtection(true);
         }
         return size;
     };
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_TRUE(bench.IsPasswordWanted());
-    EXPECT_EQ(0u, bench.Printer().View().jobsEnded);
-    bench.StorePassword("boss");
-    EXPECT_TRUE(bench.Finishes());
-    bench.ExpectPrinted(3);
+    EXPECT_FALSE(fixture.Goes());
+    EXPECT_TRUE(fixture.IsPasswordWanted());
+    EXPECT_EQ(0u, fixture.Printer().View().jobsEnded);
+    fixture.StorePassword("boss");
+    EXPECT_TRUE(fixture.Finishes());
+    fixture.ExpectPrinted(3);
 }
 
 TEST(PasswordGate, ABusyPrinterIsWaitedForBehindTheGate)
 {
-    GateBench bench;
-    EXPECT_FALSE(bench.Goes());
-    bench.Printer().SetBusy(true);
-    bench.StorePassword("clerk");
-    EXPECT_FALSE(bench.GoesOn());
-    EXPECT_EQ(1u, bench.Printer().View().passwordsAccepted);
-    bench.Printer().SetBusy({});
-    EXPECT_TRUE(bench.Finishes());
-    bench.ExpectPrinted(1);
+    CGateFixture fixture;
+    EXPECT_FALSE(fixture.Goes());
+    fixture.Printer().SetBusy(true);
+    fixture.StorePassword("clerk");
+    EXPECT_FALSE(fixture.GoesOn());
+    EXPECT_EQ(1u, fixture.Printer().View().passwordsAccepted);
+    fixture.Printer().SetBusy({});
+    EXPECT_TRUE(fixture.Finishes());
+    fixture.ExpectPrinted(1);
 }
 
 /// A job in one packet and one in several, with their end command alone in its packet or after others.
@@ -284,7 +284,8 @@ std::vector<uint8_t> JobOfLayout(bool inOnePacket)
     if (!inOnePacket) {
         return job;
     }
-    const sim::Job bare = sim::BuildJob({.recordsPerSide = 1, .magPerCard = 0, .otherPerCard = 0, .framed = false});
+    const sim::Job bare =
+        sim::BuildJob({.recordsPerSide = 1, .magPerCard = 0, .otherPerCard = 0, .framed = false});
     const size_t size = bare.bytes.size();
     job = {0x1B, '_', 0, 0, 0, 0, static_cast<uint8_t>(size >> 8), static_cast<uint8_t>(size)};
     job.insert(job.end(), bare.bytes.begin(), bare.bytes.end());
@@ -300,34 +301,36 @@ TEST(PasswordGate, HoldsTheEndOfAJobOfAnyLayoutInAnyPieces)
                                   size_t{13}, size_t{64}, size_t{475}, size_t{65536}}) {
             cuttings.push_back([size] { return size; });
         }
-        for (size_t cut = 1; cut < job.size(); cut += cut > 20 && cut + 40 < job.size() ? 17 : 1) {
-            cuttings.push_back([cut, first = true]() mutable { return std::exchange(first, false) ? cut : 65536; });
+        for (size_t cut = 1; cut<job.size(); cut += cut> 20 && cut + 40 < job.size() ? 17 : 1) {
+            cuttings.push_back(
+                [cut, first = true]() mutable { return std::exchange(first, false) ? cut : 65536; });
         }
         for (size_t row = 0; row < cuttings.size(); ++row) {
             SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", cutting " << row);
-            GateBench bench("protected=1,admin-password=boss,card-ms=1");
-            ASSERT_TRUE(bench.StartDocument());
-            EXPECT_LT(bench.Offer(job.data(), job.size(), cuttings[row], 1500), job.size());
-            EXPECT_TRUE(bench.IsPasswordWanted());
-            EXPECT_EQ(0u, bench.Printer().View().violationCount);
-            bench.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
-                EXPECT_TRUE(size < 2 || data[size - 2] != 'X') << "the end command of a job that was given up";
+            CGateFixture fixture("protected=1,admin-password=boss,card-ms=1");
+            ASSERT_TRUE(fixture.StartDocument());
+            EXPECT_LT(fixture.Offer(job.data(), job.size(), cuttings[row], 1500), job.size());
+            EXPECT_TRUE(fixture.IsPasswordWanted());
+            EXPECT_EQ(0u, fixture.Printer().View().violationCount);
+            fixture.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
+                EXPECT_TRUE(size < 2 || data[size - 2] != 'X')
+                    << "the end command of a job that was given up";
                 return size;
             };
-            EXPECT_TRUE(bench.EndDocument());
-            EXPECT_EQ(0u, bench.Printer().View().jobsEnded);
+            EXPECT_TRUE(fixture.EndDocument());
+            EXPECT_EQ(0u, fixture.Printer().View().jobsEnded);
         }
     }
 }
 
 TEST(PasswordGate, PresentsAPasswordInsideAPacket)
 {
-    GateBench bench;
-    bench.job = JobOfLayout(true);
-    EXPECT_FALSE(bench.Goes());
-    bench.StorePassword("clerk");
-    EXPECT_TRUE(bench.Finishes());
-    bench.ExpectPrinted(1);
+    CGateFixture fixture;
+    fixture.job = JobOfLayout(true);
+    EXPECT_FALSE(fixture.Goes());
+    fixture.StorePassword("clerk");
+    EXPECT_TRUE(fixture.Finishes());
+    fixture.ExpectPrinted(1);
 }
 
 TEST(PasswordGate, ReleasesAValidatedJobOfAnyLayoutUnchanged)
@@ -335,74 +338,74 @@ TEST(PasswordGate, ReleasesAValidatedJobOfAnyLayoutUnchanged)
     for (const bool inOnePacket : {true, false}) {
         for (const size_t piece : {size_t{1}, size_t{3}, size_t{64}, size_t{65536}}) {
             SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", pieces of " << piece);
-            GateBench bench;
-            bench.Printer().SetValidated(true);
-            bench.Printer().KeepJob();
-            bench.job = JobOfLayout(inOnePacket);
-            EXPECT_TRUE(bench.Print(bench.job, [piece] { return piece; }));
-            bench.ExpectPrinted(1);
-            EXPECT_EQ(bench.job, bench.Printer().JobBytes());
+            CGateFixture fixture;
+            fixture.Printer().SetValidated(true);
+            fixture.Printer().KeepJob();
+            fixture.job = JobOfLayout(inOnePacket);
+            EXPECT_TRUE(fixture.Print(fixture.job, [piece] { return piece; }));
+            fixture.ExpectPrinted(1);
+            EXPECT_EQ(fixture.job, fixture.Printer().JobBytes());
         }
     }
 }
 
 TEST(PasswordGate, APrinterThatTakesNoCommandInsideAPacketIsNotOfThisFamily)
 {
-    GateBench bench(std::string("interleave=packets,") + kLocked);
-    bench.job = JobOfLayout(true);
-    EXPECT_TRUE(bench.Goes()) << "the printer does not report its state, and the job is not held";
-    EXPECT_NE(0u, bench.Printer().View().violationCount);
+    CGateFixture fixture(std::string("interleave=packets,") + kLocked);
+    fixture.job = JobOfLayout(true);
+    EXPECT_TRUE(fixture.Goes()) << "the printer does not report its state, and the job is not held";
+    EXPECT_NE(0u, fixture.Printer().View().violationCount);
 }
 
 TEST(PasswordGate, APasswordThatCannotBePresentedStays)
 {
-    GateBench bench;
-    bench.Printer().SetReply("NT", "none today");
-    bench.StorePassword("clerk");
-    EXPECT_FALSE(bench.Goes());
-    EXPECT_TRUE(bench.IsPasswordWanted());
-    EXPECT_EQ("clerk", bench.ValueOf(L"Password"));
-    bench.Printer().ClearReply("NT");
-    EXPECT_TRUE(bench.GoesOn());
+    CGateFixture fixture;
+    fixture.Printer().SetReply("NT", "none today");
+    fixture.StorePassword("clerk");
+    EXPECT_FALSE(fixture.Goes());
+    EXPECT_TRUE(fixture.IsPasswordWanted());
+    EXPECT_EQ("clerk", fixture.ValueOf(L"Password"));
+    fixture.Printer().ClearReply("NT");
+    EXPECT_TRUE(fixture.GoesOn());
 }
 
 TEST(PasswordGate, APrinterThatDoesNotTellItsStateIsNotHeld)
 {
     for (const char* reply : {"", "Plinth:VALID;", "Plinth:INVALID,ENABLED,nonsense;", "noise"}) {
         SCOPED_TRACE(reply);
-        GateBench bench;
-        bench.Printer().SetReply("NP", reply);
-        EXPECT_TRUE(bench.Goes());
-        EXPECT_FALSE(bench.IsPasswordWanted());
+        CGateFixture fixture;
+        fixture.Printer().SetReply("NP", reply);
+        EXPECT_TRUE(fixture.Goes());
+        EXPECT_FALSE(fixture.IsPasswordWanted());
     }
 }
 
 TEST(PasswordGate, AQueryThatPresentsAPasswordGetsItsTurn)
 {
-    GateBench bench;
+    CGateFixture fixture;
     bool ok = true;
     CVirtualClock::CClockThread person([&] {
-        while (!bench.IsPasswordWanted()) {
+        while (!fixture.IsPasswordWanted()) {
             Sleep(100);
         }
-        ok = bench.Ask(L"Password/clerk").ok; // leaves no text
+        ok = fixture.Ask(L"Password/clerk").ok; // leaves no text
     });
     std::atomic<bool> done = false;
     std::deque<CVirtualClock::CClockThread> others; // whose questions use the gate's own request objects
     for (const wchar_t* name : {L"SecurityInfo", L"SetUserPassword/boss/clerk", L"EnablePassword/boss"}) {
-        others.emplace_back([&bench, &done, name] {
+        others.emplace_back([&fixture, &done, name] {
             for (; !done; Sleep(30)) {
-                bench.Ask(name);
+                fixture.Ask(name);
             }
         });
     }
-    EXPECT_TRUE(bench.Print(bench.job));
+    EXPECT_TRUE(fixture.Print(fixture.job));
     done = true;
     person.Join();
     others.clear();
     EXPECT_FALSE(ok);
-    bench.ExpectPrinted(1);
-    EXPECT_LT(bench.clock.Elapsed(), 20000u);
+    fixture.ExpectPrinted(1);
+    EXPECT_LT(fixture.clock.Elapsed(), 20000u);
 }
 
 TEST(PasswordGate, DecidesOnceForAPieceThatThePortTakesInParts)
@@ -411,18 +414,71 @@ TEST(PasswordGate, DecidesOnceForAPieceThatThePortTakesInParts)
     uint64_t whole = 0;
     for (const DWORD limit : {kAll, DWORD{0}, DWORD{1}, DWORD{5}, DWORD{12}}) {
         SCOPED_TRACE(limit);
-        GateBench bench;
-        bench.Printer().SetValidated(true);
-        const size_t tail = bench.job.size() - sim::BuildJob({}).cardEnds[0];
+        CGateFixture fixture;
+        fixture.Printer().SetValidated(true);
+        const size_t tail = fixture.job.size() - sim::BuildJob({}).cardEnds[0];
         int ends = 0;
-        bench.lower.limitWrite = [&](const uint8_t*, DWORD size) {
+        fixture.lower.limitWrite = [&](const uint8_t*, DWORD size) {
             return size == tail && ends++ == 0 ? limit : kAll;
         };
-        EXPECT_TRUE(bench.Prints());
+        EXPECT_TRUE(fixture.Prints());
         EXPECT_EQ(limit == 0 ? 2 : 1, ends);
-        whole = whole ? whole : bench.Asked();
-        EXPECT_EQ(whole, bench.Asked());
-        bench.ExpectPrinted(1);
+        whole = whole ? whole : fixture.Asked();
+        EXPECT_EQ(whole, fixture.Asked());
+        fixture.ExpectPrinted(1);
+    }
+}
+
+TEST(PasswordGate, LooksAgainEverySecond)
+{
+    CGateFixture fixture;
+    std::vector<uint64_t> queries;
+    fixture.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
+        if (size == 5 && data[4] == 'P') {
+            queries.push_back(fixture.clock.Elapsed());
+        }
+        return size;
+    };
+    EXPECT_FALSE(fixture.Goes());
+    ASSERT_GE(queries.size(), 3u);
+    EXPECT_EQ(1000u + 250, queries[2] - queries[1]) << "a pause and the exchange";
+}
+
+TEST(PasswordGate, AStateThatCannotBeReadKeepsWhatIsKnownOfTheValidation)
+{
+    CGateFixture fixture;
+    fixture.Printer().SetValidated(true);
+    EXPECT_TRUE(fixture.Prints());
+    fixture.Printer().SetValidated(true); // as if it had not been dropped
+    fixture.Printer().SetReply("NP", "noise");
+    EXPECT_TRUE(fixture.Prints());
+    fixture.Printer().ClearReply("NP");
+    fixture.Printer().SetValidated(true);
+    EXPECT_FALSE(fixture.Goes()) << "the validation was used by the first job";
+}
+
+TEST(PasswordGate, PresentsTheStoredPasswordWhateverQueriesPresentConcurrently)
+{
+    for (uint64_t seed = 1; seed <= 50; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        CVirtualClock clock(CVirtualClock::kBeforeWrap, seed);
+        sim::CPortMonitor ports;
+        test::CPortFixture fixture(clock, ports, CSpoolerFixture::kPrinter, kLocked);
+        ASSERT_TRUE(fixture.Open());
+        const std::vector<uint8_t> job = sim::BuildJob({}).bytes;
+        spooler::StoreValue(CSpoolerFixture::kPrinter, L"Password", REG_BINARY, "boss");
+        bool isDone = false;
+        CVirtualClock::CClockThread person([&] {
+            while (!isDone) {
+                fixture.Ask(L"Password/nobody"); // each ends the validation
+            }
+        });
+        EXPECT_TRUE(fixture.StartDocument());
+        fixture.Offer(job.data(), job.size(), {}, kLookMs);
+        isDone = true;
+        person.Join();
+        EXPECT_EQ(1u, fixture.Printer().View().passwordsAccepted);
+        EXPECT_EQ("-", fixture.ValueOf(L"Password"));
     }
 }
 
@@ -448,20 +504,20 @@ TEST(PasswordRequests, ChangeWhatSecurityInfoTells)
         {L"Password/fifteen letters", 0, "Validation=1;OemSupplies=1;Password=1;"},
         {L"DisablePassword/chief", 0, "Validation=1;OemSupplies=1;Password=0;"},
     };
-    GateBench bench("admin-password=boss,user-password=clerk,serial=AB123456789");
+    CGateFixture fixture("admin-password=boss,user-password=clerk,serial=AB123456789");
     for (const Step& step : kSteps) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(step.name)));
-        const uint64_t changes = bench.Printer().View().commands["NT"];
-        const CSpoolerFixture::Answer answer = bench.Ask(step.name);
+        const uint64_t changes = fixture.Printer().View().commands["NT"];
+        const CSpoolerFixture::Answer answer = fixture.Ask(step.name);
         EXPECT_FALSE(answer.ok);
         EXPECT_EQ("", answer.text);
         if (step.error) {
             EXPECT_EQ(step.error, answer.error);
-            EXPECT_EQ(changes, bench.Printer().View().commands["NT"]) << "nothing is sent";
+            EXPECT_EQ(changes, fixture.Printer().View().commands["NT"]) << "nothing is sent";
         }
-        EXPECT_EQ(step.state, bench.Ask(L"SecurityInfo").text);
+        EXPECT_EQ(step.state, fixture.Ask(L"SecurityInfo").text);
     }
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    EXPECT_EQ(0u, fixture.Printer().View().violationCount);
 }
 
 } // namespace

@@ -15,61 +15,64 @@ using test::COpenPortFixture;
 
 const std::vector<uint8_t> kThreeCards = sim::BuildJob({.cards = 3}).bytes;
 
-bool IsReportedSent(const COpenPortFixture& bench) { return (bench.JobStatus() & JOB_STATUS_PRINTED) != 0; }
+bool IsReportedSent(const COpenPortFixture& fixture)
+{
+    return (fixture.JobStatus() & JOB_STATUS_PRINTED) != 0;
+}
 
 TEST(PrintJob, ReachesThePrinterUnchangedAndIsReportedSent)
 {
     for (const size_t piece : {1u, 7u, 512u, 4096u, 65536u}) {
         SCOPED_TRACE(piece);
         const size_t printers = spooler::OpenPrinterCount();
-        COpenPortFixture bench("cards=250");
-        bench.Printer().KeepJob();
-        bench.lower.trouble = [&bench](const char* call) {
-            EXPECT_FALSE(IsReportedSent(bench) && call == std::string("WritePort")) << "before its end";
+        COpenPortFixture fixture("cards=250");
+        fixture.Printer().KeepJob();
+        fixture.lower.trouble = [&fixture](const char* call) {
+            EXPECT_FALSE(IsReportedSent(fixture) && call == std::string("WritePort")) << "before its end";
             return DWORD{0};
         };
-        EXPECT_TRUE(bench.Print(kThreeCards, [=] { return piece; }));
-        EXPECT_TRUE(IsReportedSent(bench));
-        EXPECT_EQ(kThreeCards, bench.Printer().JobBytes());
-        const sim::PrinterView view = bench.Printer().View();
+        EXPECT_TRUE(fixture.Print(kThreeCards, [=] { return piece; }));
+        EXPECT_TRUE(IsReportedSent(fixture));
+        EXPECT_EQ(kThreeCards, fixture.Printer().JobBytes());
+        const sim::PrinterView view = fixture.Printer().View();
         EXPECT_EQ(3u, view.cardsPrinted);
         EXPECT_EQ(0u, view.violationCount) << (view.violations.empty() ? "" : view.violations[0].text);
         EXPECT_EQ(0u, view.commandsInsideCard);
         EXPECT_GT(view.commands.at("Nr"), 2u) << "the status is asked between cards";
-        EXPECT_EQ("253", bench.ValueOf(L"CardCount"));
-        EXPECT_EQ("1", bench.ValueOf(L"PrinterError"));
-        EXPECT_EQ("-1", bench.ValueOf(L"PrinterStatus"));
-        EXPECT_EQ("0", bench.ValueOf(L"DeviceError"));
+        EXPECT_EQ("253", fixture.ValueOf(L"CardCount"));
+        EXPECT_EQ("1", fixture.ValueOf(L"PrinterError"));
+        EXPECT_EQ("-1", fixture.ValueOf(L"PrinterStatus"));
+        EXPECT_EQ("0", fixture.ValueOf(L"DeviceError"));
         EXPECT_EQ(printers, spooler::OpenPrinterCount());
     }
 }
 
 TEST(PrintJob, AnErrorBetweenCardsHoldsTheRestUntilItClears)
 {
-    COpenPortFixture bench("error=83,error-at-card=2,clear-ms=20000");
-    bench.Printer().KeepJob();
+    COpenPortFixture fixture("error=83,error-at-card=2,clear-ms=20000");
+    fixture.Printer().KeepJob();
     bool seen = false;
     CVirtualClock::CClockThread watcher([&] {
-        while (bench.Printer().View().cardsPrinted < 3) {
-            if (bench.ValueOf(L"PrinterError") == "21") {
+        while (fixture.Printer().View().cardsPrinted < 3) {
+            if (fixture.ValueOf(L"PrinterError") == "21") {
                 seen = true;
-                EXPECT_EQ("83", bench.ValueOf(L"DeviceError"));
+                EXPECT_EQ("83", fixture.ValueOf(L"DeviceError"));
             }
             Sleep(200);
         }
     });
-    EXPECT_TRUE(bench.Print(kThreeCards));
+    EXPECT_TRUE(fixture.Print(kThreeCards));
     watcher.Join();
     EXPECT_TRUE(seen);
-    EXPECT_EQ(kThreeCards, bench.Printer().JobBytes());
-    EXPECT_GE(bench.clock.Elapsed(), 20000u);
-    EXPECT_EQ("1", bench.ValueOf(L"PrinterError"));
+    EXPECT_EQ(kThreeCards, fixture.Printer().JobBytes());
+    EXPECT_GE(fixture.clock.Elapsed(), 20000u);
+    EXPECT_EQ("1", fixture.ValueOf(L"PrinterError"));
 }
 
 TEST(PrintJob, QueriesAreAnsweredBetweenCardsWhileItPrints)
 {
-    COpenPortFixture bench("cards=250,card-ms=3000");
-    bench.Printer().KeepJob();
+    COpenPortFixture fixture("cards=250,card-ms=3000");
+    fixture.Printer().KeepJob();
     const std::vector<uint8_t> job = sim::BuildJob({.cards = 6}).bytes;
     std::atomic<bool> printing = true;
     std::atomic<int> answered = 0;
@@ -78,7 +81,7 @@ TEST(PrintJob, QueriesAreAnsweredBetweenCardsWhileItPrints)
         for (const wchar_t* name : {L"CardCount", L"PrinterError", L"cardcount"}) {
             threads.emplace_back([&, name, isError = name[0] == L'P'] {
                 while (printing) {
-                    const COpenPortFixture::Answer answer = bench.Ask(name);
+                    const COpenPortFixture::Answer answer = fixture.Ask(name);
                     answered += answer.ok;
                     EXPECT_EQ(answer.ok ? DWORD{0} : DWORD{ERROR_BUSY}, answer.error);
                     EXPECT_TRUE(!answer.ok || isError == (answer.text == "1")) << answer.text;
@@ -86,33 +89,33 @@ TEST(PrintJob, QueriesAreAnsweredBetweenCardsWhileItPrints)
                 }
             });
         }
-        EXPECT_TRUE(bench.Print(job));
+        EXPECT_TRUE(fixture.Print(job));
         printing = false;
     }
     EXPECT_GT(answered, 10);
-    EXPECT_EQ(job, bench.Printer().JobBytes());
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
-    EXPECT_EQ(0u, bench.Printer().View().commandsInsideCard);
-    EXPECT_EQ("256", bench.Ask(L"CardCount").text);
+    EXPECT_EQ(job, fixture.Printer().JobBytes());
+    EXPECT_EQ(0u, fixture.Printer().View().violationCount);
+    EXPECT_EQ(0u, fixture.Printer().View().commandsInsideCard);
+    EXPECT_EQ("256", fixture.Ask(L"CardCount").text);
 }
 
 TEST(PrintJob, ADeletedJobIsCancelledAtThePrinter)
 {
-    COpenPortFixture bench("card-ms=3000");
-    ASSERT_TRUE(bench.StartDocument());
-    bench.Offer(kThreeCards.data(), kThreeCards.size() / 2, {}, 500);
-    bench.DeleteJob();
-    const uint64_t start = bench.clock.Elapsed();
-    EXPECT_TRUE(bench.EndDocument());
+    COpenPortFixture fixture("card-ms=3000");
+    ASSERT_TRUE(fixture.StartDocument());
+    fixture.Offer(kThreeCards.data(), kThreeCards.size() / 2, {}, 500);
+    fixture.DeleteJob();
+    const uint64_t start = fixture.clock.Elapsed();
+    EXPECT_TRUE(fixture.EndDocument());
     // The cancel command takes 250 ms, and so would a status. Not to the millisecond: the clock may be a real
     // one.
-    EXPECT_LT(bench.clock.Elapsed(), start + 2 * 250) << "no status is waited for";
-    EXPECT_EQ(1u, bench.Printer().View().commands.at("XC"));
-    EXPECT_EQ(1u, bench.Printer().View().jobsCancelled);
-    EXPECT_EQ("100", bench.Ask(L"CardCount").text) << "queries are answered at once again";
-    bench.Printer().KeepJob();
-    EXPECT_TRUE(bench.Print(kThreeCards));
-    EXPECT_EQ(kThreeCards, bench.Printer().JobBytes());
+    EXPECT_LT(fixture.clock.Elapsed(), start + 2 * 250) << "no status is waited for";
+    EXPECT_EQ(1u, fixture.Printer().View().commands.at("XC"));
+    EXPECT_EQ(1u, fixture.Printer().View().jobsCancelled);
+    EXPECT_EQ("100", fixture.Ask(L"CardCount").text) << "queries are answered at once again";
+    fixture.Printer().KeepJob();
+    EXPECT_TRUE(fixture.Print(kThreeCards));
+    EXPECT_EQ(kThreeCards, fixture.Printer().JobBytes());
 }
 
 } // namespace

@@ -21,7 +21,7 @@ constexpr DWORD kInvalid = ERROR_INVALID_PARAMETER;
 
 std::string Esc(const char* mnemonic) { return "\x1B\0\2"s + mnemonic; }
 
-/// The bench with its port open and the writes of the lower port kept.
+/// The fixture with its port open and the writes of the lower port kept.
 struct NameBench : test::COpenPortFixture {
     explicit NameBench(const std::string& options = "") : COpenPortFixture(options)
     {
@@ -68,19 +68,19 @@ class ValueName : public testing::TestWithParam<NameCase> {};
 
 TEST_P(ValueName, SendsItsBytesTakesItsTimeAndAnswers)
 {
-    NameBench bench("cards=250,serial=SN77,firmware=3.1,ribbon=42,track2=22,bay1-station=4,bay1-state=7");
-    bench.StoreSettings(kWritten);
-    const CSpoolerFixture::Answer answer = bench.Ask(GetParam().text);
+    NameBench fixture("cards=250,serial=SN77,firmware=3.1,ribbon=42,track2=22,bay1-station=4,bay1-state=7");
+    fixture.StoreSettings(kWritten);
+    const CSpoolerFixture::Answer answer = fixture.Ask(GetParam().text);
     EXPECT_EQ(!GetParam().answer.empty(), answer.ok);
     EXPECT_EQ(GetParam().error, answer.error);
     EXPECT_EQ(GetParam().answer, answer.text);
-    EXPECT_EQ(GetParam().writes, bench.writes);
-    EXPECT_EQ(GetParam().elapsedMs, bench.clock.Elapsed());
-    const sim::PortView view = bench.ports.View(bench.PortName());
+    EXPECT_EQ(GetParam().writes, fixture.writes);
+    EXPECT_EQ(GetParam().elapsedMs, fixture.clock.Elapsed());
+    const sim::PortView view = fixture.ports.View(fixture.PortName());
     EXPECT_EQ(1u, view.channels);
     EXPECT_FALSE(view.documentOpen);
     EXPECT_EQ(0u, view.misuses);
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    EXPECT_EQ(0u, fixture.Printer().View().violationCount);
 }
 
 const NameCase kOpened[] = {
@@ -139,66 +139,66 @@ TEST(ValueNames, RefusedOnesOpenNoChannel)
             texts.emplace_back(row.valueName);
         }
     }
-    NameBench bench;
-    const uint64_t calls = bench.lower.CallCount();
+    NameBench fixture;
+    const uint64_t calls = fixture.lower.CallCount();
     for (const std::wstring& text : texts) {
-        EXPECT_EQ(kInvalid, bench.Ask(text).error) << testing::PrintToString(text);
-        EXPECT_EQ(calls, bench.lower.CallCount()) << testing::PrintToString(text);
+        EXPECT_EQ(kInvalid, fixture.Ask(text).error) << testing::PrintToString(text);
+        EXPECT_EQ(calls, fixture.lower.CallCount()) << testing::PrintToString(text);
     }
-    EXPECT_EQ(0u, bench.clock.Elapsed());
+    EXPECT_EQ(0u, fixture.clock.Elapsed());
 }
 
 TEST(ValueNames, SettingsReadAreWrittenBack)
 {
-    NameBench bench;
-    const std::string defaults = bench.Ask(L"DefaultSettings").text;
-    ASSERT_NE(defaults, bench.Ask(L"CurrentSettings").text);
-    bench.StoreSettings(defaults);
-    EXPECT_EQ(defaults, bench.Ask(L"InitializeSettings/Cards").text);
-    EXPECT_EQ(defaults, bench.Ask(L"CurrentSettings").text);
-    bench.StoreSettings(kCurrentSettings);
-    bench.writes.clear();
-    ASSERT_TRUE(bench.Ask(L"initializesettings/CARDS").ok);
-    ASSERT_EQ(2u, bench.writes.size()) << "each memory is one write";
-    EXPECT_EQ(21, std::count(bench.writes[0].begin(), bench.writes[0].end(), '\r'));
-    EXPECT_EQ(5, std::count(bench.writes[1].begin(), bench.writes[1].end(), '\r'));
-    EXPECT_EQ(kCurrentSettings, bench.Ask(L"CurrentSettings").text);
-    EXPECT_EQ(0u, bench.Printer().View().violationCount);
+    NameBench fixture;
+    const std::string defaults = fixture.Ask(L"DefaultSettings").text;
+    ASSERT_NE(defaults, fixture.Ask(L"CurrentSettings").text);
+    fixture.StoreSettings(defaults);
+    EXPECT_EQ(defaults, fixture.Ask(L"InitializeSettings/Cards").text);
+    EXPECT_EQ(defaults, fixture.Ask(L"CurrentSettings").text);
+    fixture.StoreSettings(kCurrentSettings);
+    fixture.writes.clear();
+    ASSERT_TRUE(fixture.Ask(L"initializesettings/CARDS").ok);
+    ASSERT_EQ(2u, fixture.writes.size()) << "each memory is one write";
+    EXPECT_EQ(21, std::count(fixture.writes[0].begin(), fixture.writes[0].end(), '\r'));
+    EXPECT_EQ(5, std::count(fixture.writes[1].begin(), fixture.writes[1].end(), '\r'));
+    EXPECT_EQ(kCurrentSettings, fixture.Ask(L"CurrentSettings").text);
+    EXPECT_EQ(0u, fixture.Printer().View().violationCount);
 }
 
 TEST(ValueNames, AnAnswerNeedsRoomForItsNul)
 {
-    NameBench bench("cards=250");
+    NameBench fixture("cards=250");
     wchar_t name[] = L"CardCount";
     for (const DWORD size : {0u, 3u, 4u}) {
         char text[8] = "same";
         DWORD returned = 0;
-        EXPECT_TRUE(bench.table->pfnGetPrinterDataFromPort(bench.port, 0, name, nullptr, 0,
-                                                           reinterpret_cast<LPWSTR>(text), size, &returned));
+        EXPECT_TRUE(fixture.table->pfnGetPrinterDataFromPort(
+            fixture.port, 0, name, nullptr, 0, reinterpret_cast<LPWSTR>(text), size, &returned));
         EXPECT_EQ(4u, returned);
         EXPECT_STREQ(size < 4 ? "same" : "250", text);
     }
     EXPECT_FALSE(
-        bench.table->pfnGetPrinterDataFromPort(bench.port, 0, name, nullptr, 0, nullptr, 0, nullptr));
+        fixture.table->pfnGetPrinterDataFromPort(fixture.port, 0, name, nullptr, 0, nullptr, 0, nullptr));
     EXPECT_EQ(kInvalid, GetLastError());
 }
 
 TEST(ValueNames, TheLongUtilityCommandKeepsOthersAway)
 {
-    NameBench bench;
-    CVirtualClock::CClockThread utility([&bench] { bench.Ask(L"UtilityCommand/9"); });
+    NameBench fixture;
+    CVirtualClock::CClockThread utility([&fixture] { fixture.Ask(L"UtilityCommand/9"); });
     Sleep(1);
-    EXPECT_EQ(DWORD{ERROR_BUSY}, bench.Ask(L"CardCount").error);
-    EXPECT_EQ(5001u, bench.clock.Elapsed());
-    EXPECT_TRUE(bench.Ask(L"CardCount").ok);
-    EXPECT_EQ(10250u, bench.clock.Elapsed());
+    EXPECT_EQ(DWORD{ERROR_BUSY}, fixture.Ask(L"CardCount").error);
+    EXPECT_EQ(5001u, fixture.clock.Elapsed());
+    EXPECT_TRUE(fixture.Ask(L"CardCount").ok);
+    EXPECT_EQ(10250u, fixture.clock.Elapsed());
     utility.Join();
 }
 
 TEST(ValueNames, CommandsChangeThePrinter)
 {
-    NameBench bench;
-    bench.Printer().SetBay(2, 0, 0);
+    NameBench fixture;
+    fixture.Printer().SetBay(2, 0, 0);
     struct Move {
         const wchar_t* text;
         const wchar_t* station;
@@ -209,14 +209,14 @@ TEST(ValueNames, CommandsChangeThePrinter)
           Move{L"MoveTo/2", L"StationStatus/4", "4"}, Move{L"MoveTo/3", L"StationStatus/3", "1"},
           Move{L"MoveTo/4", L"StationStatus/2", "1"}, Move{L"MoveTo/5", L"StationStatus/4", "1"},
           Move{L"MoveTo/6", L"StationStatus/5", "3"}}) {
-        bench.Ask(move.text);
-        EXPECT_EQ(move.state, bench.Ask(move.station).text) << move.state;
+        fixture.Ask(move.text);
+        EXPECT_EQ(move.state, fixture.Ask(move.station).text) << move.state;
     }
-    bench.Printer().SetError(83);
-    EXPECT_EQ("ERROR 83\r\nCARDS 100", bench.Ask(L"LCDInfo").text);
-    bench.Ask(L"SimulateButtonPress/0");
-    EXPECT_EQ("READY\r\nCARDS 100", bench.Ask(L"LCDInfo").text);
-    EXPECT_EQ(std::vector<std::string>{"1"}, bench.Printer().View().buttons);
+    fixture.Printer().SetError(83);
+    EXPECT_EQ("ERROR 83\r\nCARDS 100", fixture.Ask(L"LCDInfo").text);
+    fixture.Ask(L"SimulateButtonPress/0");
+    EXPECT_EQ("READY\r\nCARDS 100", fixture.Ask(L"LCDInfo").text);
+    EXPECT_EQ(std::vector<std::string>{"1"}, fixture.Printer().View().buttons);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -246,16 +246,17 @@ const ReplyRow kReplies[] = {
 };
 
 /// Takes what the printer still has to say, as a caller with a channel of its own may.
-void DrainReplies(CSpoolerFixture& bench)
+void DrainReplies(CSpoolerFixture& fixture)
 {
     DOC_INFO_2W channel{};
     channel.dwMode = DI_CHANNEL;
-    ASSERT_TRUE(bench.table->pfnStartDocPort(bench.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
+    ASSERT_TRUE(
+        fixture.table->pfnStartDocPort(fixture.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
     BYTE buffer[4096];
     DWORD read = 1;
-    while (read > 0 && bench.table->pfnReadPort(bench.port, buffer, sizeof buffer, &read)) {
+    while (read > 0 && fixture.table->pfnReadPort(fixture.port, buffer, sizeof buffer, &read)) {
     }
-    EXPECT_TRUE(bench.table->pfnEndDocPort(bench.port));
+    EXPECT_TRUE(fixture.table->pfnEndDocPort(fixture.port));
 }
 
 /// Makes a bad reply of a good one.
@@ -285,17 +286,17 @@ TEST_P(BadReplies, FailTheQueryAndNothingElse)
 {
     for (const ReplyRow& row : kReplies) {
         SCOPED_TRACE(std::string(row.mnemonic) + " " + row.good);
-        NameBench bench;
-        bench.Printer().SetReply(row.mnemonic, GetParam().make(row.good));
-        const uint64_t start = bench.clock.Elapsed();
-        const CSpoolerFixture::Answer answer = bench.Ask(row.text);
+        NameBench fixture;
+        fixture.Printer().SetReply(row.mnemonic, GetParam().make(row.good));
+        const uint64_t start = fixture.clock.Elapsed();
+        const CSpoolerFixture::Answer answer = fixture.Ask(row.text);
         EXPECT_EQ(GetParam().ok, answer.ok);
         EXPECT_EQ(GetParam().ok ? DWORD{0} : kInvalid, answer.error);
         EXPECT_TRUE(answer.ok ? answer.text.ends_with(row.answer) : answer.text.empty()) << answer.text;
-        EXPECT_EQ(GetParam().waits, bench.clock.Elapsed() - start > 3000);
-        DrainReplies(bench);
-        bench.Printer().SetReply(row.mnemonic, row.good);
-        const CSpoolerFixture::Answer again = bench.Ask(row.text);
+        EXPECT_EQ(GetParam().waits, fixture.clock.Elapsed() - start > 3000);
+        DrainReplies(fixture);
+        fixture.Printer().SetReply(row.mnemonic, row.good);
+        const CSpoolerFixture::Answer again = fixture.Ask(row.text);
         EXPECT_TRUE(again.ok && again.text.ends_with(row.answer)) << again.text;
     }
 }
@@ -316,15 +317,15 @@ INSTANTIATE_TEST_SUITE_P(Kinds, BadReplies, testing::ValuesIn(kBadReplies), test
 
 TEST(ValueNames, ADeviceIdWithoutASerialNumberFails)
 {
-    NameBench bench;
+    NameBench fixture;
     for (const char* id : {"MFG:X;MDL:Y;", "sn:1;"}) {
-        bench.Printer().SetDeviceId(id);
-        EXPECT_EQ(kInvalid, bench.Ask(L"SerialNumber").error) << id;
+        fixture.Printer().SetDeviceId(id);
+        EXPECT_EQ(kInvalid, fixture.Ask(L"SerialNumber").error) << id;
     }
-    bench.Printer().SetDeviceId("SN:" + std::string(5000, '7'));
-    EXPECT_EQ(kInvalid, bench.Ask(L"SerialNumber").error) << "no room for it below";
-    bench.Printer().SetDeviceId("SN:1");
-    EXPECT_EQ("1", bench.Ask(L"SerialNumber").text);
+    fixture.Printer().SetDeviceId("SN:" + std::string(5000, '7'));
+    EXPECT_EQ(kInvalid, fixture.Ask(L"SerialNumber").error) << "no room for it below";
+    fixture.Printer().SetDeviceId("SN:1");
+    EXPECT_EQ("1", fixture.Ask(L"SerialNumber").text);
 }
 
 } // namespace

@@ -8,7 +8,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr size_t kPresentBytes = 17;       ///< the commands that present a password
+constexpr size_t kPresentBytes = 17; ///< the commands that present a password
 const std::string kCancel = std::string(512, '\0').append("\x1B\0\2XC"sv);
 
 /// The password gate's, which may be sent between two commands inside a packet.
@@ -133,14 +133,15 @@ void CFaultyPort::NoteJobData(std::string_view bytes)
                                  [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; });
     m_simulation.journal.Expect(fits, "the bytes sent are not the job's next bytes,",
                                 std::to_string(bytes.size()) + " at " + std::to_string(m_below));
-    m_simulation.journal.Expect(!m_isCommandInside, "a packet goes on after a command that was sent inside it,",
+    m_simulation.journal.Expect(!m_isCommandInside,
+                                "a packet goes on after a command that was sent inside it,",
                                 "at " + std::to_string(m_below));
     m_below += bytes.size();
     m_lastProgress = m_simulation.clock.Elapsed();
 }
 
-/// Commands are sent between two packets of the job. Once the document ends and no byte of the job will follow,
-/// the library may send one wherever the job was cut.
+/// Commands are sent between two packets of the job. Once the document ends and no byte of the job will
+/// follow, the library may send one wherever the job was cut.
 void CFaultyPort::ExpectBoundary()
 {
     if (!m_job || !m_isValid || m_isCancelled || m_isUnguarded || m_job->packetStarts.empty()) {

@@ -39,8 +39,8 @@ public:
     bool IsDisorderly() const { return m_isCancelled || (m_job && !m_isValid); }
     /// How often that began.
     uint64_t Disorders() const { return m_disorders; }
-    /// The printer need not understand the rest of the document: it was cancelled, or the port took only a part
-    /// of a command.
+    /// The printer need not understand the rest of the document: it was cancelled, or the port took only a
+    /// part of a command.
     bool IsConfused() const { return m_isConfused; }
     /// The lower monitor refused to end a document or a channel: only closing the port helps.
     bool IsStuck() const { return m_isStuck; }

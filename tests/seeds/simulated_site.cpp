@@ -166,8 +166,8 @@ CSimulatedSite::Print CSimulatedSite::DrawPrint()
             shape.startCommand || !shape.framed; // with neither the printer does not recognise it as a job
         print.job = sim::BuildJob(shape);
         print.isValid = true;
-        // Filling after the end of a job keeps the gate from querying the printer, and then it lets everything
-        // through.
+        // Filling after the end of a job keeps the gate from querying the printer, and then it lets
+        // everything through.
         print.mustBeLetOut = shape.endCommand && shape.framed && shape.tailBytes == 0;
     } else {
         print.job.bytes =
@@ -281,9 +281,9 @@ void CSimulatedSite::End(Print& print)
     CheckPrinterData();
 }
 
-/// What is reported written has been passed on, except for a tail that the port did not take for 5000 ms, bytes
-/// that were held and then dropped with the piece that completed them when the job was given up, and what
-/// follows 1024 bytes without a complete unit.
+/// What is reported written has been passed on, except for a tail that the port did not take for 5000 ms,
+/// bytes that were held and then dropped with the piece that completed them when the job was given up, and
+/// what follows 1024 bytes without a complete unit.
 void CSimulatedSite::CheckBytes(const Print& print)
 {
     if (m_faultyPort.Below() >= print.reported) {
@@ -322,8 +322,7 @@ void CSimulatedSite::CheckPrinter(const Print& print)
     Expect(view.cardsReceived - print.before.cardsReceived == print.job.cards, "cards are missing,",
            std::to_string(view.cardsReceived - print.before.cardsReceived) + " of " +
                std::to_string(print.job.cards));
-    if (print.mustBeLetOut && print.securityChanges == m_securityChanges &&
-        m_simulation.troubles.IsQuiet()) {
+    if (print.mustBeLetOut && print.securityChanges == m_securityChanges && m_simulation.troubles.IsQuiet()) {
         Expect(view.cardsRefused == print.before.cardsRefused, "the gate let a job's end through");
         m_simulation.journal.Note(view.passwordsAccepted > print.before.passwordsAccepted ? "gate opened"
                                                                                           : "no gate");

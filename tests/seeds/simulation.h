@@ -92,8 +92,8 @@ public:
     sim::CPortMonitor ports;
     CJournal journal;
     Troubles troubles;
-    unsigned opening = 0;      ///< ports that are being opened: no plan is changed meanwhile
-    uint64_t blocksLeft = 0;   ///< that the library must leave behind: ports closed under a document
+    unsigned opening = 0;    ///< ports that are being opened: no plan is changed meanwhile
+    uint64_t blocksLeft = 0; ///< that the library must leave behind: ports closed under a document
 
 private:
     std::array<std::optional<CFaultPlan>, 3> m_plans;

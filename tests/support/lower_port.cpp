@@ -90,6 +90,7 @@ BOOL CScriptedPort::ReadPort(LPBYTE buffer, DWORD size, LPDWORD read)
 {
     const std::string text = reply ? reply() : std::string();
     *read = static_cast<DWORD>(text.copy(reinterpret_cast<char*>(buffer), size));
+    *read = readCount.value_or(*read);
     return TRUE;
 }
 

@@ -44,6 +44,8 @@ public:
     std::function<std::optional<DWORD>(DWORD size)> take;
     /// What comes of a reply: called for each ReadPort; empty text: no bytes yet.
     std::function<std::string()> reply;
+    /// What ReadPort reports instead of the bytes it has read.
+    std::optional<DWORD> readCount;
     /// What a device control answers; nothing: it fails with failError.
     std::function<std::optional<std::string>(DWORD code, const std::string& input)> control;
     /// Each call's result by name ("StartDocPort", ...): false fails it with failError.
