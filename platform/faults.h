@@ -36,7 +36,7 @@ private:
 };
 
 /// Calls made by this thread while one exists are neither counted nor failed: for the parts of a test that
-/// stand in for the world outside (the simulated printer, the test's own bookkeeping).
+/// represent the world outside (the simulated printer, the test's own bookkeeping).
 class ZRT_PLATFORM_API CFaultExemption {
 public:
     CFaultExemption();

@@ -7,7 +7,7 @@
 namespace zrtmon {
 
 /// The one Object of its type. No destructor ends it, since static destructors of other modules may still use
-/// it. Thread-safe; needs no memory beside what Object's constructor takes.
+/// it. Thread-safe; needs no memory except what Object's constructor takes.
 template <class Object>
 Object& NeverDestroyed()
 {

@@ -31,7 +31,7 @@ class IPrintSystem {
 public:
     virtual ~IPrintSystem() = default;
 
-    /// Registers the library, which lies in the system folder, under the name. The spooler loads it. Answers
+    /// Registers the library, which lies in the system folder, under the name. The spooler loads it. Returns
     /// 0 or an error.
     virtual DWORD AddMonitor(const std::wstring& name, const std::wstring& library) = 0;
     virtual DWORD RemoveMonitor(const std::wstring& name) = 0;

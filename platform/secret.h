@@ -19,7 +19,7 @@ public:
     CSecret(const CSecret&) = delete;
     CSecret& operator=(const CSecret&) = delete;
 
-    /// False, and nothing changed, when there is no room left.
+    /// False, with nothing changed, if there is no room left.
     bool Append(char byte)
     {
         if (m_size == kCapacity) {
@@ -41,7 +41,7 @@ public:
         m_size = 0;
     }
 
-    /// Borrowed until the next change. A NUL stands behind it, at Data too.
+    /// Borrowed until the next change. A NUL follows it, at Data too.
     std::string_view Text() const { return {m_bytes, m_size}; }
     char* Data() { return m_bytes; }
 

@@ -11,32 +11,32 @@
 
 namespace zrtmon::spooler {
 
-/// Makes a printer that OpenPrinterW finds under this name, in any letter case; access is what the
+/// Makes a printer that OpenPrinterW finds under this name, case-insensitively; access is what the
 /// caller may open it with. A printer of that name is replaced, its values and jobs with it.
 ZRT_PLATFORM_API void CreatePrinter(const std::wstring& printerName,
                                     ACCESS_MASK access = PRINTER_ACCESS_ADMINISTER | PRINTER_ACCESS_USE);
-/// Handles that are open on the printer serve nothing any more (error 6), but are to be closed as ever.
+/// Handles that are open on the printer become invalid (error 6), but must still be closed.
 ZRT_PLATFORM_API void RemovePrinter(const std::wstring& printerName);
 
-/// Appends a job to the printer's queue, its status 0; answers its id, or 0 when there is no such
+/// Appends a job to the printer's queue, its status 0; returns its id, or 0 when there is no such
 /// printer.
 ZRT_PLATFORM_API DWORD SubmitJob(const std::wstring& printerName, const std::wstring& documentName);
-/// The JOB_STATUS_* bits of a job, nothing when it is not in the queue.
+/// The JOB_STATUS_* bits of a job; std::nullopt if it is not in the queue.
 ZRT_PLATFORM_API std::optional<DWORD> JobStatus(const std::wstring& printerName, DWORD jobId);
 /// Takes a job out of the queue; false when it is not there.
 ZRT_PLATFORM_API bool RemoveJob(const std::wstring& printerName, DWORD jobId);
 
 /// Stores a value as an administrator would, whatever access callers have. Bytes are stored as they are.
-/// Does nothing when there is no such printer.
+/// Ignored if there is no such printer.
 ZRT_PLATFORM_API void StoreValue(const std::wstring& printerName, const std::wstring& valueName, DWORD type,
                                  const std::string& bytes);
-/// The bytes of a value, nothing when there is none.
+/// The bytes of a value; std::nullopt if there is none.
 ZRT_PLATFORM_API std::optional<std::string> LoadValue(const std::wstring& printerName,
                                                       const std::wstring& valueName);
 
-/// Leads what a loaded library imports of the print services to those of this process, with the printers of
-/// this header. False when it imports one that is not served here, or its imports cannot be changed; it is
-/// then not to be used. Off Windows there is no other spooler, and nothing to be done.
+/// Redirects what a loaded library imports of the print services to those of this process, with the printers
+/// of this header. False if it imports one that is not served here, or its imports cannot be changed; do not
+/// use it then. Off Windows there is no other spooler, and nothing to do.
 ZRT_PLATFORM_API bool RedirectSpoolerImports(HMODULE module);
 
 /// Printer handles that are open in this process.

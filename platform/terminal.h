@@ -16,7 +16,7 @@ enum class Stream { Output, Error };
 /// Whether the stream is shown on a terminal on which a line can be written over.
 bool IsTerminal(Stream stream);
 
-/// Character columns of the terminal behind the stream; 80 when it has none or does not tell.
+/// Character columns of the stream's terminal; 80 if it has none or does not report them.
 unsigned Columns(Stream stream);
 
 /// Whether standard input is a terminal, at which a person types.
@@ -24,20 +24,20 @@ bool IsInputTyped();
 
 enum class SecretEnd {
     Line,       ///< a line has been read, the last one perhaps without its end
-    EndOfInput, ///< there is none any more
+    EndOfInput, ///< no more input
     TooLong,    ///< the line did not fit, and is passed over
     Stopped,    ///< stop answered true; what had come of the line is dropped
 };
 
-/// Reads one line of standard input, UTF-8 without its end, and nothing of the lines behind it. A terminal
+/// Reads one line of standard input, UTF-8 without its end, and nothing of the lines after it. A terminal
 /// does not show what is typed. stop is called at least every 100 ms while it waits. The line is empty unless
 /// the result is Line. One thread at a time.
 SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop);
 
-/// A variable of the environment, nothing when it is not set.
+/// A variable of the environment; std::nullopt if it is not set.
 std::optional<std::string> Environment(const std::string& name);
 
-/// The folder that holds the running program; empty when the system does not tell.
+/// The folder that holds the running program; empty if the system does not report it.
 std::filesystem::path ProgramFolder();
 
 /// The folder from which the system's spooler loads monitors; empty if this system's loads none.

@@ -6,8 +6,8 @@
 
 namespace zrtmon {
 
-/// Runs body on a thread of its own; the destructor waits for its end. The body must not throw.
-/// Construction throws std::system_error when no thread can be had.
+/// Runs body on a separate thread; the destructor waits for its end. The body must not throw.
+/// Construction throws std::system_error if no thread can be created.
 class CThread {
 public:
     explicit CThread(std::function<void()> body);

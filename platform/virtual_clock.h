@@ -10,14 +10,14 @@
 
 namespace zrtmon {
 
-/// While one exists, ticks, sleeps, waits and the local time are its own: time stands still while any
+/// While one exists, ticks, sleeps, waits and the local time come from it: time does not move while any
 /// participating thread runs, and jumps to the next deadline as soon as every one of them sleeps or
 /// waits. Participants are the thread that constructed the clock and those of `CVirtualClock::CClockThread`.
 /// A set of participants that all wait without a limit is a deadlock: the process ends with a line that says
 /// what each waits for.
 ///
-/// Other threads are served too: they wait on this clock, but it does not stand still for them. A wait with a
-/// limit that one of them is in when the clock goes is timed out.
+/// Other threads are served too: they wait on this clock, but it does not stop for them. A wait with a
+/// limit that one of them is in when the clock is destroyed times out.
 ///
 /// At most one exists at a time. It must outlive its threads and is destroyed by the thread that made it; any
 /// other use ends the process with a line that says what is wrong.
@@ -33,8 +33,8 @@ public:
     /// startTick is the first GetTickCount, so that a test can begin shortly before the wrap.
     explicit CVirtualClock(DWORD startTick = 0);
     /// Of its participating threads one runs at a time. At every call into the layer (locks, events, sleeps,
-    /// ticks, and all that uses them) a draw from scheduleSeed picks the one that goes on, so that a program
-    /// whose threads share nothing behind the layer's back does the same for the same seed.
+    /// ticks, and all that uses them) a draw from scheduleSeed picks the one that continues, so that a
+    /// program whose threads share nothing that bypasses the layer does the same for the same seed.
     CVirtualClock(DWORD startTick, uint64_t scheduleSeed);
     ~CVirtualClock();
     CVirtualClock(const CVirtualClock&) = delete;
@@ -46,7 +46,7 @@ public:
     uint64_t Draws() const;
 
     /// Sets the local time of this moment; it runs on from there, and may be set back. Before the first
-    /// call it is 2026-01-05 08:00 at construction. The day of the week is not looked at.
+    /// call it is 2026-01-05 08:00 at construction. The day of the week is ignored.
     /// Throws std::invalid_argument for fields that make no date.
     void SetLocalTime(const SYSTEMTIME& now);
 

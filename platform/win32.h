@@ -1,4 +1,4 @@
-/// The one door to the operating system. Every other file includes this header and no system header.
+/// The only interface to the operating system. Every other file includes this header and no system header.
 ///
 /// On Windows it is the SDK's headers; elsewhere `platform/posix/win32_api.h` declares exactly the
 /// subset that is used, under the same names and with the same results and last errors, so that
@@ -26,7 +26,7 @@
 #undef GetPrinterData
 #undef StartDoc
 
-// What the library exports is told by its module definition file; the platform layer is linked into it.
+// What the library exports is listed in its module definition file; the platform layer is linked into it.
 #define ZRT_LIBRARY_EXPORT
 #define ZRT_PLATFORM_API
 

@@ -22,7 +22,7 @@ std::string DeviceIdOf(const PrinterOptions& options)
 
 } // namespace
 
-/// Everything behind the lock; the parser tells it what has come.
+/// Everything that the lock guards; the parser reports to it.
 struct CCardPrinter::State final : IInputEvents {
     explicit State(const PrinterOptions& options);
 
@@ -52,7 +52,7 @@ struct CCardPrinter::State final : IInputEvents {
     bool m_neverAnswers;
     std::map<std::string, std::string, std::less<>> m_replyOverrides;
 
-    /// Members of the view that count what the parser tells; the device fills in the others.
+    /// Members of the view that count what the parser reports; the device fills in the others.
     struct Counts {
         uint64_t jobBytes = 0;
         uint64_t rawBytes = 0;

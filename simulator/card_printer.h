@@ -20,8 +20,8 @@ namespace zrtmon::sim {
 /// Input. Outside job data it carries out host commands; job data is packets (ESC '_', two bytes, a
 /// big-endian 32-bit length, the payload) or, when it does not begin like that, raw data up to the end of the
 /// job or of the document. Bytes may arrive cut anywhere; only a host command inside a packet must arrive
-/// as a transfer of its own, between two commands, and PrinterOptions::interleave limits which ones are
-/// accepted.
+/// in a transfer of host commands only, between two commands, and PrinterOptions::interleave limits which
+/// ones are accepted.
 ///
 /// Cards. Each "j" in the job data is a card to print; it takes card-ms. With password protection on, cards
 /// wait until a password validates the job, and are dropped if the job ends before; the validation ends with
@@ -35,7 +35,7 @@ public:
 
     /// The host's bytes, in order; one transfer a call (see Interleave).
     void Receive(const uint8_t* data, size_t size);
-    /// Copies at most size bytes of the oldest reply that is ready, and answers how many; 0 when none is.
+    /// Copies at most size bytes of the oldest reply that is ready, and returns how many; 0 if none is.
     /// Never copies from two replies at once.
     size_t TakeReply(uint8_t* buffer, size_t size);
     /// The host has ended a document: raw data ends, and a packet that is not complete is a violation and
@@ -53,16 +53,16 @@ public:
     /// The job data kept so far.
     std::vector<uint8_t> JobBytes();
 
-    /// Reports this error code from now on (0: none); cards wait meanwhile. It goes by itself after clearMs,
-    /// or stays when that is 0.
+    /// Reports this error code from now on (0: none); cards wait meanwhile. It clears automatically after
+    /// clearMs, or stays when that is 0.
     void SetError(int32_t code, uint32_t clearMs = 0);
     void ClearError();
     /// Reports the error when that card (1 is the first since the printer was made) is due. One plan at a
     /// time; card 0 takes it back.
     void FailAtCard(uint32_t card, int32_t code, uint32_t clearMs = 0);
-    /// Reports this print state whatever it does; nothing: its own again.
+    /// Reports this print state whatever it does; std::nullopt: its own again.
     void SetPrintState(std::optional<int32_t> state);
-    /// Reports busy or not whatever it does; nothing: its own again.
+    /// Reports busy or not whatever it does; std::nullopt: its own again.
     void SetBusy(std::optional<bool> busy);
     void SetTracks(const std::string& track1, const std::string& track2, const std::string& track3);
     void SetRibbon(uint32_t percent);
@@ -79,7 +79,7 @@ public:
 
     /// While set, commands are carried out and not replied to.
     void NeverAnswer(bool never = true);
-    /// Bytes in front of every reply from now on; empty: none.
+    /// Bytes that precede every reply from now on; may be empty.
     void ReplyNoise(const std::string& text);
     /// Replies come in pieces of at most pieceBytes, each gapMs after the one before; 0: whole.
     void CutReplies(uint32_t pieceBytes, uint32_t gapMs = 0);

@@ -78,17 +78,23 @@ const HostCommand* FindHostCommand(std::string_view text, bool* possible)
     return nullptr;
 }
 
-const HostCommand* FindWholeCommand(std::string_view bytes)
+const HostCommand* FindFirstCommand(std::string_view bytes, size_t* length)
 {
     constexpr size_t kHead = std::size(kPrefix);
     bool possible =
         bytes.size() > kHead && std::equal(std::begin(kPrefix), std::end(kPrefix), bytes.begin(),
                                            [](uint8_t p, char b) { return p == static_cast<uint8_t>(b); });
-    for (size_t length = 1; possible && kHead + length <= bytes.size(); ++length) {
-        if (const HostCommand* command = FindHostCommand(bytes.substr(kHead, length), &possible)) {
-            bool wrong = false;
-            const bool complete = AreParametersComplete(*command, bytes.substr(kHead + length), &wrong);
-            return complete && !wrong ? command : nullptr;
+    const HostCommand* command = nullptr;
+    size_t parametersAt = kHead;
+    while (possible && !command && parametersAt < bytes.size()) {
+        ++parametersAt;
+        command = FindHostCommand(bytes.substr(kHead, parametersAt - kHead), &possible);
+    }
+    bool wrong = false;
+    for (size_t end = parametersAt; command && !wrong && end <= bytes.size(); ++end) {
+        if (AreParametersComplete(*command, bytes.substr(parametersAt, end - parametersAt), &wrong)) {
+            *length = end;
+            return wrong ? nullptr : command;
         }
     }
     return nullptr;
@@ -102,7 +108,7 @@ bool AreParametersComplete(const HostCommand& command, std::string_view paramete
         return parameters.size() == command.parameterBytes;
     case ParameterForm::Setting:
         *wrong = parameters.size() > kLongestSetting;
-        return !parameters.empty() && parameters.find('\r') == parameters.size() - 1;
+        return parameters.ends_with('\r');
     case ParameterForm::PasswordMode:
         return IsPasswordComplete(parameters);
     case ParameterForm::Job:

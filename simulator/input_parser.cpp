@@ -12,7 +12,7 @@ namespace {
 constexpr size_t kHeaderBytes = 8;
 constexpr size_t kLengthOffset = 4;
 constexpr uint8_t kRecordMarker = 0x8F;
-constexpr size_t kRecordRest = 1 + 474; // behind the marker: one byte and the body
+constexpr size_t kRecordRest = 1 + 474; // after the marker: one byte and the body
 constexpr size_t kShortestUnit = 4;     // the prefix and a letter; fewer bytes at a packet's end are filling
 constexpr size_t kLetterOffset = 3;
 constexpr size_t kJobEndBytes = 5;
@@ -38,8 +38,6 @@ std::string Printable(std::string_view bytes)
     }
     return text;
 }
-
-constexpr size_t kLongestHostCommand = 64; // with its parameters
 
 bool IsSecurityCommand(std::string_view mnemonic)
 {
@@ -75,12 +73,8 @@ bool CInputParser::IsInterleavedCommand(std::string_view transfer) const
         return false;
     }
     while (!transfer.empty()) {
-        size_t length = 1;
-        const HostCommand* command = nullptr;
-        while (!(command = FindWholeCommand(transfer.substr(0, length))) &&
-               length < std::min(transfer.size(), kLongestHostCommand)) {
-            ++length;
-        }
+        size_t length = 0;
+        const HostCommand* const command = FindFirstCommand(transfer, &length);
         if (!command || command->form == ParameterForm::Job ||
             (m_interleave == Interleave::Security && !IsSecurityCommand(command->mnemonic))) {
             return false;
@@ -107,7 +101,7 @@ void CInputParser::Parse(const uint8_t* data, size_t size)
     }
 }
 
-/// A pattern that the parser took for something else lies where no command may be. A cancel command counts
+/// A pattern that the parser took for something else is where no command may be. A cancel command counts
 /// all the same.
 void CInputParser::CheckPattern()
 {
@@ -120,7 +114,7 @@ void CInputParser::CheckPattern()
     } else if (m_lastCommand != start) {
         const std::string mnemonic(m_watch.Letters().begin(), m_watch.Letters().end());
         m_events.OnViolation(start,
-                             "the host command " + mnemonic + " stands inside a packet or another command");
+                             "the host command " + mnemonic + " is inside a packet or another command");
     }
 }
 
@@ -265,7 +259,7 @@ void CInputParser::CarryOutJobCommand(const std::string& bytes, uint64_t start)
 {
     if (m_mode == Mode::Framed) {
         m_events.OnViolation(start, std::string("the job command ") + bytes.back() +
-                                        " stands outside the packets of a framed job");
+                                        " is outside the packets of a framed job");
         return;
     }
     const bool isEnd = bytes.size() == kJobEndBytes;
@@ -302,12 +296,12 @@ void CInputParser::TakeRaw(const uint8_t* data, size_t size, uint64_t start)
         m_mode = Mode::Raw;
     } else if (m_mode == Mode::Framed && !m_strayRaw) {
         m_strayRaw = true;
-        m_events.OnViolation(start, "a byte " + Hex(*data) + " stands outside the packets of a framed job");
+        m_events.OnViolation(start, "a byte " + Hex(*data) + " is outside the packets of a framed job");
     }
     m_events.OnJobData(data, size, false);
 }
 
-/// The zero bytes before start lead in no cancel command.
+/// The zero bytes before start do not precede a cancel command.
 void CInputParser::SettleFiller(bool isRaw, uint64_t start)
 {
     uint64_t filler = std::exchange(m_filler, 0);
@@ -316,7 +310,7 @@ void CInputParser::SettleFiller(bool isRaw, uint64_t start)
     }
     if (!isRaw) {
         m_events.OnViolation(start - filler,
-                             std::to_string(filler) + " zero bytes lead in no cancel command");
+                             std::to_string(filler) + " zero bytes do not precede a cancel command");
     }
     while (filler > 0) {
         const auto piece = static_cast<size_t>(std::min<uint64_t>(filler, std::size(kZeros)));
@@ -409,8 +403,7 @@ void CInputParser::FinishUnit()
 void CInputParser::RefuseUnit(uint8_t byte)
 {
     if (!m_strayUnit) {
-        m_events.OnViolation(m_offset,
-                             "a byte " + Hex(byte) + " stands in a packet where a command is expected");
+        m_events.OnViolation(m_offset, "a byte " + Hex(byte) + " is in a packet where a command is expected");
     }
     m_strayUnit = true;
     m_unit.clear();

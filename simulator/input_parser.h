@@ -1,4 +1,4 @@
-/// Tells host commands, packets and job commands apart in the bytes that reach the printer.
+/// Distinguishes host commands, packets and job commands in the bytes that reach the printer.
 #pragma once
 
 #include <cstddef>
@@ -12,31 +12,31 @@
 
 namespace zrtmon::sim {
 
-/// What the parser finds, told in the order of the bytes.
+/// What the parser finds, reported in the order of the bytes.
 class IInputEvents {
 public:
     virtual ~IInputEvents() = default;
-    /// A host command, complete; parameters are lent for the call.
+    /// A host command, complete; parameters are borrowed for the call.
     virtual void OnHostCommand(std::string_view mnemonic, std::string_view parameters, uint64_t offset) = 0;
-    /// A cancel command, wherever it stood.
+    /// A cancel command, wherever it was.
     virtual void OnCancel(uint64_t offset) = 0;
-    /// The bytes from that offset on were the zero bytes that led in a cancel command: what was said of them
+    /// The bytes from that offset on were the zero bytes before a cancel command: what was reported of them
     /// is void.
     virtual void OnCancelLead(uint64_t offset) = 0;
     /// "C", "J", "j", "m", 'Z' for the end of the job, or another letter of the job data.
     virtual void OnJobCommand(char letter) = 0;
     virtual void OnPacket() = 0;
     virtual void OnRecord() = 0;
-    /// Bytes of job data; framed tells whether they belong to a packet (its header included).
+    /// Bytes of job data; framed says whether they belong to a packet (its header included).
     virtual void OnJobData(const uint8_t* data, size_t size, bool framed) = 0;
     virtual void OnViolation(uint64_t offset, const std::string& text) = 0;
 };
 
 /// The parser. It does not matter how the stream is cut into transfers, except for a host command inside a
-/// packet, which must be a transfer of its own.
+/// packet, which must come in a transfer of host commands only.
 class CInputParser {
 public:
-    /// events is lent for the parser's life.
+    /// events is borrowed for the parser's life.
     explicit CInputParser(IInputEvents& events, Interleave interleave = Interleave::Packets)
         : m_events(events), m_interleave(interleave)
     {
@@ -83,14 +83,14 @@ private:
     IInputEvents& m_events;
     const Interleave m_interleave;
     CCommandSpotter m_watch;
-    uint64_t m_offset = 0; ///< of the byte that is looked at
+    uint64_t m_offset = 0; ///< of the byte being read
     Mode m_mode = Mode::Idle;
 
     // Outside packets.
     std::string m_held; ///< bytes from the ESC of a command or packet header that is not complete
     const HostCommand* m_command = nullptr; ///< set while its parameters come
     uint64_t m_lastCommand = UINT64_MAX;    ///< offset of the last host command carried out
-    uint64_t m_filler = 0;                  ///< zero bytes that may lead in a cancel
+    uint64_t m_filler = 0;                  ///< zero bytes that may precede a cancel
     bool m_strayRaw = false;                ///< inside a run of stray bytes, reported at its start
 
     // In a packet's payload.

@@ -22,7 +22,7 @@ constexpr std::string_view kOtherLetters = "FGLOQUVWklou";
 /// Bytes that belong together.
 struct Unit {
     Bytes bytes;
-    size_t cutFrom = kNotAtAll; ///< may be cut behind so many bytes, or anywhere later
+    size_t cutFrom = kNotAtAll; ///< may be cut after that many bytes, or anywhere later
     bool endsPacket = false;
     bool endsCard = false;
 };
@@ -201,7 +201,7 @@ private:
     Job& m_job;
     Bytes m_payload;
     bool m_takesTail =
-        false; ///< the payload ends with a command: behind a record, filling would end the records
+        false; ///< the payload ends with a command: after a record, filling would end the records
 };
 
 /// A piece of what a broken sender might send.

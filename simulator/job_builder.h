@@ -1,4 +1,4 @@
-/// Sample print jobs, made the way the printer driver would, and data that is no job at all.
+/// Sample print jobs, made the way the printer driver would, and data that is not a job.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +17,8 @@ struct JobShape {
     uint32_t parameterBytes = 12; ///< of a "C" command, before its first record
     uint32_t payloadBytes = 8192; ///< a packet holds as many whole units as fit, and at least one
     uint32_t tailBytes = 0;       ///< 0 to 3: filling at the end of each packet that ends with a command
-    bool startCommand = true;     ///< "J" ahead of the cards
-    bool endCommand = true;       ///< "X" "Z" behind them
+    bool startCommand = true;     ///< "J" before the cards
+    bool endCommand = true;       ///< "X" "Z" after them
     bool cutRecords = false;      ///< packets are filled to the last byte, wherever that cuts a record
     bool framed = true;           ///< in packets; otherwise the bare commands
     bool trickyBodies = false;    ///< record bodies hold what looks like headers and job commands
@@ -44,7 +44,7 @@ JobShape RandomShape(uint64_t seed);
 /// BuildJob of RandomShape.
 Job RandomJob(uint64_t seed);
 
-/// Up to some tens of kilobytes that are no valid job: noise, pieces of jobs, headers with wrong lengths,
+/// Up to some tens of kilobytes that are not a valid job: noise, pieces of jobs, headers with wrong lengths,
 /// command prefixes without commands. May be empty.
 std::vector<uint8_t> RandomGarbage(uint64_t seed);
 

@@ -1,4 +1,4 @@
-/// What can stand at the end of a port.
+/// What a port can be connected to.
 #pragma once
 
 #include "platform/win32.h"
@@ -15,7 +15,7 @@ public:
     virtual void Close() = 0;
     /// A document or a channel begins.
     virtual DWORD Start() = 0;
-    /// It ends; wasChannel tells which it was.
+    /// It ends; wasChannel says which it was.
     virtual DWORD End(bool wasChannel) = 0;
     /// *count is the bytes taken, which may be fewer.
     virtual DWORD Write(const BYTE* data, DWORD size, DWORD* count) = 0;
@@ -23,7 +23,7 @@ public:
     virtual DWORD Read(BYTE* buffer, DWORD size, DWORD* count) = 0;
     virtual DWORD Control(DWORD code, const BYTE* input, DWORD inputSize, BYTE* output, DWORD outputSize,
                           DWORD* count) = 0;
-    /// Lent for the device's life; null when it is no printer.
+    /// Borrowed for the device's life; null if it is not a printer.
     virtual CCardPrinter* Printer() = 0;
 };
 

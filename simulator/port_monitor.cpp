@@ -12,7 +12,7 @@ namespace zrtmon::sim {
 
 namespace {
 
-/// Runs what answers 0 or an error code; no exception leaves. Answers the code.
+/// Runs a function that returns 0 or an error code; no exception leaves. Returns the code.
 template <class Body>
 DWORD Guarded(Body body) noexcept
 {
@@ -35,7 +35,7 @@ BOOL Answer(DWORD error)
     return FALSE;
 }
 
-/// Runs an operation of the port behind a handle.
+/// Runs an operation of the port that a handle refers to.
 template <class Body>
 BOOL OnPort(HANDLE port, Body body)
 {

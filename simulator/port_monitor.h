@@ -15,7 +15,7 @@ namespace zrtmon::sim {
 
 class CSimPort;
 
-/// What has come through one port.
+/// What has passed through one port.
 struct PortView {
     bool open = false;
     bool documentOpen = false; ///< a document or a channel
@@ -32,7 +32,7 @@ struct PortView {
 };
 
 /// The port monitor. Names of ports are "sim:", "sim:OPTIONS" (see `simulator/printer_options.h`) and
-/// "file:PATH"; letter case makes no difference between two names. A printer is made when its port is first
+/// "file:PATH"; names compare case-insensitively. A printer is made when its port is first
 /// opened and keeps its state, as a real one would, when the port is closed and opened again. A file is
 /// emptied by its port's first document or channel; later ones append.
 ///
@@ -53,10 +53,10 @@ public:
     /// What OpenPort takes as its monitor handle. Valid as long as this object.
     HANDLE Handle() { return this; }
     /// The entry points: OpenPort, StartDocPort, WritePort, ReadPort, EndDocPort, ClosePort,
-    /// GetPrinterDataFromPort, SendRecvBidiDataFromPort (answers 50). The others are null. Valid always.
+    /// GetPrinterDataFromPort, SendRecvBidiDataFromPort (returns 50). The others are null. Valid always.
     static MONITOR2* Table();
 
-    /// The printer of an open port, lent as long as this object; null when the port is not open or no
+    /// The printer of an open port, borrowed as long as this object; null if the port is not open or no
     /// printer.
     CCardPrinter* FindPrinter(const std::wstring& portName);
     /// All zero for a port that was never opened.

@@ -18,9 +18,9 @@ public:
     /// A card has been received; held: it waits for ReleaseHeld.
     void AddCard(bool held) { ++(held ? m_held : m_waiting); }
     void ReleaseHeld();
-    /// Drops the held cards and answers how many.
+    /// Drops the held cards and returns how many.
     uint32_t DropHeld();
-    /// Drops every card, the one in print too, and answers how many.
+    /// Drops every card, the one being printed too, and returns how many.
     uint32_t DropAll();
 
     void SetError(int32_t code, uint32_t clearMs);
@@ -29,7 +29,7 @@ public:
 
     int32_t Error() const { return m_error; }
     bool IsPrinting() const { return m_isPrinting; }
-    /// A card is in print, and so many are waiting that no more fit.
+    /// A card is being printed, and the buffer for waiting cards is full.
     bool IsFull() const { return m_isPrinting && m_waiting >= m_bufferCards; }
     uint32_t Waiting() const { return m_waiting + m_held; }
     uint32_t Held() const { return m_held; }

@@ -1,4 +1,4 @@
-/// The printer behind its input parser: what the host commands do and reply, and what a job's cards do.
+/// The printer without its input parser: what the host commands do and reply, and what a job's cards do.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +22,8 @@ public:
 
     void CatchUp(uint64_t nowMs) { m_engine.CatchUp(nowMs); }
 
-    /// Carries out a host command and answers its reply, empty for none. *problem is set to a sentence when
-    /// the parameters make no sense.
+    /// Carries out a host command and returns its reply, empty if it has none. *problem is set to a sentence
+    /// when the parameters make no sense.
     std::string CarryOut(std::string_view mnemonic, std::string_view parameters, std::string* problem);
 
     void OpenJob() { m_isJobOpen = true; }
@@ -102,7 +102,7 @@ private:
     CSettingsMemory m_eeprom = CSettingsMemory::MakeEeprom();
     CSettingsMemory m_flipper = CSettingsMemory::MakeFlipper();
     Bay m_bays[2];
-    uint32_t m_target; ///< station that the next card taken in goes to
+    uint32_t m_target; ///< station that the next card is taken to
     bool m_isJobOpen = false;
     std::optional<int32_t> m_printState;
     std::optional<bool> m_isBusy;

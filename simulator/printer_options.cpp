@@ -36,13 +36,13 @@ constexpr OptionRow kOptions[] = {
     {"cards", NumberOption{&P::cardCount, kAnyNumber}, "cards printed in its life so far"},
     {"card-ms", NumberOption{&P::cardMs, kLongestMs}, "time to print a card, in milliseconds"},
     {"buffer-cards", NumberOption{&P::bufferCards, kAnyNumber},
-     "busy while a card prints and so many more have been received"},
+     "busy while a card prints and this many more have been received"},
     {"reply-ms", NumberOption{&P::replyMs, kLongestMs}, "from a command to its reply, in milliseconds"},
     {"error", NumberOption{&P::error, INT32_MAX}, "error code that it reports; 0 is none"},
     {"error-at-card", NumberOption{&P::errorAtCard, kAnyNumber},
      "the error comes when that card is due, 1 being the first; 0: at once"},
     {"clear-ms", NumberOption{&P::clearMs, kLongestMs},
-     "the error goes by itself after so many milliseconds; 0: it stays"},
+     "the error clears automatically after this many milliseconds; 0: it stays"},
     {"mag", SwitchOption{&P::magModule}, "magnetic-stripe encoder fitted"},
     {"flipper", SwitchOption{&P::flipperModule}, "card flipper fitted"},
     {"firmware", TextOption{&P::firmware}, "firmware version"},
@@ -63,14 +63,14 @@ constexpr OptionRow kOptions[] = {
     {"oem", SwitchOption{&P::oemSupplies}, "OEM supplies accepted"},
     {"seed", NumberOption{&P::seed, kAnyNumber}, "of the challenges; a seed always gives the same ones"},
     {"never-answer", SwitchOption{&P::neverAnswer}, "replies to no command"},
-    {"noise", TextOption{&P::noise}, "text in front of every reply"},
+    {"noise", TextOption{&P::noise}, "text that precedes every reply"},
     {"cut-replies", NumberOption{&P::cutReplies, kAnyNumber},
-     "replies come in pieces of so many bytes; 0: whole"},
+     "replies come in pieces of this many bytes; 0: whole"},
     {"cut-ms", NumberOption{&P::cutMs, kLongestMs}, "between two such pieces, in milliseconds"},
     {"interleave", InterleaveOption{&P::interleave},
      "host commands accepted between packets only, inside them the password gate's too, or all"},
     {"write-limit", NumberOption{&P::writeLimit, kAnyNumber},
-     "the port takes at most so many bytes of a write; 0: all"},
+     "the port takes at most this many bytes of a write; 0: all"},
 };
 
 struct FormOf {
@@ -101,7 +101,7 @@ struct TextOf {
     }
 };
 
-/// Stores a value; answers what it would have to be, empty when it was right.
+/// Stores a value; returns what it would have to be, empty if it was right.
 struct Assign {
     PrinterOptions& options;
     std::string_view value;
@@ -182,7 +182,7 @@ std::string Quoted(std::string_view text)
     return quoted;
 }
 
-/// Stores one "name=value"; answers what is wrong with it, empty when nothing is.
+/// Stores one "name=value"; returns what is wrong with it, empty if nothing is.
 std::string TakeOption(std::string_view text, PrinterOptions& options)
 {
     const size_t equals = text.find('=');
@@ -203,7 +203,7 @@ std::string TakeOption(std::string_view text, PrinterOptions& options)
                : "the printer option " + Quoted(name) + " wants " + wanted + ", not " + Quoted(value);
 }
 
-/// The part behind a prefix such as "sim:", which may be in any letter case; nothing without it.
+/// The part after a prefix such as "sim:", matched case-insensitively; std::nullopt without it.
 std::optional<std::wstring_view> AfterPrefix(std::wstring_view text, std::wstring_view prefix)
 {
     const auto same = [](wchar_t given, wchar_t lower) {
@@ -221,7 +221,7 @@ std::optional<PortName> ParsePrinterPort(std::wstring_view optionText, std::stri
     std::string narrow;
     for (const wchar_t c : optionText) {
         if (c < L' ' || c > L'~') {
-            *problem = "the printer options hold a character that is not ASCII, behind " + Quoted(narrow);
+            *problem = "the printer options hold a character that is not ASCII, after " + Quoted(narrow);
             return std::nullopt;
         }
         narrow.push_back(static_cast<char>(c));

@@ -11,7 +11,7 @@
 namespace zrtmon::sim {
 
 /// Where in framed job data the printer accepts a host command. Between packets it always does; inside a
-/// packet the command must arrive as a transfer of its own, between two units of the payload (a job command
+/// packet it must arrive in a transfer of host commands only, between two units of the payload (a job command
 /// with its data, or a record). Anything else there is job data, and a query in it a violation.
 enum class Interleave {
     Packets,  ///< between packets only
@@ -19,7 +19,7 @@ enum class Interleave {
     Commands, ///< inside a packet as well, for every host command
 };
 
-/// A printer as it stands when its port is opened. Every member is one option of the port name.
+/// A printer when its port is opened. Every member is one option of the port name.
 struct PrinterOptions {
     uint32_t cardCount = 100;  ///< cards printed in its life so far
     uint32_t cardMs = 400;     ///< time to print one card, milliseconds
@@ -27,7 +27,7 @@ struct PrinterOptions {
     uint32_t replyMs = 0;      ///< from a command to its reply, milliseconds
     uint32_t error = 0;        ///< error code; 0 for none
     uint32_t errorAtCard = 0;  ///< the error comes when this card is due (1 is the first); 0: at once
-    uint32_t clearMs = 0;      ///< the error goes by itself after that time; 0: it stays until cleared
+    uint32_t clearMs = 0;      ///< the error clears automatically after that time; 0: it stays until cleared
     bool magModule = true;     ///< magnetic-stripe encoder fitted
     bool flipperModule = true; ///< card flipper fitted
     std::string firmware = "1.4.2";
@@ -49,17 +49,17 @@ struct PrinterOptions {
     bool oemSupplies = false;  ///< OEM supplies accepted
     uint32_t seed = 1;         ///< of the challenges; the same seed gives the same sequence
     bool neverAnswer = false;  ///< no command is ever replied to
-    std::string noise;         ///< bytes in front of every reply
-    uint32_t cutReplies = 0;   ///< a reply comes in pieces of so many bytes; 0: whole
+    std::string noise;         ///< bytes that precede every reply
+    uint32_t cutReplies = 0;   ///< a reply comes in pieces of this many bytes; 0: whole
     uint32_t cutMs = 0;        ///< between two pieces, milliseconds
     Interleave interleave = Interleave::Commands;
-    uint32_t writeLimit = 0; ///< the port takes at most so many bytes of a write; 0: all
+    uint32_t writeLimit = 0; ///< the port takes at most this many bytes of a write; 0: all
 };
 
 /// An option as the help of the command line shows it.
 struct OptionHelp {
     std::string name;         ///< "card-ms"
-    std::string form;         ///< what stands behind the '=': "N", "0|1", "packets|security|commands", "TEXT"
+    std::string form;         ///< what follows the '=': "N", "0|1", "packets|security|commands", "TEXT"
     std::string meaning;      ///< one line
     std::string defaultValue; ///< as it would be written
 };
@@ -68,8 +68,8 @@ struct OptionHelp {
 std::vector<OptionHelp> PrinterOptionHelp();
 
 /// Reads "name=value,name=value"; empty text gives the defaults. An option that is given twice takes its last
-/// value. Nothing on a bad option, with one line in *problem that says what is wrong, where, and what would
-/// do. Any thread.
+/// value. std::nullopt on a bad option, with one line in *problem that says what is wrong, where, and what
+/// would do. Any thread.
 std::optional<PrinterOptions> ParsePrinterOptions(std::string_view text, std::string* problem);
 
 /// A port name taken apart.
@@ -83,8 +83,8 @@ struct PortName {
 /// Whether the name begins with "sim:" or "file:", whatever follows. Any thread.
 bool HasKnownKind(std::wstring_view text);
 
-/// Reads "sim:", "sim:OPTIONS" or "file:PATH" (the part before ':' in any letter case). Nothing on a bad
-/// name, with one line in *problem, as ParsePrinterOptions. Any thread.
+/// Reads "sim:", "sim:OPTIONS" or "file:PATH" (the part before ':' is case-insensitive). std::nullopt on a
+/// bad name, with one line in *problem, as ParsePrinterOptions. Any thread.
 std::optional<PortName> ParsePortName(std::wstring_view text, std::string* problem);
 
 } // namespace zrtmon::sim

@@ -1,4 +1,4 @@
-/// A simulated printer at the end of a port.
+/// A simulated printer connected to a port.
 #pragma once
 
 #include "simulator/card_printer.h"
@@ -7,7 +7,7 @@
 namespace zrtmon::sim {
 
 /// Serves the device-ID control and the two vendor controls as the USB driver would: a set command carries
-/// three bytes ahead of the printer's command, a get command takes a reply, or fails with 31 when none is
+/// three bytes before the printer's command, a get command takes a reply, or fails with 31 when none is
 /// ready.
 class CPrinterPortDevice final : public IPortDevice {
 public:

@@ -8,7 +8,7 @@
 
 namespace zrtmon::sim {
 
-/// Each reply is a transfer of its own: a read never gets bytes of two. Not thread-safe.
+/// Each reply is a separate transfer: a read never gets bytes of two. Not thread-safe.
 class CReplyQueue {
 public:
     /// Replies become readable that long after they were added, milliseconds.

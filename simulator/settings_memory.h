@@ -21,12 +21,12 @@ public:
     static CSettingsMemory MakeEeprom();
     static CSettingsMemory MakeFlipper();
 
-    /// "<name> Settings:" or "<name> Defaults:" and every value with a ',' behind it.
+    /// "<name> Settings:" or "<name> Defaults:" and every value followed by a ','.
     std::string SettingsReply() const { return m_name + " Settings:" + List(m_current); }
     std::string DefaultsReply() const { return m_name + " Defaults:" + List(m_defaults); }
 
     /// Carries out "<parameter>,<value>T\r". False, with nothing changed, for text of another form or a
-    /// parameter that there is not.
+    /// unknown parameter.
     bool Write(std::string_view text);
 
     const std::vector<int32_t>& Values() const { return m_current; }

@@ -142,7 +142,7 @@ PortView CSimPort::View()
     return m_view;
 }
 
-/// Counts a call that did not suit the port's state; answers error. The lock is held.
+/// Counts a call that did not suit the port's state; returns error. The lock is held.
 DWORD CSimPort::Misuse(const char* text, DWORD error)
 {
     ++m_view.misuses;

@@ -14,7 +14,7 @@ using CalendarTime = std::chrono::local_time<std::chrono::milliseconds>;
 inline constexpr CalendarTime kVirtualLocalStart =
     std::chrono::local_days(std::chrono::year(2026) / 1 / 5) + std::chrono::hours(8);
 
-/// Nothing for fields that make no date between 1601 and 30827. The day of the week is not looked at.
+/// std::nullopt if the fields are not a date between 1601 and 30827. The day of the week is ignored.
 std::optional<CalendarTime> ToCalendarTime(const SYSTEMTIME& fields);
 /// All fields, the day of the week included.
 SYSTEMTIME ToFields(CalendarTime time);

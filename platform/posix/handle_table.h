@@ -1,4 +1,4 @@
-/// The values that stand for events and mutexes outside this layer.
+/// The values that represent events and mutexes outside this layer.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ public:
 
     /// Throws std::bad_alloc.
     HANDLE Add(std::shared_ptr<CWaitable> object);
-    /// Null for a handle that is not open. Lent until the lock is let go.
+    /// Null for a handle that is not open. Borrowed until the lock is released.
     CWaitable* Find(HANDLE handle);
     /// False for a handle that is not open.
     bool Remove(HANDLE handle);
@@ -37,7 +37,7 @@ private:
     Slot* FindSlot(HANDLE handle);
 
     std::vector<Slot> m_slots;
-    size_t m_firstFree = 0; ///< a place; that behind the last one when none is free
+    size_t m_firstFree = 0; ///< a slot; one past the last if none is free
     size_t m_count = 0;
     uintptr_t m_lastSerial = 0;
 };

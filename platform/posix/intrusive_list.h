@@ -1,4 +1,4 @@
-/// A list whose links stand inside its elements, so that putting one in cannot fail for want of memory.
+/// A list whose links are inside its elements, so that an insertion cannot fail for lack of memory.
 #pragma once
 
 namespace zrtmon::posix {
@@ -6,7 +6,7 @@ namespace zrtmon::posix {
 template <class Element, class Tag>
 class CIntrusiveList;
 
-/// Base of an element; the tag tells apart the lists that one element may be in at the same time.
+/// Base of an element; the tag distinguishes the lists that one element may be in at the same time.
 template <class Element, class Tag>
 class CListNode {
 public:

@@ -76,8 +76,7 @@ CFinding DeviceId(const std::string& path)
     }
     std::array<unsigned char, kLongestId + 1> answer{};
     if (ioctl(device.Get(), kGetDeviceId, answer.data()) < 0) {
-        return {"device ID", ErrorText(errno),
-                "this is no USB printer, or it does not answer: check the cable"};
+        return {"device ID", ErrorText(errno), "not a USB printer, or it does not respond: check the cable"};
     }
     const size_t length = std::min<size_t>(size_t{answer[0]} << 8 | answer[1], kLongestId);
     const auto* text = reinterpret_cast<const char*>(answer.data());

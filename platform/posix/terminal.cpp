@@ -70,7 +70,7 @@ public:
     std::optional<char> Read() override
     {
         char byte = 0;
-        // Single bytes: what stands behind the line is for the next reader.
+        // Single bytes: what follows the line is for the next reader.
         return read(STDIN_FILENO, &byte, 1) == 1 ? std::optional<char>(byte) : std::nullopt;
     }
 };

@@ -103,7 +103,8 @@ void CVirtualClock::CClockThread::State::Run()
         ThisThread().participantOf = Installed().Generation();
     }
     body();
-    // In one step, so that time stands still between the thread's last act and what others see of its end.
+    // In one step, so that time does not move between the thread's last act and the moment others see its
+    // end.
     const Lock lock = CWaitEngine::Get().Acquire();
     CMutexObject::AbandonAll(ThisThread());
     ended.Set();

@@ -26,7 +26,7 @@ public:
 
     /// From now on only one counted thread runs at a time, first the caller. Before others are counted.
     void RunSerially(uint64_t seed) { m_turns.emplace(seed); }
-    /// The running thread lets a draw decide whether it goes on.
+    /// The running thread lets a draw decide whether it continues.
     void Yield(Lock& lock, const ThreadState& thread);
     /// The running thread runs no longer.
     void PassTurn();
@@ -52,7 +52,7 @@ public:
     void Park(CWaiter& waiter, DWORD timeoutMs);
     /// The waiter's thread waits for nothing any more. It runs on, or will when its turn comes.
     void NoteAwake(CWaiter& waiter);
-    /// Lets go of waiters that are not counted, before the clock goes: their time is up.
+    /// Releases waiters that are not counted, before the clock is destroyed: their time is up.
     void ReleaseWaiters();
 
 private:

@@ -24,8 +24,8 @@ struct QueueTag;
 
 using WaitQueue = CIntrusiveList<CWaiter, QueueTag>;
 
-/// What the engine keeps for each thread. Usable until the thread's storage goes, so also in the destructors
-/// that run when it ends.
+/// What the engine keeps for each thread. Usable until the thread's storage is destroyed, so also in the
+/// destructors that run when it ends.
 struct ThreadState {
     uint64_t number = 0;        ///< from 1, never given again
     uint64_t participantOf = 0; ///< generation of the virtual clock that counts this thread, 0 for none
@@ -40,7 +40,7 @@ enum class WakeReason { None, Granted, Abandoned, TimedOut };
 /// A thread that blocks, for as long as it does. Lives on that thread's stack.
 class CWaiter : public CTurn, public CListNode<CWaiter, QueueTag>, public CListNode<CWaiter, ClockTag> {
 public:
-    /// kind names what is waited for, for the deadlock message; key tells apart what shares a queue.
+    /// kind names what is waited for, for the deadlock message; key distinguishes what shares a queue.
     CWaiter(ThreadState& waitingThread, const char* waitKind, const void* waitKey = nullptr)
         : thread(waitingThread), kind(waitKind), key(waitKey)
     {

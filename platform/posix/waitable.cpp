@@ -14,7 +14,7 @@ WakeReason CWaitable::Take(Lock& lock, ThreadState& thread, DWORD timeoutMs)
     if (timeoutMs == 0) {
         return WakeReason::TimedOut;
     }
-    const std::shared_ptr<CWaitable> kept = weak_from_this().lock(); // null for one that is no handle's
+    const std::shared_ptr<CWaitable> kept = weak_from_this().lock(); // null if no handle owns it
     CWaiter waiter(thread, Kind());
     m_queue.PushBack(waiter);
     return CWaitEngine::Get().Block(lock, waiter, timeoutMs);

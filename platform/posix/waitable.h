@@ -1,4 +1,5 @@
-/// The objects behind event and mutex handles. Every function needs the engine's lock, destructors too.
+/// The objects that event and mutex handles refer to. Every function needs the engine's lock, destructors
+/// too.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@ namespace zrtmon::posix {
 class CEventObject;
 class CMutexObject;
 
-/// Owned by the handle table and by the threads that block for it, or else by somebody who outlives them.
+/// Owned by the handle table and by the threads that block for it, or by an owner that outlives them.
 class CWaitable : public std::enable_shared_from_this<CWaitable> {
 public:
     CWaitable() = default;
@@ -60,7 +61,7 @@ public:
 
     /// False when the thread does not own it.
     bool Release(ThreadState& thread);
-    /// Every mutex that the thread owns goes to its first waiter, or is left for the next comer, as
+    /// Every mutex that the thread owns goes to its first waiter, or stays free for the next thread, as
     /// abandoned.
     static void AbandonAll(ThreadState& thread);
 

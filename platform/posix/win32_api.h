@@ -4,7 +4,7 @@
 /// function is thread-safe unless its comment says otherwise, throws nothing, and may be called
 /// from any thread. Waits and tick counts are the installed clock's (see
 /// `platform/virtual_clock.h`). Functions that only some callers need (loading a module, the spooler's own
-/// side) stand in headers of their own.
+/// side) have separate headers.
 #pragma once
 
 #include <cstddef>
@@ -121,8 +121,8 @@ ZRT_PLATFORM_API void WINAPI Sleep(DWORD milliseconds) noexcept;
 /// The local date and time of the installed clock.
 ZRT_PLATFORM_API void WINAPI GetLocalTime(SYSTEMTIME* time) noexcept;
 
-/// Converts a calendar time, taken as it stands, to a count. The day of the week is not looked at.
-/// FALSE with last error 87 for fields that make no date between 1601 and 30827.
+/// Converts a calendar time, taken unchanged, to a count. The day of the week is ignored.
+/// FALSE with last error 87 for fields that are not a date between 1601 and 30827.
 ZRT_PLATFORM_API BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime) noexcept;
 
 // ---------------------------------------------------------------------------------------------
@@ -138,28 +138,28 @@ inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 /// (last error 87). The caller closes the handle with CloseHandle.
 ZRT_PLATFORM_API HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* attributes, BOOL manualReset,
                                             BOOL initiallySet, LPCWSTR name) noexcept;
-/// FALSE with last error 6 for a handle that is no event.
+/// FALSE with last error 6 for a handle that is not an event.
 ZRT_PLATFORM_API BOOL WINAPI SetEvent(HANDLE event) noexcept;
 ZRT_PLATFORM_API BOOL WINAPI ResetEvent(HANDLE event) noexcept;
 
 /// A new mutex, or null with last error 8; as CreateEventW.
 ZRT_PLATFORM_API HANDLE WINAPI CreateMutexW(SECURITY_ATTRIBUTES* attributes, BOOL initiallyOwned,
                                             LPCWSTR name) noexcept;
-/// Gives up one level of ownership; waiters get the mutex in the order of their coming. FALSE with
-/// last error 288 when the calling thread does not own it, 6 for a handle that is no mutex.
+/// Releases one level of ownership; waiters get the mutex in FIFO order. FALSE with
+/// last error 288 when the calling thread does not own it, 6 for a handle that is not a mutex.
 ZRT_PLATFORM_API BOOL WINAPI ReleaseMutex(HANDLE mutex) noexcept;
 
 /// Waits until handle is signalled or that many milliseconds of the installed clock have passed.
 /// WAIT_OBJECT_0, WAIT_TIMEOUT, WAIT_ABANDONED (a mutex whose owner thread ended; the caller owns it
-/// now), or WAIT_FAILED with last error 6 for a handle that is no event or mutex. A mutex may be
+/// now), or WAIT_FAILED with last error 6 for a handle that is neither event nor mutex. A mutex may be
 /// taken again by its owner, and is to be released as often.
 ZRT_PLATFORM_API DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) noexcept;
 
-/// Closes an event or a mutex; who waits for it goes on waiting. FALSE with last error 6 for any other
+/// Closes an event or a mutex; threads waiting on it keep waiting. FALSE with last error 6 for any other
 /// handle.
 ZRT_PLATFORM_API BOOL WINAPI CloseHandle(HANDLE handle) noexcept;
 
-/// A recursive lock of one process; not a handle. Threads get it in the order of their coming. Leaving one
+/// A recursive lock of one process; not a handle. Threads get it in FIFO order. Leaving one
 /// that the calling thread does not own does nothing. Its fields are the layer's own.
 struct CRITICAL_SECTION {
     uint64_t owner;   ///< thread number of the owner, 0 when free
@@ -181,16 +181,16 @@ inline constexpr UINT GPTR = GMEM_FIXED | GMEM_ZEROINIT;
 
 /// A block of fixed memory, aligned for any type; null with last error 8.
 ZRT_PLATFORM_API HGLOBAL WINAPI GlobalAlloc(UINT flags, SIZE_T sizeBytes) noexcept;
-/// Null: success. Answers null.
+/// A null block is ignored. Returns null.
 ZRT_PLATFORM_API HGLOBAL WINAPI GlobalFree(HGLOBAL block) noexcept;
 
 // ---------------------------------------------------------------------------------------------
 // Text
 
-/// Compares without regard to letter case, where letters are those of the program's locale; below 0, 0 or
+/// Compares case-insensitively, where letters are those of the program's locale; below 0, 0 or
 /// above 0. Null sorts before all text.
 ZRT_PLATFORM_API int WINAPI lstrcmpiW(LPCWSTR left, LPCWSTR right) noexcept;
-/// Copies at most capacity - 1 characters and terminates; answers destination, or null for a null
+/// Copies at most capacity - 1 characters and terminates; returns destination, or null for a null
 /// argument or a capacity below 1.
 ZRT_PLATFORM_API LPWSTR WINAPI lstrcpynW(LPWSTR destination, LPCWSTR source, int capacity) noexcept;
 
@@ -231,7 +231,7 @@ inline constexpr DWORD DLL_PROCESS_ATTACH = 1;
 inline constexpr DWORD DLL_THREAD_ATTACH = 2;
 inline constexpr DWORD DLL_THREAD_DETACH = 3;
 
-/// Thread notifications do not exist here: answers TRUE and does nothing.
+/// Thread notifications do not exist here: returns TRUE and does nothing.
 ZRT_PLATFORM_API BOOL WINAPI DisableThreadLibraryCalls(HMODULE module) noexcept;
 
 using FARPROC = intptr_t(WINAPI*)();
@@ -241,9 +241,9 @@ using FARPROC = intptr_t(WINAPI*)();
 /// calls DllMain with DLL_PROCESS_DETACH. A library loaded twice is attached once, and freed as often. One
 /// DllMain runs at a time.
 ZRT_PLATFORM_API HMODULE WINAPI LoadLibraryW(LPCWSTR path) noexcept;
-/// FALSE with last error 6 for what is no loaded library.
+/// FALSE with last error 6 for a handle that is not a loaded library.
 ZRT_PLATFORM_API BOOL WINAPI FreeLibrary(HMODULE module) noexcept;
-/// Null with last error 127 for a name that the library does not export, 6 for what is no loaded library.
+/// Null with last error 127 for a name that the library does not export, 6 if module is not one.
 ZRT_PLATFORM_API FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) noexcept;
 
 // ---------------------------------------------------------------------------------------------
@@ -272,15 +272,15 @@ ZRT_PLATFORM_API BOOL WINAPI OpenPrinterW(LPWSTR printerName, LPHANDLE printer, 
 /// FALSE with last error 6 for a handle that is not open.
 ZRT_PLATFORM_API BOOL WINAPI ClosePrinter(HANDLE printer);
 
-/// Reads a named value; names compare without regard to letter case. Answers a Win32 error code: 0,
+/// Reads a named value; names compare case-insensitively. Returns a Win32 error code: 0,
 /// 2 (no such value), 6, 87 (no name, no place for the size), 234 (the buffer is too small or null). The size
 /// of the value goes to *sizeNeeded, and its type to *type where type is not null, with results 0 and 234.
 ZRT_PLATFORM_API DWORD WINAPI GetPrinterDataW(HANDLE printer, LPWSTR valueName, LPDWORD type, LPBYTE data,
                                               DWORD size, LPDWORD sizeNeeded);
-/// Stores a named value. Answers 0, 5 (the handle has no PRINTER_ACCESS_ADMINISTER), 6, 8, 87.
+/// Stores a named value. Returns 0, 5 (the handle has no PRINTER_ACCESS_ADMINISTER), 6, 8, 87.
 ZRT_PLATFORM_API DWORD WINAPI SetPrinterDataW(HANDLE printer, LPWSTR valueName, DWORD type, LPBYTE data,
                                               DWORD size);
-/// Removes a named value. Answers 0, 2 (no such value), 5, 6, 87.
+/// Removes a named value. Returns 0, 2 (no such value), 5, 6, 87.
 ZRT_PLATFORM_API DWORD WINAPI DeletePrinterDataW(HANDLE printer, LPWSTR valueName);
 
 inline constexpr DWORD JOB_STATUS_PAUSED = 0x1;
@@ -314,7 +314,7 @@ struct JOB_INFO_1W {
 };
 
 /// The queue's jobs from position firstJob (0 is the next to print), at most count, as JOB_INFO_1W
-/// records (level 1 only, else last error 124) with their texts behind them in the buffer. FALSE with
+/// records (level 1 only, else last error 124) followed by their texts in the buffer. FALSE with
 /// last error 122 and the size in *sizeNeeded when the buffer is too small; 6, 87.
 ZRT_PLATFORM_API BOOL WINAPI EnumJobsW(HANDLE printer, DWORD firstJob, DWORD count, DWORD level, LPBYTE jobs,
                                        DWORD size, LPDWORD sizeNeeded, LPDWORD returned);
@@ -359,7 +359,7 @@ struct MONITORINIT {
 
 /// The entry points of a print monitor, up to and including the bidi entry of version 5.1 and later.
 struct MONITOR2 {
-    DWORD cbSize; ///< bytes of the table, this member included; tells which members are there
+    DWORD cbSize; ///< bytes of the table, this member included; shows which members exist
     BOOL(WINAPI* pfnEnumPorts)
     (HANDLE monitor, LPWSTR name, DWORD level, LPBYTE ports, DWORD size, LPDWORD sizeNeeded,
      LPDWORD returned);

@@ -19,7 +19,7 @@ class CTextWriter {
 public:
     explicit CTextWriter(LPBYTE position) : m_position(position) {}
 
-    /// Where the text stands.
+    /// The address of the text.
     LPWSTR Append(std::wstring_view text)
     {
         LPBYTE const start = m_position;

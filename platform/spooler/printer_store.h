@@ -66,10 +66,10 @@ public:
 
     CCriticalSection& Section() { return m_section; }
 
-    /// Replaces a printer of that name; handles of the old one serve nothing any more.
+    /// Replaces a printer of that name; handles of the old one become invalid.
     void CreatePrinter(const std::wstring& name, ACCESS_MASK access);
     void RemovePrinter(const std::wstring& name) { m_printers.erase(name); }
-    /// Null when there is none.
+    /// Null if there is no such printer.
     Printer* FindPrinter(const std::wstring& name);
 
     /// A new handle; access says what may be done with it.

@@ -16,7 +16,7 @@ namespace {
 constexpr ACCESS_MASK kPrinterRights = PRINTER_ACCESS_ADMINISTER | PRINTER_ACCESS_USE;
 constexpr DWORD kJobRecordLevel = 1;
 
-/// Runs one service under the store's lock; service answers an error code. No exception leaves here.
+/// Runs one service under the store's lock; service returns an error code. No exception leaves here.
 template <class Service>
 DWORD Serve(Service service)
 {
@@ -80,8 +80,8 @@ DWORD CopyValue(const Value& value, LPDWORD type, LPBYTE data, DWORD size, LPDWO
 std::span<const Job> SelectJobs(const Printer& printer, DWORD firstJob, DWORD count)
 {
     const std::span<const Job> jobs(printer.jobs);
-    const std::span<const Job> behind = jobs.subspan(firstJob < jobs.size() ? firstJob : jobs.size());
-    return behind.first(count < behind.size() ? count : behind.size());
+    const std::span<const Job> rest = jobs.subspan(firstJob < jobs.size() ? firstJob : jobs.size());
+    return rest.first(count < rest.size() ? count : rest.size());
 }
 
 struct JobControl {

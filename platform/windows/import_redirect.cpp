@@ -22,7 +22,7 @@ Service MakeService(const char* name, Function* function)
     return {name, reinterpret_cast<uintptr_t>(function)};
 }
 
-// What this library defines in front of the system's services of the same names.
+// What this library defines instead of the system's services of the same names.
 const Service kServices[] = {
     MakeService("ClosePrinter", ClosePrinter),
     MakeService("DeletePrinterDataW", DeletePrinterDataW),
@@ -53,7 +53,7 @@ bool WriteSlot(uintptr_t* slot, uintptr_t address)
     return VirtualProtect(slot, sizeof *slot, protection, &protection) != FALSE;
 }
 
-/// A loaded module's headers; places in it are told as offsets from its start.
+/// A loaded module's headers; places in it are offsets from its start.
 class CImage {
 public:
     explicit CImage(HMODULE module) : m_base(reinterpret_cast<uintptr_t>(module)) {}
@@ -72,7 +72,7 @@ public:
         return At<IMAGE_IMPORT_DESCRIPTOR>(header.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
     }
 
-    bool LeadHere(const IMAGE_IMPORT_DESCRIPTOR& import) const
+    bool Redirect(const IMAGE_IMPORT_DESCRIPTOR& import) const
     {
         const auto* name = At<IMAGE_THUNK_DATA>(import.OriginalFirstThunk);
         auto* slot = At<uintptr_t>(import.FirstThunk);
@@ -100,7 +100,7 @@ bool RedirectSpoolerImports(HMODULE module)
     const CImage image(module);
     for (const IMAGE_IMPORT_DESCRIPTOR* import = image.Imports(); import->Name != 0; ++import) {
         const bool fromSpooler = lstrcmpiA(image.At<const char>(import->Name), kSystemSpooler) == 0;
-        if (fromSpooler && !image.LeadHere(*import)) {
+        if (fromSpooler && !image.Redirect(*import)) {
             return false;
         }
     }

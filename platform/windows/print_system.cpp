@@ -101,7 +101,7 @@ private:
     HMODULE m_module;
 };
 
-/// The machine type of a library's file; nothing when it is none.
+/// The machine type of a library's file; std::nullopt if it is not a library.
 std::optional<WORD> MachineOf(const std::wstring& file)
 {
     std::ifstream stream(file.c_str(), std::ios::binary);
@@ -139,7 +139,7 @@ std::string SystemText()
 {
     OSVERSIONINFOW version{};
     version.dwOSVersionInfoSize = sizeof version;
-    using GetVersion = LONG(WINAPI*)(OSVERSIONINFOW*); // tells the true version to every program
+    using GetVersion = LONG(WINAPI*)(OSVERSIONINFOW*); // reports the true version to every program
     const FARPROC address = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion");
     if (address) {
         GetVersion get = nullptr;
@@ -258,10 +258,9 @@ private:
                                  isOurs ? "" : "install a driver whose INF names the monitor"});
             const bool isBidirectional = (info.Attributes & PRINTER_ATTRIBUTE_ENABLE_BIDI) != 0;
             findings->push_back({"bidirectional support", isBidirectional ? "on" : "off",
-                                 isBidirectional
-                                     ? ""
-                                     : "switch it on (printer properties, Ports): the spooler goes "
-                                       "past the hold-back and the password gate"});
+                                 isBidirectional ? ""
+                                                 : "switch it on (printer properties, Ports): without it "
+                                                   "jobs bypass the monitor and its password gate"});
             for (const wchar_t* value : kAskedValues) {
                 findings->push_back(AskPrinter(printer, value));
             }

@@ -22,7 +22,7 @@ HANDLE StandardHandle(Stream stream)
     return GetStdHandle(stream == Stream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
-/// The console's code page is everybody's who uses it: it is put back at the end of the process.
+/// All programs on the console share its code page: it is restored at the end of the process.
 class CUtf8Console {
 public:
     CUtf8Console() : m_before(GetConsoleOutputCP()) { SetConsoleOutputCP(CP_UTF8); }
@@ -62,7 +62,7 @@ public:
     {
         char byte = 0;
         DWORD count = 0;
-        // Single bytes: what stands behind the line is for the next reader.
+        // Single bytes: what follows the line is for the next reader.
         const bool isThere = ReadFile(m_handle, &byte, 1, &count, nullptr) && count == 1;
         return isThere ? std::optional<char>(byte) : std::nullopt;
     }
@@ -106,7 +106,7 @@ public:
         if (m_given < text.size()) {
             return text[m_given++];
         }
-        // A line that did not fit here fits nowhere: a byte more than there is room for tells so.
+        // A line that did not fit here fits nowhere: one byte more than the limit reports that.
         return std::exchange(m_isTooLong, false) ? ' ' : '\n';
     }
 

@@ -23,7 +23,7 @@ struct CThread::State {
 
 CThread::CThread(std::function<void()> body) : m_state(std::make_unique<State>(State{std::move(body), {}}))
 {
-    // Through the C runtime, which keeps data for each thread of its own.
+    // Through the C runtime, which keeps data for each of its threads.
     const uintptr_t thread = _beginthreadex(nullptr, 0, State::Run, m_state.get(), 0, nullptr);
     if (thread == 0) {
         throw std::system_error(errno, std::generic_category());

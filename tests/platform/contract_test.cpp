@@ -28,7 +28,7 @@ constexpr DWORD kMarker = 4711;
 
 constexpr DWORD kShortMs = 30;
 constexpr DWORD kLongMs = 5000;    // never reached by a sound system
-constexpr DWORD kTickGrainMs = 16; // ticks may stand still for that long
+constexpr DWORD kTickGrainMs = 16; // ticks may not advance for that long
 
 CHandle MakeEvent(bool manualReset, bool set = false)
 {
@@ -278,7 +278,7 @@ TEST(FileTimes, CountFromTheirStart)
         {{1601, 1, 0, 1, 0, 0, 0, 0}, 0},
         {{1601, 1, 0, 1, 0, 0, 0, 1}, 10'000},
         {{1970, 1, 4, 1, 0, 0, 0, 0}, 116'444'736'000'000'000},
-        {{1970, 1, 99, 1, 0, 0, 0, 0}, 116'444'736'000'000'000}, // the day of the week is not looked at
+        {{1970, 1, 99, 1, 0, 0, 0, 0}, 116'444'736'000'000'000}, // the day of the week is ignored
         {{2000, 2, 2, 29, 12, 34, 56, 789}, 125'963'012'967'890'000},
         {{2024, 2, 0, 29, 23, 59, 59, 999}, 133'537'247'999'990'000},
         {{2024, 3, 0, 1, 0, 0, 0, 0}, 133'537'248'000'000'000},
@@ -342,7 +342,7 @@ TEST(Text, IsCopiedAsFarAsThereIsRoomAndTerminated)
         std::wmemset(buffer, L'#', std::size(buffer));
         EXPECT_EQ(buffer, lstrcpynW(buffer, row.source, row.capacity));
         EXPECT_EQ(row.copied, buffer);
-        EXPECT_EQ(L'#', buffer[row.copied.size() + 1]) << "written behind the end";
+        EXPECT_EQ(L'#', buffer[row.copied.size() + 1]) << "written past the end";
     }
     wchar_t untouched[2] = L"#";
     EXPECT_EQ(nullptr, lstrcpynW(untouched, nullptr, 2));

@@ -163,7 +163,7 @@ TEST_F(Spooler, ChangesValuesForAdministratorsOnly)
 // ---------------------------------------------------------------------------------------------
 // Jobs
 
-/// What one EnumJobsW gives, in a block of exactly that size, so that a write behind it is seen.
+/// What one EnumJobsW gives, in a block of exactly that size, so that a write past it is seen.
 struct Jobs {
     Jobs(HANDLE printer, DWORD first, DWORD count, DWORD size) : bytes(size, 0xEE)
     {

@@ -80,7 +80,7 @@ TEST(SecretFromATerminal, IsNotShownAndCanBeStoppedInTheMiddle)
     EXPECT_EQ("", line.Text());
     EXPECT_TRUE(Echoes());
 
-    const std::string mark = "mark"; // the terminal shows it behind what it echoed
+    const std::string mark = "mark"; // the terminal shows it after what it echoed
     ASSERT_EQ(4, write(STDIN_FILENO, mark.data(), mark.size()));
     std::string shown(64, '\0');
     shown.resize(static_cast<size_t>(std::max<ssize_t>(0, read(master, shown.data(), shown.size()))));

@@ -232,7 +232,7 @@ TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
             timedOut = Wait(event, kLongMs);
         });
         SetEvent(event.Get());
-        while (Wait(answer, 0) != WAIT_OBJECT_0) { // polling: this thread runs, so time stands still
+        while (Wait(answer, 0) != WAIT_OBJECT_0) { // polling: this thread runs, so time does not move
             Sleep(0);
         }
         EXPECT_EQ(0u, clock.Elapsed());
@@ -252,7 +252,7 @@ std::vector<unsigned> OrderOfActs(uint64_t seed)
     CCriticalSection section;
     const CHandle mutex = MakeMutex(false);
     const CHandle event = MakeEvent(false);
-    std::vector<unsigned> acts; // guarded by nothing: no two threads run at once
+    std::vector<unsigned> acts; // not guarded: no two threads run at once
     std::vector<CVirtualClock::CClockThread> threads;
     for (unsigned number = 0; number < 4; ++number) {
         threads.emplace_back([&, number] {

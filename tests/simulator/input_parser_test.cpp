@@ -11,7 +11,7 @@
 namespace zrtmon::sim {
 namespace {
 
-/// Writes down what the parser tells. Job data only counts, since it may come in any pieces; the counts are
+/// Records what the parser reports. Job data only counts, since it may come in any pieces; the counts are
 /// written down where they must not depend on that.
 class CTrace final : public IInputEvents {
 public:
@@ -41,7 +41,7 @@ private:
     uint64_t m_raw = 0;
 };
 
-/// What the parser tells of a document that comes in these pieces.
+/// What the parser reports of a document that comes in these pieces.
 std::string TraceOf(const std::vector<std::string_view>& pieces, Interleave interleave = Interleave::Packets)
 {
     CTrace trace;
@@ -94,7 +94,7 @@ TEST(InputParser, ReadsAStreamTheSameHoweverItIsCut)
         {"CancelledInARecord", CancelledInARecord(),
          // The zero bytes fill the record and go on as stray bytes, until the cancel explains them.
          "packet J C record j packet C record "
-         "[a byte 0x00 stands in a packet where a command is expected]@988 cancel@1110 lead@598 Nr()@1115 "
+         "[a byte 0x00 is in a packet where a command is expected]@988 cancel@1110 lead@598 Nr()@1115 "
          "<992+0> packet C record j <1486+0> "},
         {"Unframed",
          Command("J") + "pixels" + Command("C") + "\x8F\x1B_no header" + Command("Nr") + Command("j") +
@@ -111,28 +111,28 @@ TEST(InputParser, ReadsAStreamTheSameHoweverItIsCut)
         {"PasswordCommands",
          Command("4") + Command("Nr345") + Command("5") + "12345678\xFD" + Command("5") + "12345678" +
              std::string(1, '\0') + "abcdefghijklmnop" + Command("NP"),
-         "[the host command Nr stands inside a packet or another command]@4 4(" + Command("Nr345") +
+         "[the host command Nr is inside a packet or another command]@4 4(" + Command("Nr345") +
              ")@0 <0+0> 5(12345678\xFD)@12 <0+0> 5(12345678" + std::string(1, '\0') + "abcdefghijklmnop" +
              ")@25 <0+0> NP()@54 <0+0> <0+0> "},
         {"ZerosWithoutACancel",
          std::string(20, '\0') + Command("Nr") + Packet(Command("J")) + std::string(3, '\0') + Packet({}) +
              "zz" + Command("Nr"),
-         "[20 zero bytes lead in no cancel command]@0 Nr()@20 <0+20> packet J "
-         "[3 zero bytes lead in no cancel command]@37 packet "
-         "[a byte 0x7A stands outside the packets of a framed job]@48 Nr()@50 <20+25> <20+25> "},
+         "[20 zero bytes do not precede a cancel command]@0 Nr()@20 <0+20> packet J "
+         "[3 zero bytes do not precede a cancel command]@37 packet "
+         "[a byte 0x7A is outside the packets of a framed job]@48 Nr()@50 <20+25> <20+25> "},
         {"NothingThatIsKnown",
          Command("Q") + Command("TX") + Packet("?" + Command("J") + "stray") + Command("j"),
          "[unknown command or parameters: ESC 00 02 Q]@0 [unknown command or parameters: ESC 00 02 TX]@4 "
          "packet "
-         "[a byte 0x3F stands in a packet where a command is expected]@17 J "
-         "[a byte 0x73 stands in a packet where a command is expected]@22 "
-         "[the job command j stands outside the packets of a framed job]@27 <18+9> "},
+         "[a byte 0x3F is in a packet where a command is expected]@17 J "
+         "[a byte 0x73 is in a packet where a command is expected]@22 "
+         "[the job command j is outside the packets of a framed job]@27 <18+9> "},
         {"EndsInAPacket", Packet(Command("J") + CardPayload()).substr(0, 300),
          "packet J C [the document ended with 198 payload bytes of a packet missing]@300 <300+0> "},
         {"EndsInAHeader", Packet(Command("J")).substr(0, 5),
          "[the document ended inside a packet header]@5 <0+0> "},
         {"EndsInACommand", Packet(Command("J")) + Command("N"),
-         "packet J [a byte 0x1B stands outside the packets of a framed job]@12 <12+4> "}};
+         "packet J [a byte 0x1B is outside the packets of a framed job]@12 <12+4> "}};
     for (const auto& [name, bytes, trace] : streams) {
         SCOPED_TRACE(name);
         ExpectTheSameHoweverCut(bytes, trace, 1, 1);
@@ -168,7 +168,9 @@ TEST(InputParser, AcceptsACommandBetweenTwoUnitsOfAPacketAsATransferOfItsOwn)
                 {Command("NT"), "NT()", Interleave::Security},
                 {Command("412345678"), "4(12345678)", Interleave::Security},
                 {Command("Nr"), "Nr()", Interleave::Commands},
-                {Command("TE0,-5T\r"), "TE(0,-5T\r)", Interleave::Commands}};
+                {Command("TE0,-5T\r"), "TE(0,-5T\r)", Interleave::Commands},
+                {Command("NT") + Command("412345678"), "NT()", Interleave::Security},
+                {Command("NT") + Command("Nr"), "NT()", Interleave::Commands}};
     for (const auto& [transfer, trace, mildest] : rows) {
         for (size_t at = 8; at < bytes.size(); ++at) {
             const std::vector<std::string_view> pieces = {std::string_view(bytes).substr(0, at), transfer,

@@ -101,7 +101,7 @@ TEST(PortMonitor, RefusesCallsOutOfOrder)
     EXPECT_EQ(0u, client.Start());
     EXPECT_EQ(ERROR_BUSY, client.Start());
     EXPECT_EQ(ERROR_BUSY, client.Start(true));
-    EXPECT_EQ(0u, client.Write("x")) << "the first document goes on";
+    EXPECT_EQ(0u, client.Write("x")) << "the first document continues";
     EXPECT_EQ(6u, client.View().misuses);
     EXPECT_EQ(0u, client.Close());
     EXPECT_EQ(7u, client.View().misuses) << "a document was open";

@@ -16,8 +16,7 @@ TEST(PrinterOptions, SayWhatIsWrongAndWhatWouldDo)
         {L"sim:card-ms=5s", "the printer option 'card-ms' wants a whole number from 0 to 86400000, not '5s'"},
         {L"sim:interleave=all", "the printer option 'interleave' wants packets|security|commands, not 'all'"},
         {L"sim:mag=yes", "the printer option 'mag' wants 0 or 1, not 'yes'"},
-        {L"sim:cards=1,\u00e4=2",
-         "the printer options hold a character that is not ASCII, behind 'cards=1,'"},
+        {L"sim:cards=1,\u00e4=2", "the printer options hold a character that is not ASCII, after 'cards=1,'"},
         {L"file:", "the port file: lacks its path; write file:PATH"},
         {L"usb:1", "the port is neither sim: nor file:; write sim:, sim:OPTION=VALUE,... or file:PATH"},
     };

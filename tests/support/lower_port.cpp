@@ -15,7 +15,7 @@ struct CallName {
     char text[kSize];
 };
 
-/// The table's entry that calls a function of the object behind the handle.
+/// The table's entry that calls a function of the object that the handle is.
 template <CallName kName, auto kFunction, typename... Arguments>
 BOOL WINAPI Entry(HANDLE handle, Arguments... arguments)
 {
@@ -107,9 +107,9 @@ BOOL CScriptedPort::GetPrinterData(DWORD code, LPWSTR, LPWSTR input, DWORD input
     return TRUE;
 }
 
-void CDisturbedPort::FailCall(uint64_t behind, DWORD error)
+void CDisturbedPort::FailCall(uint64_t preceding, DWORD error)
 {
-    m_failAt = m_count + behind;
+    m_failAt = m_count + preceding;
     m_failError = error;
 }
 

@@ -1,4 +1,4 @@
-/// Lower port monitors for tests: a scripted one, and one that stands in front of another and disturbs it.
+/// Lower port monitors for tests: a scripted one, and one that forwards to another and disturbs it.
 #pragma once
 
 #include <cstdint>
@@ -36,7 +36,7 @@ public:
     DWORD bidiAnswer = ERROR_NOT_SUPPORTED;
 };
 
-/// Answers from a script and keeps a record. Everything succeeds unless told otherwise; guarded for any
+/// Replies from a script and keeps a record. Everything succeeds unless set otherwise; guarded for any
 /// thread.
 class CScriptedPort : public CLowerPort {
 public:
@@ -46,7 +46,7 @@ public:
     std::function<std::string()> reply;
     /// What ReadPort reports instead of the bytes it has read.
     std::optional<DWORD> readCount;
-    /// What a device control answers; nothing: it fails with failError.
+    /// What a device control replies; std::nullopt: it fails with failError.
     std::function<std::optional<std::string>(DWORD code, const std::string& input)> control;
     /// Each call's result by name ("StartDocPort", ...): false fails it with failError.
     std::function<bool(const char* call)> allow;
@@ -72,14 +72,14 @@ class CDisturbedPort : public CLowerPort {
 public:
     CDisturbedPort(MONITOR2* lower, HANDLE lowerMonitor) : m_lower(lower), m_lowerMonitor(lowerMonitor) {}
 
-    /// The call that comes behind so many others, of any kind, fails with error instead of being made.
-    void FailCall(uint64_t behind, DWORD error);
+    /// Fails the call that follows that many calls of any kind with error, instead of making it.
+    void FailCall(uint64_t preceding, DWORD error);
     void FailNothing() { m_failAt.reset(); }
     /// The call that failed, by name ("StartDocPort"); empty: none yet.
     const std::string& FailedCall() const { return m_failedCall; }
     uint64_t CallCount() const { return m_count; }
 
-    /// Asked before each call, and as "WritePort's end" behind a write that was passed on: the error that it
+    /// Asked before each call, and as "WritePort's end" after a write that was forwarded: the error that it
     /// fails with, 0 for none.
     std::function<DWORD(const char* call)> trouble;
     /// Asked before each write: how many of the offered bytes are passed on; more than size passes all.

@@ -7,7 +7,7 @@
 
 namespace zrtmon::test {
 
-/// A policy file's text with these rules, behind those of another module, which are none of ours.
+/// A policy file's text with these rules, after those of another module, which do not apply.
 inline std::string PolicyText(const std::string& rules)
 {
     return "<Configurations><Configuration ModuleName=\"Other\"><PassWordOnfirstCard Enabled=\"True\"/>"

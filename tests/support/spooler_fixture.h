@@ -35,10 +35,10 @@ public:
     /// A value name's answer. Any thread.
     Answer Ask(const std::wstring& name) const;
 
-    /// The steps of a print job. StartDocument submits a job and answers StartDocPort's result.
+    /// The steps of a print job. StartDocument submits a job and returns StartDocPort's result.
     bool StartDocument();
     /// Offers the data, at most pieceSize bytes at a time, again and again until it is taken or giveUpMs have
-    /// passed without a byte being taken; answers the count taken.
+    /// passed without a byte being taken; returns the count taken.
     size_t Offer(const uint8_t* data, size_t size, const std::function<size_t()>& pieceSize = {},
                  uint64_t giveUpMs = 60000) const;
     bool EndDocument();
@@ -51,7 +51,7 @@ public:
     /// All of them in one; true when every byte was taken and every call succeeded.
     bool Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize = {});
 
-    /// A published value without its NUL; "-" when there is none.
+    /// A published value without its NUL; "-" if there is none.
     std::string ValueOf(const wchar_t* valueName) const;
 
     sim::CCardPrinter& Printer();
@@ -70,7 +70,7 @@ private:
     DWORD m_endedJobStatus = 0;
 };
 
-/// What stands around a CPortFixture when there is only one.
+/// What surrounds a CPortFixture if there is only one.
 struct CFixtureWorld {
     CVirtualClock clock{CVirtualClock::kBeforeWrap}; // the tick count wraps in the course of each test
     sim::CPortMonitor ports;

@@ -33,7 +33,7 @@ DWORD Register(const wchar_t* library)
 
 bool Remove() { return DeleteMonitorW(nullptr, nullptr, Mutable(kMonitorName)) != FALSE; }
 
-/// The library of the monitor of that name as the spooler lists it, nothing when it does not.
+/// The library of the monitor of that name as the spooler lists it; std::nullopt if it does not.
 std::optional<std::wstring> Listed()
 {
     DWORD needed = 0;
