@@ -289,7 +289,7 @@ class Copy:
         status, output = self.run(program, sanitizer, arguments)
         if status == 0:
             return []
-        failed = list(dict.fromkeys(re.findall(r"^\[  FAILED  \] (\S+?),? ", output, re.MULTILINE)))
+        failed = list(dict.fromkeys(re.findall(r"^\[  FAILED  \] ([^\s,]+\.[^\s,]+)", output, re.MULTILINE)))
         started = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
         if not re.search(r"^\[==========\] .* ran\.", output, re.MULTILINE):
             failed += started[-1:]  # the program ended inside this test
