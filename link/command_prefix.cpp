@@ -27,7 +27,7 @@ uint32_t FindPrefix(const uint8_t* data, uint32_t from, uint32_t end)
 {
     while (const void* escape = std::memchr(data + from, CommandPrefix[0], end - from)) {
         from = static_cast<uint32_t>(static_cast<const uint8_t*>(escape) - data);
-        const uint32_t closeEnd = std::min(from + kBlockSize, end);
+        const uint32_t closeEnd = end - from < kBlockSize ? end : from + kBlockSize;
         if (closeEnd - from < kBlockSize || BlockHasPrefix(data + from)) {
             for (; from < closeEnd; ++from) {
                 if (OpensWithPrefix(data + from)) {

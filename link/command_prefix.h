@@ -19,8 +19,8 @@ inline bool OpensWithPrefix(const uint8_t* data)
     return std::memcmp(data, CommandPrefix.data(), CommandPrefix.size()) == 0;
 }
 
-/// The first position from `from` on where a prefix begins, or `end` if there is none before it. Reads up to
-/// two bytes at and after `end`.
+/// The first position in [from, end) where a prefix begins, else end. Requires from <= end; data[end] and
+/// data[end + 1] must be readable.
 uint32_t FindPrefix(const uint8_t* data, uint32_t from, uint32_t end);
 
 /// Constant command bytes: a prefix and a mnemonic for each of the texts, back to back.

@@ -17,7 +17,7 @@ namespace zrtmon {
 
 namespace {
 
-constexpr DWORD kChannelWaitMs = 5000;
+constexpr DWORD kChannelMutexWaitMs = 5000;
 constexpr DWORD kBusyRetryLimitMs = 5000;
 constexpr DWORD kBusyRetryPauseMs = 1;
 constexpr DWORD kQueuePollMs = 100;
@@ -105,7 +105,7 @@ BOOL CMonitor::GetPrinterData(PortRecord* port, const wchar_t* valueName, const 
 HANDLE CMonitor::AcquireChannel(PortRecord* port)
 {
     const HANDLE token = m_channelMutex.Get();
-    if (!AcquireMutex(token, kChannelWaitMs)) {
+    if (!AcquireMutex(token, kChannelMutexWaitMs)) {
         SetLastError(ERROR_BUSY);
         return nullptr;
     }

@@ -20,8 +20,8 @@ CPrintMonitor::CPrintMonitor() = default;
 CPrintMonitor::~CPrintMonitor()
 {
     while (!m_requests.empty()) {
-        m_requests.erase(
-            m_requests.begin()); // in code order, which the map's own destructor does not promise
+        // In code order, which the map's own destructor does not promise.
+        m_requests.erase(m_requests.begin());
     }
 }
 

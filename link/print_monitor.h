@@ -86,8 +86,8 @@ protected:
 private:
     CData* Find(RequestCode code);
 
-    CCriticalSection m_registryLock;
     std::map<RequestCode, std::unique_ptr<CData>> m_requests;
+    CCriticalSection m_registryLock; ///< guards m_requests, which the exchange mutex does not cover
     std::atomic<CDataPrintJob*> m_printJob{nullptr}; ///< the registry's object, for threads without its lock
 };
 

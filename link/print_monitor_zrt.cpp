@@ -56,8 +56,8 @@ BOOL CPrintMonitorZRT::CanInterleave()
     if (!CPrintMonitor::CanInterleave()) {
         return FALSE;
     }
-    const auto* job =
-        static_cast<const CDataPrintJobZRT*>(FindPrintJob()); // the only class that CreateRequest uses
+    // The only class that CreateRequest uses for it.
+    const auto* job = static_cast<const CDataPrintJobZRT*>(FindPrintJob());
     return !job || job->GetCardCount() % 2 == 0;
 }
 

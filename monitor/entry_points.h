@@ -13,15 +13,16 @@ namespace zrtmon {
 BOOL WINAPI OpenPortEx(HANDLE monitor, HANDLE lowerMonitor, LPWSTR portName, LPWSTR printerName, PHANDLE port,
                        MONITOR2* lowerTable);
 /// FALSE with last error 87 (not an open port), or as the lower ClosePort left it: the port then stays listed
-/// and may be closed again.
+/// and may be closed again. No other call with this handle may
+/// be running.
 BOOL WINAPI ClosePort(HANDLE port);
 void WINAPI Shutdown(HANDLE monitor);
 
 /// Begins a document (level 1, or 2), or a channel (level 2, dwMode DI_CHANNEL). FALSE with last error 87,
 /// 170 (one is still open after 5000 ms or 100 ms), or as the failed step left it; the port is idle again.
 BOOL WINAPI StartDocPort(HANDLE port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo);
-/// TRUE for every open port (FALSE with last error 87 for any other, and without a count to fill in).
-/// *written is the number of bytes done; the rest must be offered again.
+/// TRUE for every open port that has a device link (FALSE with last error 87 for any other, and without a
+/// count to fill in). *written is the number of bytes done; the rest must be offered again.
 BOOL WINAPI WritePort(HANDLE port, LPBYTE data, DWORD size, LPDWORD written);
 BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
 /// FALSE with last error 87, or as the lower EndDocPort left it: the port then stays marked open. A document
@@ -29,11 +30,11 @@ BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
 /// FALSE with 87.
 BOOL WINAPI EndDocPort(HANDLE port);
 
-/// Control code 0 and a value name: the device link answers (see CMonitor::GetPrinterData). Anything else
+/// Control code 0 and a value name: the device link handles it (see CMonitor::GetPrinterData). Anything else
 /// is passed to the lower monitor. FALSE with last error 50 if the lower monitor has no such entry.
 BOOL WINAPI GetPrinterDataFromPort(HANDLE port, DWORD controlId, LPWSTR valueName, LPWSTR input,
                                    DWORD inputSize, LPWSTR output, DWORD outputSize, LPDWORD returned);
-/// 0 if the lower monitor answered, else 50.
+/// 0 if the lower monitor returned 0, else 50.
 DWORD WINAPI SendRecvBidiDataFromPort(HANDLE port, DWORD accessBit, LPCWSTR action,
                                       BIDI_REQUEST_CONTAINER* request, BIDI_RESPONSE_CONTAINER** response);
 

@@ -7,7 +7,7 @@ namespace zrtmon {
 
 namespace {
 
-// The bidi entry came with version 5.1; 5.0 takes no table that is longer than its own.
+// The bidi entry came with version 5.1; 5.0 does not accept a longer table than its own.
 constexpr DWORD kTableSize = sizeof(MONITOR2);
 constexpr DWORD kTableSizeBeforeBidi = offsetof(MONITOR2, pfnSendRecvBidiDataFromPort);
 static_assert(sizeof(void*) != 4 || (kTableSize == 80 && kTableSizeBeforeBidi == 76));
@@ -59,7 +59,9 @@ MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* init, PHANDLE monitor)
 {
     zrtmon::entryPoints.cbSize =
         zrtmon::IsVersionFiveZero() ? zrtmon::kTableSizeBeforeBidi : zrtmon::kTableSize;
-    *monitor = init;
+    if (monitor) {
+        *monitor = init;
+    }
     return &zrtmon::entryPoints;
 }
 

@@ -39,7 +39,7 @@ void DropPort(PortRecord* port)
     const DWORD error = GetLastError();
     port->lowerMonitor.pfnClosePort(port->lowerPort);
     UnlistPort(port);
-    PortRecordDeleter{}(port);
+    CPortRecordDeleter{}(port);
     SetLastError(error);
 }
 
@@ -93,11 +93,11 @@ BOOL WINAPI ClosePort(HANDLE handle)
         if (!UnlistPort(port)) {
             return Fail(ERROR_INVALID_PARAMETER);
         }
-        // With a document still open its thread may come back: the record stays, and is no longer valid.
+        // The document's thread may still call EndDocPort: the record is kept, but made invalid.
         if (IsDocumentOpen(port)) {
             AbandonPort(port);
         } else {
-            PortRecordDeleter{}(port);
+            CPortRecordDeleter{}(port);
         }
         return TRUE;
     });

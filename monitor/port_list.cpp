@@ -9,10 +9,13 @@ namespace zrtmon {
 
 namespace {
 
-// Newest first. Both lists and every next link are guarded by PortListLock.
+// Newest first. The list and every next link in it are guarded by PortListLock.
 PortRecord* PortList = nullptr;
-PortRecord* AbandonedPorts = nullptr;
 CRITICAL_SECTION PortListLock;
+
+// Not guarded by PortListLock, because a lower OpenPort may run for long under it.
+PortRecord* AbandonedPorts = nullptr;
+CRITICAL_SECTION AbandonedPortsLock;
 
 bool IsListed(const wchar_t* portName)
 {
@@ -29,6 +32,7 @@ bool IsListed(const wchar_t* portName)
 void InitializePortList()
 {
     InitializeCriticalSection(&PortListLock);
+    InitializeCriticalSection(&AbandonedPortsLock);
     PortList = nullptr;
 }
 
@@ -72,13 +76,13 @@ void AbandonPort(PortRecord* port)
         CloseHandle(std::exchange(port->docEvent, nullptr));
     }
     std::memset(port->signature, 0, sizeof port->signature);
-    const CSectionHold hold(&PortListLock);
+    const CSectionHold hold(&AbandonedPortsLock);
     port->next = std::exchange(AbandonedPorts, port);
 }
 
 JobRecordPtr TakeAbandonedJob(const PortRecord* port)
 {
-    const CSectionHold hold(&PortListLock);
+    const CSectionHold hold(&AbandonedPortsLock);
     for (PortRecord* abandoned = AbandonedPorts; abandoned; abandoned = abandoned->next) {
         if (abandoned == port) {
             return JobRecordPtr(std::exchange(abandoned->job, nullptr));

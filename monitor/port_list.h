@@ -5,7 +5,7 @@
 
 namespace zrtmon {
 
-/// Empties the list of open ports and initialises its lock. Once, when the library is attached to the
+/// Empties the list of open ports and initialises the locks. Once, when the library is attached to the
 /// process.
 void InitializePortList();
 

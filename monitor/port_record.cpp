@@ -15,7 +15,7 @@ namespace zrtmon {
 namespace {
 
 constexpr char kSignature[4] = {'K', 'T', 'V', 'B'};
-constexpr DWORD kChannelWaitMs = 100;
+constexpr DWORD kOpenChannelWaitMs = 100;
 constexpr DWORD kReadPauseMs = 10;
 
 template <typename Record>
@@ -70,7 +70,7 @@ HANDLE OpenJobPrinter(wchar_t* printerName)
 
 } // namespace
 
-void PortRecordDeleter::operator()(PortRecord* port) const
+void CPortRecordDeleter::operator()(PortRecord* port) const
 {
     if (port->docEvent) {
         CloseHandle(port->docEvent);
@@ -78,7 +78,7 @@ void PortRecordDeleter::operator()(PortRecord* port) const
     FreeRecord(port);
 }
 
-void JobRecordDeleter::operator()(JobRecord* job) const
+void CJobRecordDeleter::operator()(JobRecord* job) const
 {
     if (job->printer) {
         ClosePrinter(job->printer);
@@ -93,9 +93,9 @@ MONITOR2 CopyMonitorTable(const MONITOR2& lowerMonitor)
     MONITOR2 copy{};
     const size_t size = std::min<size_t>(lowerMonitor.cbSize, sizeof copy);
     if (size > kFirstEntry) {
-        const size_t wholeEntries = (size - kFirstEntry) / kEntrySize * kEntrySize;
+        const size_t wholeEntriesBytes = (size - kFirstEntry) / kEntrySize * kEntrySize;
         std::memcpy(reinterpret_cast<char*>(&copy) + kFirstEntry,
-                    reinterpret_cast<const char*>(&lowerMonitor) + kFirstEntry, wholeEntries);
+                    reinterpret_cast<const char*>(&lowerMonitor) + kFirstEntry, wholeEntriesBytes);
     }
     copy.cbSize = static_cast<DWORD>(size);
     return copy;
@@ -180,7 +180,7 @@ bool IsDocumentOpen(PortRecord* port) { return (std::atomic_ref(port->flags).loa
 
 BOOL StartLowerChannel(PortRecord* port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo)
 {
-    if (!ClaimDocument(port, kChannelWaitMs)) {
+    if (!ClaimDocument(port, kOpenChannelWaitMs)) {
         return FALSE;
     }
     SetLastError(ERROR_SUCCESS); // an old 170 would be read as "a document is open"

@@ -36,14 +36,14 @@ struct PortRecord {
     char signatureEnd[4];
 };
 
-struct PortRecordDeleter {
+struct CPortRecordDeleter {
     void operator()(PortRecord* port) const;
 };
-struct JobRecordDeleter {
+struct CJobRecordDeleter {
     void operator()(JobRecord* job) const;
 };
-using PortRecordPtr = std::unique_ptr<PortRecord, PortRecordDeleter>;
-using JobRecordPtr = std::unique_ptr<JobRecord, JobRecordDeleter>;
+using PortRecordPtr = std::unique_ptr<PortRecord, CPortRecordDeleter>;
+using JobRecordPtr = std::unique_ptr<JobRecord, CJobRecordDeleter>;
 
 /// A record with its signatures, its name and the members that both tables have; null with the allocator's
 /// last error.
@@ -56,19 +56,7 @@ JobRecordPtr MakeJobRecord(const wchar_t* printerName, DWORD jobId);
 /// Copies the members that both the lower table (by its cbSize) and ours have; the others are null.
 MONITOR2 CopyMonitorTable(const MONITOR2& lowerMonitor);
 
-// Every operation below accepts any pointer, and returns FALSE or null if it is not a valid record. Any
-// thread, unless noted otherwise.
-
-BOOL IsValidPort(const PortRecord* port);
-BOOL IsValidJob(const JobRecord* job);
-
-CMonitor* GetDeviceLink(const PortRecord* port);
-void SetDeviceLink(PortRecord* port, CMonitor* deviceLink);
-
-/// The open document's printer handle, or null. Job's thread.
-HANDLE GetJobPrinter(const PortRecord* port);
-/// The open document's printer name, or null. Borrowed until the document ends. Job's thread.
-const wchar_t* GetJobPrinterName(const PortRecord* port);
+// The next five take a valid record. Any thread.
 
 /// Marks the port as having a document or channel, after waiting up to limitMs for an open one to end. FALSE
 /// with last error 170 if one is still open then.
@@ -84,14 +72,28 @@ bool IsDocumentOpen(PortRecord* port);
 /// again.
 BOOL StartLowerChannel(PortRecord* port, LPWSTR printerName, DWORD jobId, DWORD level, LPBYTE docInfo);
 
+/// EndDocPort of the lower monitor, then ReleaseDocument if it succeeded.
+BOOL EndLowerDocument(PortRecord* port);
+
+// Every operation below accepts any pointer, and returns FALSE or null if it is not a valid record. Any
+// thread, unless noted otherwise.
+
+BOOL IsValidPort(const PortRecord* port);
+BOOL IsValidJob(const JobRecord* job);
+
+CMonitor* GetDeviceLink(const PortRecord* port);
+void SetDeviceLink(PortRecord* port, CMonitor* deviceLink);
+
+/// The open document's printer handle, or null. Job's thread.
+HANDLE GetJobPrinter(const PortRecord* port);
+/// The open document's printer name, or null. Borrowed until the document ends. Job's thread.
+const wchar_t* GetJobPrinterName(const PortRecord* port);
+
 /// Opens a channel: a document without a job, in which commands can be sent while nothing prints. FALSE with
 /// last error 87 for an invalid port, else as StartLowerChannel.
 BOOL OpenChannel(PortRecord* port);
 /// Ends the channel. If the lower monitor refuses, the port stays marked open.
 void CloseChannel(PortRecord* port);
-
-/// EndDocPort of the lower monitor, then ReleaseDocument if it succeeded.
-BOOL EndLowerDocument(PortRecord* port);
 
 BOOL WriteLowerPort(PortRecord* port, const uint8_t* data, DWORD size, DWORD* written);
 /// Reads every 10 ms until a read returns at least one byte, for at most limitMs (0: does not read).

@@ -1,5 +1,5 @@
-/// The XML services that the policy file needs: on Windows MSXML through COM, elsewhere a small document
-/// object model of our own with the same interfaces.
+/// The XML services that the policy file needs: on Windows MSXML through COM, elsewhere our own small
+/// document object model with the same interfaces.
 #pragma once
 
 #include "platform/win32.h"
@@ -18,7 +18,7 @@
 
 namespace zrtmon {
 
-// The system's headers have the same names, of which the class may be that of another version.
+// The system's headers declare these names, too; their class may be of another version.
 inline constexpr CLSID CLSID_DOMDocument = {
     0xF6D90F11, 0x9C73, 0x11D3, {0xB3, 0x2E, 0x00, 0xC0, 0x4F, 0x99, 0x0B, 0xB4}};
 inline constexpr IID IID_IXMLDOMDocument = {

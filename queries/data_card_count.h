@@ -4,7 +4,7 @@
 
 namespace zrtmon {
 
-/// The card count out of the printer's status. Answer: the count as a decimal number; when it cannot be
+/// The card count from the printer's status. Answer: the count as a decimal number; when it cannot be
 /// read, the named status text.
 class CDataCardCount final : public CDataStatus {
 public:

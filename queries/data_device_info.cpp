@@ -9,7 +9,7 @@ constexpr auto kCommand = MakeCommand("NM");
 constexpr const char* kFieldNames[] = {"MagModule", "FlipperModule"};
 } // namespace
 
-const uint8_t* CDataDeviceInfo::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataDeviceInfo::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataDeviceInfo::Parse() { return KeepTextAfter("Module Status:"); }
 

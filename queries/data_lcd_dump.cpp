@@ -9,7 +9,7 @@ constexpr auto kCommand = MakeCommand("NL");
 constexpr std::string_view kLineBreak = "\r\n";
 } // namespace
 
-const uint8_t* CDataLCDDump::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataLCDDump::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataLCDDump::NameFields()
 {

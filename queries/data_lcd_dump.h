@@ -4,8 +4,8 @@
 
 namespace zrtmon {
 
-/// What the front panel shows: command "NL", the display lines separated by ";". Answer: the lines, each ";"
-/// a line break of CR LF; nothing is named.
+/// The lines on the front panel: command "NL", reply: the display lines separated by ";". Answer: the lines,
+/// separated by CR LF, without field names.
 class CDataLCDDump : public CData {
 public:
     const uint8_t* GetCommand(uint32_t* length) override;

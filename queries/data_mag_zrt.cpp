@@ -8,7 +8,7 @@ namespace {
 constexpr auto kCommand = MakeCommand("N0");
 }
 
-const uint8_t* CDataMagZRT::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataMagZRT::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataMagZRT::Parse() { return KeepTextAfter("MAG:"); }
 

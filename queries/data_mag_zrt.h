@@ -5,7 +5,7 @@
 namespace zrtmon {
 
 /// The tracks that the printer's magnetic-stripe module last read: command "N0", reply "MAG:" and three
-/// values. Fails when a track is not there; an empty last track needs a separator behind it to be there.
+/// values. Fails if a track is missing; an empty last track counts only if a separator follows it.
 class CDataMagZRT final : public CDataMag {
 public:
     const uint8_t* GetCommand(uint32_t* length) override;

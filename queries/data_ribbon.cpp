@@ -12,7 +12,7 @@ constexpr const char* kFieldNames[] = {"PartNumber", "OEMPartNumber", "Grade",
 
 const uint8_t* CDataRibbon::GetCommand(uint32_t* length)
 {
-    return m_supply == kRibbon ? Lend(kCommand, length) : Lend({}, length);
+    return m_supply == kRibbon ? CommandBytes(kCommand, length) : CommandBytes({}, length);
 }
 
 BOOL CDataRibbon::Parse() { return KeepTextAfter("Ribbon Info:"); }

@@ -10,7 +10,7 @@ CDataSerialNumber::CDataSerialNumber(std::unique_ptr<CData> next, uint32_t recei
     SetNext(std::move(next));
 }
 
-const uint8_t* CDataSerialNumber::GetCommand(uint32_t* length) { return Lend({}, length); }
+const uint8_t* CDataSerialNumber::GetCommand(uint32_t* length) { return CommandBytes({}, length); }
 
 BOOL CDataSerialNumber::Parse()
 {

@@ -6,7 +6,7 @@
 
 namespace zrtmon {
 
-/// The printer's serial number, out of the IEEE 1284 device ID; sends nothing. Answer: the text behind "SN:"
+/// The printer's serial number, from the IEEE 1284 device ID; sends nothing. Answer: the text after "SN:"
 /// up to the next ";".
 class CDataSerialNumber final : public CData {
 public:

@@ -26,7 +26,7 @@ constexpr StatusCode kStatusCodes[] = {{71, 1}, {92, 2}};
 
 } // namespace
 
-const uint8_t* CDataStatus::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataStatus::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataStatus::Parse() { return KeepTextAfter("ERR:"); }
 

@@ -10,7 +10,7 @@ class CDataStatus : public CData {
 public:
     static constexpr int kNoErrorCategory = 1;
     static constexpr int kNoErrorCode = 0;
-    static constexpr int kNoStatusCode = -1; ///< of every error code but two
+    static constexpr int kNoStatusCode = -1; ///< for all error codes except 71 and 92
 
     const uint8_t* GetCommand(uint32_t* length) override;
     BOOL Parse() override;
@@ -20,7 +20,8 @@ public:
     virtual BOOL GetErrorCode(int& code);
     virtual BOOL IsBusy();
     virtual BOOL GetPrintState(int& state);
-    /// The error code's category in the ErrorCategoryTable, or kNoErrorCategory.
+    /// The error code's category in the ErrorCategoryTable; if that is none or kNoErrorCategory, 6 for print
+    /// state 29, else kNoErrorCategory.
     virtual int GetErrorCategory();
     /// 1 or 2 for the two error codes that are states, else kNoStatusCode.
     virtual int GetStatusCode();

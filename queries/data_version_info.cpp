@@ -9,7 +9,7 @@ constexpr auto kCommand = MakeCommand("NV");
 constexpr const char* kFieldNames[] = {"Firmware"};
 } // namespace
 
-const uint8_t* CDataVersionInfo::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataVersionInfo::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataVersionInfo::Parse() { return KeepTextAfter("Ver:"); }
 

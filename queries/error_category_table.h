@@ -3,7 +3,7 @@
 namespace zrtmon {
 
 /// The category that a printer's error code belongs to: what an application shows or does about it. Category
-/// 1 is no error, and holds for codes that are not in the table.
+/// 1 means that there is no error, and is also used for codes that are not in the table.
 struct ErrorCategory {
     int errorCode;
     int category;

@@ -23,7 +23,7 @@ namespace zrtmon {
 /// answer is then the concatenation of all their texts.
 ///
 /// Has no lock: all calls come from one port's device link, which serialises them. No operation here sets
-/// the last error. Parse and NameFields may throw std::bad_alloc.
+/// the last error. GetCommand and the steps of a reply may throw std::bad_alloc; Prepare does not.
 class CData {
 public:
     CData() = default;
@@ -101,7 +101,7 @@ public:
 
 protected:
     /// What GetCommand returns for these bytes; null and a length of 0 for an empty range.
-    static const uint8_t* Lend(std::span<const uint8_t> command, uint32_t* length)
+    static const uint8_t* CommandBytes(std::span<const uint8_t> command, uint32_t* length)
     {
         *length = static_cast<uint32_t>(command.size());
         return command.empty() ? nullptr : command.data();

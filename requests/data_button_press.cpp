@@ -19,10 +19,10 @@ const uint8_t* CDataButtonPress::GetCommand(uint32_t* length)
     const int number = WholeNumber();
     const bool isListed = number >= 0 && number < static_cast<int>(std::size(kButtons));
     if (!isListed || kButtons[number] == kNoButton) {
-        return Lend({}, length);
+        return CommandBytes({}, length);
     }
     *std::copy(kPress.begin(), kPress.end(), m_command.begin()) = kButtons[number];
-    return Lend(m_command, length);
+    return CommandBytes(m_command, length);
 }
 
 } // namespace zrtmon

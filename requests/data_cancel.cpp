@@ -15,7 +15,7 @@ const uint8_t* CDataCancel::GetCommand(uint32_t* length)
 {
     m_command.assign(kFillerSize, 0);
     m_command.insert(m_command.end(), kCancel.begin(), kCancel.end());
-    return Lend(m_command, length);
+    return CommandBytes(m_command, length);
 }
 
 } // namespace zrtmon

@@ -23,7 +23,7 @@ const uint8_t* CDataMoveTo::GetCommand(uint32_t* length)
 {
     const int number = WholeNumber();
     const bool isListed = number >= 0 && number < static_cast<int>(std::size(kMoves));
-    return Lend(isListed ? kMoves[number] : std::span<const uint8_t>(), length);
+    return CommandBytes(isListed ? kMoves[number] : std::span<const uint8_t>(), length);
 }
 
 } // namespace zrtmon

@@ -51,10 +51,10 @@ const uint8_t* CDataSendCommand::GetCommand(uint32_t* length)
     for (const UtilityCommandRow& row : kUtilityCommands) {
         if (row.number == number) {
             m_timeout = row.delayMs;
-            return Lend(row.command, length);
+            return CommandBytes(row.command, length);
         }
     }
-    return Lend({}, length);
+    return CommandBytes({}, length);
 }
 
 int CDataSendCommand::GetParameter(uint32_t index)

@@ -38,7 +38,7 @@ std::string StateText(const std::string& code)
 
 } // namespace
 
-const uint8_t* CDataStationStatus::GetCommand(uint32_t* length) { return Lend(kBay1Command, length); }
+const uint8_t* CDataStationStatus::GetCommand(uint32_t* length) { return CommandBytes(kBay1Command, length); }
 
 BOOL CDataStationStatus::Prepare(const wchar_t* requestText)
 {
@@ -74,7 +74,10 @@ BOOL CDataStationStatus::Parse()
     return TRUE;
 }
 
-const uint8_t* CDataStationStatusBay2::GetCommand(uint32_t* length) { return Lend(kBay2Command, length); }
+const uint8_t* CDataStationStatusBay2::GetCommand(uint32_t* length)
+{
+    return CommandBytes(kBay2Command, length);
+}
 
 BOOL CDataStationStatusBay2::Parse()
 {

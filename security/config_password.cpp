@@ -22,7 +22,7 @@ struct Rules {
     uint32_t delayMs = 0;
 };
 
-/// Empty if the file cannot be loaded, or names no known delay although the delay rule is on.
+/// Empty if the file cannot be loaded, or does not name a known delay although the delay rule is on.
 std::optional<Rules> ReadRules(const wchar_t* path)
 try {
     CXmlPassword file;

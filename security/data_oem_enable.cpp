@@ -22,7 +22,7 @@ const uint8_t* CDataOEMEnable::GetCommand(uint32_t* length)
     m_command.resize(kEnable.size() + kSerialLength);
     m_command.insert(m_command.end(), std::begin(kEnd), std::end(kEnd));
     m_command.insert(m_command.end(), kCommand.begin(), kCommand.end());
-    return Lend(m_command, length);
+    return CommandBytes(m_command, length);
 }
 
 const char* CDataOEMEnable::GetFieldName(uint32_t /*index*/)

@@ -26,7 +26,7 @@ const uint8_t* CDataPassword::GetCommand(uint32_t* length)
     m_command.clear();
     const char* current = m_password.GetCurrent();
     if (!current) {
-        return Lend({}, length);
+        return CommandBytes({}, length);
     }
     uint32_t codeLength = 0;
     const uint8_t* code = GetCommandCode(&codeLength);
@@ -35,7 +35,7 @@ const uint8_t* CDataPassword::GetCommand(uint32_t* length)
     m_command.insert(m_command.end(), CDataSecurity::kCommand.begin(), CDataSecurity::kCommand.end());
     m_command.insert(m_command.end(), code, code + codeLength);
     m_command.insert(m_command.end(), response, response + responseLength);
-    return Lend(m_command, length);
+    return CommandBytes(m_command, length);
 }
 
 BOOL CDataPassword::Prepare(const wchar_t* requestText) { return m_password.SetText(requestText); }
@@ -53,7 +53,10 @@ const char* CDataPassword::GetFieldName(uint32_t /*index*/)
     return nullptr;
 }
 
-const uint8_t* CDataPassword::GetCommandCode(uint32_t* length) const { return Lend(kPresent, length); }
+const uint8_t* CDataPassword::GetCommandCode(uint32_t* length) const
+{
+    return CommandBytes(kPresent, length);
+}
 
 const uint8_t* CDataPasswordDisable::GetCommand(uint32_t* length)
 {
@@ -61,10 +64,13 @@ const uint8_t* CDataPasswordDisable::GetCommand(uint32_t* length)
         return nullptr;
     }
     m_command.push_back(GetModeByte());
-    return Lend(m_command, length);
+    return CommandBytes(m_command, length);
 }
 
-const uint8_t* CDataPasswordDisable::GetCommandCode(uint32_t* length) const { return Lend(kChange, length); }
+const uint8_t* CDataPasswordDisable::GetCommandCode(uint32_t* length) const
+{
+    return CommandBytes(kChange, length);
+}
 
 BOOL CDataPasswordSet::Prepare(const wchar_t* requestText)
 {
@@ -90,7 +96,7 @@ const uint8_t* CDataPasswordSet::GetCommand(uint32_t* length)
         std::copy_n(newPassword, std::strlen(newPassword) + 1,
                     m_command.begin() + static_cast<std::ptrdiff_t>(field));
     }
-    return Lend(m_command, length);
+    return CommandBytes(m_command, length);
 }
 
 } // namespace zrtmon

@@ -21,9 +21,9 @@ public:
 
     /// May throw std::bad_alloc.
     const uint8_t* GetCommand(uint32_t* length) override;
-    /// FALSE without "/" and for passwords that have no 8-bit form.
+    /// FALSE without "/", for passwords that have no 8-bit form, and if memory is exhausted.
     BOOL Prepare(const wchar_t* requestText) override;
-    /// Wipes the command, which has been sent.
+    /// Wipes the command after the attempt to send it.
     void SetSentLength(uint32_t count) override;
     /// Null, and empties both texts of the chain.
     const char* GetFieldName(uint32_t index) override;

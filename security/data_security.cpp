@@ -33,7 +33,7 @@ void ReplaceAll(std::string& text, const Replacement& row)
 
 const std::array<uint8_t, 5> CDataSecurity::kCommand = MakeCommand("NP");
 
-const uint8_t* CDataSecurity::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataSecurity::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataSecurity::Parse()
 {

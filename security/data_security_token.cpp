@@ -30,7 +30,7 @@ void StoreLittleEndian32(uint32_t word, uint8_t* bytes)
 
 } // namespace
 
-const uint8_t* CDataSecurityToken::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataSecurityToken::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataSecurityToken::Prepare(const wchar_t* requestText)
 {
@@ -63,7 +63,7 @@ const uint8_t* CDataSecurityToken::ComputeResponse(const char* password, uint32_
     StoreLittleEndian32(block[1], m_response.data() + 4);
     Wipe(keyBytes.data(), keyBytes.size());
     Wipe(key.data(), key.size());
-    return Lend(m_response, length);
+    return CommandBytes(m_response, length);
 }
 
 uint32_t CDataSecurityToken::GetChallenge(uint8_t* bytes, uint32_t count)

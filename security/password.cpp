@@ -4,6 +4,7 @@
 #include <cstring>
 #include <cwchar>
 #include <iterator>
+#include <new>
 #include <string_view>
 
 #include "platform/wipe.h"
@@ -31,7 +32,12 @@ BOOL CPassword::SetText(const wchar_t* requestText)
     if (!separator) {
         return FALSE;
     }
-    std::wstring parameters = separator + 1;
+    std::wstring parameters;
+    try {
+        parameters = separator + 1;
+    } catch (const std::bad_alloc&) {
+        return FALSE;
+    }
     const bool fits = std::all_of(parameters.begin(), parameters.end(), HasByte);
     if (fits) {
         m_parameters.swap(parameters);

@@ -21,8 +21,8 @@ public:
     CPassword(const CPassword&) = delete;
     CPassword& operator=(const CPassword&) = delete;
 
-    /// Keeps what follows the first "/". FALSE, nothing changed, without "/" or with a character that has no
-    /// byte. May throw std::bad_alloc.
+    /// Keeps what follows the first "/". FALSE, nothing changed, without "/", with a character that cannot be
+    /// encoded, or if memory is exhausted.
     virtual BOOL SetText(const wchar_t* requestText);
     /// GetField of the first parameter.
     virtual const char* GetCurrent() { return GetField(0); }

@@ -5,7 +5,7 @@
 namespace zrtmon {
 
 namespace {
-// The headers' CLSCTX_ALL adds other machines since the platform has COM across them.
+// CLSCTX_ALL in newer headers also allows servers on other machines.
 constexpr DWORD kAnyServerContext = CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER;
 static_assert(kAnyServerContext == 7);
 } // namespace

@@ -44,7 +44,7 @@ private:
     Interface* m_object = nullptr;
 };
 
-/// Owns a variant and what it holds.
+/// Owns a variant and its contents.
 class CVariant {
 public:
     CVariant() { VariantInit(&m_variant); }

@@ -6,8 +6,9 @@
 
 namespace zrtmon {
 
-/// The policy file's three settings. Printer data names the file and the spooler's rights read it, so it must
-/// be a file of at most 1 MiB without a document type declaration. Nothing else is opened for it.
+/// The policy file's three settings. Printer data names the file and the spooler reads it with its own
+/// rights, so it must be a regular file of at most 1 MiB without a document type declaration. Nothing else is
+/// opened for it.
 class CXmlPassword final : public CXmlDocument {
 public:
     /// FALSE if the file is not acceptable or not well-formed.

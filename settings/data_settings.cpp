@@ -9,7 +9,7 @@ namespace {
 constexpr auto kCommand = MakeCommand("NE");
 }
 
-const uint8_t* CDataSettings::GetCommand(uint32_t* length) { return Lend(kCommand, length); }
+const uint8_t* CDataSettings::GetCommand(uint32_t* length) { return CommandBytes(kCommand, length); }
 
 BOOL CDataSettings::NameFields()
 {

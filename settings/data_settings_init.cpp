@@ -38,8 +38,7 @@ BOOL CDataSettingsInit::Prepare(const wchar_t* requestText)
     if (!settings) {
         return FALSE;
     }
-    m_text = settings;
-    return TRUE;
+    return SetReply(settings, static_cast<uint32_t>(reader.GetValueSize())); // up to the first NUL
 }
 
 const wchar_t* CDataSettingsInit::GetTargetPrinter(const wchar_t* requestText)
@@ -74,7 +73,7 @@ const uint8_t* CDataSettingsInitZRT::GetCommand(uint32_t* length)
 {
     const std::span<const uint8_t> commands = MeasureAndBuild(*this, m_commandBuffer);
     ClearText();
-    return Lend(commands, length);
+    return CommandBytes(commands, length);
 }
 
 BOOL CDataSettingsInitZRT::Prepare(const wchar_t* requestText)
@@ -90,7 +89,7 @@ BOOL CDataSettingsInitZRT::BuildCommands(uint8_t* buffer, uint32_t& length) cons
 
 const uint8_t* CDataSettingsInitFlip::GetCommand(uint32_t* length)
 {
-    return Lend(MeasureAndBuild(*this, m_commandBuffer), length);
+    return CommandBytes(MeasureAndBuild(*this, m_commandBuffer), length);
 }
 
 BOOL CDataSettingsInitFlip::BuildCommands(uint8_t* buffer, uint32_t& length) const

@@ -8,19 +8,19 @@
 namespace zrtmon {
 
 /// Writes the settings stored in a printer's data into one settings memory: "InitializeSettings/<printer
-/// name>". The values come from that printer's value "CurrentSettings", a text in the form that reading the
-/// settings answers; settings that it does not name keep their value. No reply is read. Values outside their
+/// name>". The values come from that printer's value "CurrentSettings", a text in the form of the answer to
+/// that name; settings that it does not contain keep their value. No reply is read. Values outside their
 /// range are sent, too.
 class CDataSettingsInit : public CDataSettings {
 public:
     const uint8_t* GetCommand(uint32_t* length) override = 0;
-    /// Loads the settings text. FALSE without "/", for an unknown printer and without the value. May throw
-    /// std::bad_alloc.
+    /// Loads the settings text. FALSE without "/", for an unknown printer, without the value, and if memory
+    /// is exhausted.
     BOOL Prepare(const wchar_t* requestText) override;
     uint32_t GetSendDelay() override { return 0; }
     uint32_t GetReceiveMethod() override { return kReceiveNothing; }
 
-    /// What follows the first "/", or null.
+    /// The text after the first "/", or null if there is none.
     virtual const wchar_t* GetTargetPrinter(const wchar_t* requestText);
 
 protected:

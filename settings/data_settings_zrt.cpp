@@ -19,7 +19,7 @@ BOOL CDataSettingsZRT::Parse()
 
 const uint8_t* CDataSettingsZRTDefault::GetCommand(uint32_t* length)
 {
-    return Lend(kDefaultsCommand, length);
+    return CommandBytes(kDefaultsCommand, length);
 }
 
 BOOL CDataSettingsZRTDefault::Prepare(const wchar_t* /*requestText*/)
@@ -27,7 +27,10 @@ BOOL CDataSettingsZRTDefault::Prepare(const wchar_t* /*requestText*/)
     return EnsureNext<CDataSettingsFlipDefault>();
 }
 
-const uint8_t* CDataSettingsFlip::GetCommand(uint32_t* length) { return Lend(kFlipperCommand, length); }
+const uint8_t* CDataSettingsFlip::GetCommand(uint32_t* length)
+{
+    return CommandBytes(kFlipperCommand, length);
+}
 
 BOOL CDataSettingsFlip::Parse()
 {
@@ -36,7 +39,7 @@ BOOL CDataSettingsFlip::Parse()
 
 const uint8_t* CDataSettingsFlipDefault::GetCommand(uint32_t* length)
 {
-    return Lend(kFlipperDefaultsCommand, length);
+    return CommandBytes(kFlipperDefaultsCommand, length);
 }
 
 } // namespace zrtmon

@@ -33,19 +33,21 @@ struct XmlDeleter {
 };
 template <typename Type>
 using XmlPtr = std::unique_ptr<Type, XmlDeleter>;
-using SharedDocument = std::shared_ptr<xmlDoc>; // every node keeps its document
+using SharedDocument = std::shared_ptr<xmlDoc>; // every node keeps its document alive
 
-class FileDescriptor {
+class CFileDescriptor {
 public:
-    explicit FileDescriptor(const char* path) : m_descriptor(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
-    ~FileDescriptor()
+    explicit CFileDescriptor(const char* path) : m_descriptor(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+    {
+    }
+    ~CFileDescriptor()
     {
         if (m_descriptor >= 0) {
             close(m_descriptor);
         }
     }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    CFileDescriptor(const CFileDescriptor&) = delete;
+    CFileDescriptor& operator=(const CFileDescriptor&) = delete;
     int Get() const { return m_descriptor; }
 
 private:
@@ -62,7 +64,7 @@ bool IsRegularUpTo(int descriptor, uint64_t maxBytes)
 
 std::optional<std::vector<char>> ReadFile(const std::string& path)
 {
-    const FileDescriptor file(path.c_str());
+    const CFileDescriptor file(path.c_str());
     if (!IsRegularUpTo(file.Get(), kMaxDocumentBytes)) {
         return std::nullopt;
     }
@@ -111,14 +113,16 @@ private:
 
 const xmlChar* AsXml(const std::string& text) { return reinterpret_cast<const xmlChar*>(text.c_str()); }
 
-/// Counting and asking for interfaces, for an object that serves one interface besides IUnknown.
+/// Reference counting and QueryInterface, for an object with one interface besides IUnknown. That of a
+/// document can be requested by its id; the others are only returned by operations.
 template <typename Interface>
-class Counted : public Interface {
+class CCounted : public Interface {
 public:
     HRESULT QueryInterface(const IID& iid, void** object) noexcept override
     {
+        constexpr bool isDocument = std::is_same_v<Interface, IXMLDOMDocument>;
         *object = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IXMLDOMDocument) {
+        if (iid != IID_IUnknown && !(isDocument && iid == IID_IXMLDOMDocument)) {
             return E_NOINTERFACE;
         }
         AddRef();
@@ -136,13 +140,13 @@ public:
     }
 
 protected:
-    virtual ~Counted() = default;
+    virtual ~CCounted() = default;
 
 private:
     std::atomic<ULONG> m_count{1};
 };
 
-/// A new object into *slot; S_FALSE and null when there is nothing to make one of.
+/// Creates an object in *slot; S_FALSE and null if exists is false.
 template <typename Object, typename Interface, typename... Arguments>
 HRESULT MakeObject(Interface** slot, bool exists, Arguments&&... arguments)
 {
@@ -150,11 +154,11 @@ HRESULT MakeObject(Interface** slot, bool exists, Arguments&&... arguments)
     return !exists ? S_FALSE : *slot ? S_OK : E_OUTOFMEMORY;
 }
 
-class AttributeMap;
+class CAttributeMap;
 
-class Node final : public Counted<IXMLDOMNode> {
+class CNode final : public CCounted<IXMLDOMNode> {
 public:
-    Node(SharedDocument document, xmlNode* node) : m_document(std::move(document)), m_node(node) {}
+    CNode(SharedDocument document, xmlNode* node) : m_document(std::move(document)), m_node(node) {}
     HRESULT get_attributes(IXMLDOMNamedNodeMap** attributes) noexcept override;
     HRESULT get_nodeValue(VARIANT* value) noexcept override;
 
@@ -163,9 +167,9 @@ private:
     xmlNode* m_node;
 };
 
-class AttributeMap final : public Counted<IXMLDOMNamedNodeMap> {
+class CAttributeMap final : public CCounted<IXMLDOMNamedNodeMap> {
 public:
-    AttributeMap(SharedDocument document, xmlNode* element)
+    CAttributeMap(SharedDocument document, xmlNode* element)
         : m_document(std::move(document)), m_element(element)
     {
     }
@@ -176,9 +180,9 @@ private:
     xmlNode* m_element;
 };
 
-class DocumentType final : public Counted<IXMLDOMDocumentType> {};
+class CDocumentType final : public CCounted<IXMLDOMDocumentType> {};
 
-class Document final : public Counted<IXMLDOMDocument> {
+class CDocument final : public CCounted<IXMLDOMDocument> {
 public:
     HRESULT put_preserveWhiteSpace(VARIANT_BOOL) noexcept override { return S_OK; }
     HRESULT put_async(VARIANT_BOOL async) noexcept override { return Set(m_isAsync, async); }
@@ -215,12 +219,12 @@ HRESULT Guard(Body&& body) noexcept
     }
 }
 
-HRESULT Node::get_attributes(IXMLDOMNamedNodeMap** attributes) noexcept
+HRESULT CNode::get_attributes(IXMLDOMNamedNodeMap** attributes) noexcept
 {
-    return MakeObject<AttributeMap>(attributes, m_node->type == XML_ELEMENT_NODE, m_document, m_node);
+    return MakeObject<CAttributeMap>(attributes, m_node->type == XML_ELEMENT_NODE, m_document, m_node);
 }
 
-HRESULT Node::get_nodeValue(VARIANT* value) noexcept
+HRESULT CNode::get_nodeValue(VARIANT* value) noexcept
 {
     return Guard([&]() -> HRESULT {
         VariantInit(value);
@@ -246,7 +250,7 @@ std::string QualifiedName(const xmlAttr& attribute)
     return prefix ? std::string(prefix) + ':' + name : name;
 }
 
-HRESULT AttributeMap::getNamedItem(BSTR name, IXMLDOMNode** item) noexcept
+HRESULT CAttributeMap::getNamedItem(BSTR name, IXMLDOMNode** item) noexcept
 {
     return Guard([&]() -> HRESULT {
         *item = nullptr;
@@ -255,12 +259,12 @@ HRESULT AttributeMap::getNamedItem(BSTR name, IXMLDOMNode** item) noexcept
         while (attribute && QualifiedName(*attribute) != *key) {
             attribute = attribute->next;
         }
-        return MakeObject<Node>(item, attribute != nullptr, m_document,
-                                reinterpret_cast<xmlNode*>(attribute));
+        return MakeObject<CNode>(item, attribute != nullptr, m_document,
+                                 reinterpret_cast<xmlNode*>(attribute));
     });
 }
 
-HRESULT Document::load(VARIANT path, VARIANT_BOOL* loaded) noexcept
+HRESULT CDocument::load(VARIANT path, VARIANT_BOOL* loaded) noexcept
 {
     *loaded = VARIANT_FALSE;
     m_document.reset();
@@ -291,12 +295,12 @@ HRESULT Document::load(VARIANT path, VARIANT_BOOL* loaded) noexcept
     });
 }
 
-HRESULT Document::get_doctype(IXMLDOMDocumentType** type) noexcept
+HRESULT CDocument::get_doctype(IXMLDOMDocumentType** type) noexcept
 {
-    return MakeObject<DocumentType>(type, m_document && m_document->intSubset);
+    return MakeObject<CDocumentType>(type, m_document && m_document->intSubset);
 }
 
-HRESULT Document::selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept
+HRESULT CDocument::selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept
 {
     return Guard([&]() -> HRESULT {
         *node = nullptr;
@@ -314,7 +318,7 @@ HRESULT Document::selectSingleNode(BSTR expression, IXMLDOMNode** node) noexcept
             return errors.IsMemoryExhausted() ? E_OUTOFMEMORY : E_INVALIDARG;
         }
         const bool any = !xmlXPathNodeSetIsEmpty(found->nodesetval);
-        return MakeObject<Node>(node, any, m_document, any ? found->nodesetval->nodeTab[0] : nullptr);
+        return MakeObject<CNode>(node, any, m_document, any ? found->nodesetval->nodeTab[0] : nullptr);
     });
 }
 
@@ -324,7 +328,7 @@ bool IsRegularFile(const wchar_t* path, uint64_t maxBytes) noexcept
 {
     try {
         const std::optional<std::string> file = WideToUtf8(path);
-        return file && IsRegularUpTo(FileDescriptor(file->c_str()).Get(), maxBytes);
+        return file && IsRegularUpTo(CFileDescriptor(file->c_str()).Get(), maxBytes);
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -343,7 +347,7 @@ HRESULT CoCreateInstance(const CLSID& classId, IUnknown* outer, DWORD context, c
     if (classId != zrtmon::CLSID_DOMDocument || outer || !(context & CLSCTX_INPROC_SERVER)) {
         return REGDB_E_CLASSNOTREG;
     }
-    auto* document = new (std::nothrow) zrtmon::Document;
+    auto* document = new (std::nothrow) zrtmon::CDocument;
     if (!document) {
         return E_OUTOFMEMORY;
     }

@@ -31,7 +31,7 @@ private:
 
 bool IsSlash(wchar_t c) { return c == L'\\' || c == L'/'; }
 
-/// Whether the XML services would take the text for an address ("http:..."). One letter and ":" is a drive.
+/// Whether the XML services would treat the path as an address ("http:..."). One letter and ":" is a drive.
 bool HasScheme(const wchar_t* path)
 {
     size_t length = 0;
@@ -41,7 +41,7 @@ bool HasScheme(const wchar_t* path)
     return path[length] == L':' && length != 1;
 }
 
-/// Whether the path begins with "\\.\", "\\?\" or "\??\", which pass it to a device unchecked.
+/// Whether the path begins with "\\.\", "\\?\" or "\??\", which bypass the system's checks of a path.
 bool HasDevicePrefix(const wchar_t* path)
 {
     return IsSlash(path[0]) && ((IsSlash(path[1]) && path[2] == L'.' && IsSlash(path[3])) ||

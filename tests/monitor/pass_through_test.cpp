@@ -1,4 +1,5 @@
-// What the entry points pass to the lower monitor, the port list with several threads, and the guard of the entries.
+// What the entry points pass to the lower monitor, the port list with several threads, and the guard of the
+// entries.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -62,8 +63,9 @@ MONITOR2* RecordingMonitor()
             return TRUE;
         };
         entries.pfnEndDocPort = [](HANDLE) WINAPI -> BOOL { return TRUE; };
-        entries.pfnGetPrinterDataFromPort = [](HANDLE port, DWORD code, LPWSTR name, LPWSTR input, DWORD inputSize,
-                                               LPWSTR output, DWORD outputSize, LPDWORD returned) WINAPI -> BOOL {
+        entries.pfnGetPrinterDataFromPort = [](HANDLE port, DWORD code, LPWSTR name, LPWSTR input,
+                                               DWORD inputSize, LPWSTR output, DWORD outputSize,
+                                               LPDWORD returned) WINAPI -> BOOL {
             lastCalls.control = {port, code, name, input, inputSize, output, outputSize, returned};
             return TRUE;
         };
@@ -136,9 +138,11 @@ TEST(PortList, ThreadsOpenAndClosePortsConcurrently)
             }
             for (int round = 0; round < 20; ++round) {
                 HANDLE port = nullptr;
-                ASSERT_TRUE(OpenPortEx(nullptr, nullptr, name.data(), printerName, &port, RecordingMonitor()));
+                ASSERT_TRUE(
+                    OpenPortEx(nullptr, nullptr, name.data(), printerName, &port, RecordingMonitor()));
                 HANDLE second = nullptr;
-                EXPECT_FALSE(OpenPortEx(nullptr, nullptr, name.data(), printerName, &second, RecordingMonitor()));
+                EXPECT_FALSE(
+                    OpenPortEx(nullptr, nullptr, name.data(), printerName, &second, RecordingMonitor()));
                 EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
                 EXPECT_TRUE(ClosePort(port));
             }

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <string>
 
 #include "link/print_monitor_zrt.h"
 #include "platform/faults.h"
+#include "platform/spooler_admin.h"
 #include "platform/virtual_clock.h"
 #include "requests/data.h"
 #include "security/config_password.h"
@@ -78,6 +80,34 @@ void UseRequest(CPrintMonitorZRT& model, const std::wstring& text)
     ASSERT_NE(nullptr, command);
     token->GetNext()->SetSentLength(length);
     EXPECT_EQ(length, std::count(command, command + length, 0)) << "its block stays for the next command";
+}
+
+TEST(ParameterFaults, WithoutMemoryARequestIsRefused)
+{
+    spooler::CreatePrinter(L"Cards");
+    spooler::StoreValue(L"Cards", L"CurrentSettings", REG_BINARY, "BlueLED=1," + std::string(100, ' '));
+    const std::wstring longText(100, L'1');
+    for (const wchar_t* name :
+         {L"Password/", L"DisablePassword/", L"EnablePassword/", L"SetAdminPassword/a/",
+          L"SetUserPassword/a/", L"MoveTo/", L"StationStatus/", L"InitializeSettings/Cards"}) {
+        const bool takesNewPassword = std::wcsstr(name, L"Password/a") != nullptr;
+        const std::wstring text = name + (name[0] == L'I' ? L"" : takesNewPassword ? L"12345678901" : longText);
+        bool fired = true;
+        bool isRefused = false;
+        for (uint64_t failAt = 0; fired; ++failAt) {
+            ASSERT_LT(failAt, 100u) << "the sweep does not end";
+            CPrintMonitorZRT model;
+            ASSERT_TRUE(model.GetRequest(model.GetRequestCode(name)));
+            const CFaultPlan plan(FaultPoint::Allocation, failAt);
+            const CData* request = nullptr;
+            EXPECT_NO_THROW(request = model.GetRequestByName(text.c_str()));
+            fired = plan.Fired();
+            EXPECT_TRUE(request || fired);
+            isRefused = isRefused || !request;
+        }
+        EXPECT_TRUE(isRefused) << "no allocation failed";
+    }
+    spooler::RemovePrinter(L"Cards");
 }
 
 TEST(PasswordMemory, IsWipedBeforeItIsFreed)
