@@ -149,10 +149,11 @@ BOOL CMonitor::RunRequestWithRetry(PortRecord* port, const Query& query)
 }
 
 /// A query may be sent only where the bytes sent so far end at a boundary: the scanner, which CanInterleave
-/// asks, may be ahead of the printer. The result is valid only under the exchange mutex.
+/// asks, may be ahead of the printer. A query that has opened its own channel knows that no document is open.
+/// Under the exchange mutex, without which more of the document may be sent.
 bool CMonitor::IsAtBoundary()
 {
-    return m_printMonitor->SentJobDataEndsAtBoundary() && m_printMonitor->CanInterleave();
+    return (m_ownsChannel || m_printMonitor->SentJobDataEndsAtBoundary()) && m_printMonitor->CanInterleave();
 }
 
 /// One attempt. The request is prepared, run and read out in one hold of the exchange mutex (which its owner
@@ -171,7 +172,7 @@ BOOL CMonitor::RunQuery(PortRecord* port, const Query& query)
     if (!request) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    if (!RunRequest(port, request, FALSE)) {
+    if (!RunChain(port, request)) {
         return FALSE;
     }
     const auto needed = static_cast<DWORD>(ChainTextLength(request) + 1);
@@ -309,8 +310,8 @@ void CMonitor::FlushHeldData(PortRecord* port)
 void CMonitor::SendAllPending(PortRecord* port, CDataPrintJob& job)
 {
     RunRequest(port, &job, TRUE);
-    DWORD lastProgress =
-        GetTickCount(); // after the first run, whose wait for a query's exchange does not count
+    // After the first run, whose wait for a query's exchange does not count.
+    DWORD lastProgress = GetTickCount();
     while (job.HasPending() && GetTickCount() - lastProgress < kFlushLimitMs) {
         const uint32_t before = job.GetPendingLength();
         RunRequest(port, &job, TRUE);
@@ -328,7 +329,7 @@ void CMonitor::WatchJob(PortRecord* port)
     for (;;) {
         if (queue.IsFirstJobDeleted()) {
             if (CancelJob(port)) {
-                m_printMonitor->ResetJob(); // the printer is no longer inside anything
+                m_printMonitor->ResetJob(); // the printer is not inside a packet or card any more
             }
             return;
         }

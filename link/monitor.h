@@ -70,7 +70,7 @@ protected:
     HANDLE ExchangeMutex() const { return m_exchangeMutex.Get(); }
 
 private:
-    /// A value name and where its answer goes.
+    /// A value name and the buffers for its answer.
     struct Query {
         const wchar_t* valueName;
         char* output;

@@ -16,8 +16,8 @@ public:
     CPrintJob(const CPrintJob&) = delete;
     CPrintJob& operator=(const CPrintJob&) = delete;
 
-    /// The first count jobs as records of that level, their number in *returned. Null if there is none or
-    /// the spooler refuses. Borrowed until the next call.
+    /// The first count jobs as records of that level, their number in *returned. Null if the queue is empty
+    /// or the spooler refuses. Borrowed until the next call.
     const uint8_t* Enumerate(DWORD count, DWORD level, DWORD* returned);
 
     /// The job at the head of the queue has been deleted, or is about to be.

@@ -20,7 +20,8 @@ struct PortRecord;
 ///
 /// Requests are created on first use, one for each code, and live as long as the model; all returned pointers
 /// are borrowed. The registry may be used from any thread; the request objects themselves, and the transport,
-/// only under the device link's exchange mutex or, for the print job, on the document's thread.
+/// only under the device link's exchange mutex or, for the print job, on the document's thread. (The status
+/// request, which has no value name, is also read there.)
 class CPrintMonitor {
 public:
     CPrintMonitor();

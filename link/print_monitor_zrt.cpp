@@ -40,7 +40,7 @@ std::unique_ptr<CData> MakeOemEnable()
     return serialNumber;
 }
 
-/// A password command, chained after the request for the challenge that it answers.
+/// A password command, chained after the request for the challenge that it responds to.
 template <typename Command>
 std::unique_ptr<CData> MakePasswordCommand()
 {

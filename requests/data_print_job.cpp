@@ -120,6 +120,8 @@ void CDataPrintJob::DropBuffer()
 {
     m_pending = nullptr;
     m_pendingLength = 0;
+    m_bufferedLength = 0;
+    m_heldStart = 0;
     m_accepted = 0;
     m_sentAtBoundary.store(true, std::memory_order_release);
 }

@@ -55,8 +55,8 @@ public:
     void Reoffer(const uint8_t* data, uint32_t length);
 
     /// Ends the document's data: forgets a buffer that was not sent completely, which its caller will not
-    /// offer again. No byte follows, so SentDataEndsAtBoundary is true from now on. What has been scanned
-    /// stays scanned.
+    /// offer again, and what was held back. No byte follows, so SentDataEndsAtBoundary is true from now on.
+    /// What has been scanned stays scanned.
     void DropBuffer();
 
     /// How many of the pending bytes complete a unit whose beginning has been sent: a command there would

@@ -56,15 +56,15 @@ uint32_t CDataPrintJobZRT::ScanCommands(const uint8_t* data, uint32_t length)
     return position;
 }
 
-/// The bytes at the start of a piece that complete a record. After a "C" command only the marker of the first
-/// record ends its parameters.
+/// The bytes at the start of a piece that complete a record. The parameters of a "C" command end only with the
+/// marker of the first record, so that record counts as begun.
 uint32_t CDataPrintJobZRT::RecordRest(const Piece& piece) const
 {
     if (m_scanState == ScanState::RecordBody) {
         return kRecordBodySize;
     }
-    const bool isRecordNext = m_scanState == ScanState::RecordMarkerDue && piece.length > 0;
-    return isRecordNext && piece.data[0] == kRecordMarker ? kRecordSize : 0;
+    const bool isFirst = m_scanState == ScanState::RecordMarkerDue && m_isFirstRecordDue;
+    return isFirst && piece.length > 0 && piece.data[0] == kRecordMarker ? kRecordSize : 0;
 }
 
 uint32_t CDataPrintJobZRT::ScanUnit(Piece& piece, uint32_t position)
@@ -79,12 +79,14 @@ uint32_t CDataPrintJobZRT::ScanUnit(Piece& piece, uint32_t position)
     if (m_scanState == ScanState::RecordMarkerDue) {
         const uint32_t past = SkipRecords(piece.data, piece.length, position);
         if (past > position) {
+            m_isFirstRecordDue = false;
             return past;
         }
         if (piece.data[position] == kRecordMarker) {
             if (piece.length - position < kRecordHeadSize) {
                 return position;
             }
+            m_isFirstRecordDue = false;
             m_scanState = ScanState::RecordBody;
             return position + kRecordHeadSize;
         }
@@ -140,6 +142,7 @@ uint32_t CDataPrintJobZRT::ScanCard(const Piece& piece, uint32_t position)
         return position;
     }
     ++m_releasedCardCommandCount;
+    m_isFirstRecordDue = true;
     m_scanState = ScanState::RecordMarkerDue;
     return static_cast<uint32_t>(static_cast<const uint8_t*>(marker) - piece.data);
 }

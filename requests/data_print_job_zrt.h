@@ -56,6 +56,7 @@ private:
     /// As m_cardCount, but each "C" is counted once, when it is released: decides whether what has been sent
     /// ends between two cards.
     uint32_t m_releasedCardCommandCount = 0;
+    bool m_isFirstRecordDue = false; ///< RecordMarkerDue follows a "C" command, not a record
 };
 
 } // namespace zrtmon

@@ -16,12 +16,12 @@ namespace zrtmon {
 namespace {
 
 constexpr uint32_t kChunkSize = 2048;
-constexpr uint32_t kBufferSize = kChunkSize + 1; // one more for the NUL behind a full chunk
+constexpr uint32_t kBufferSize = kChunkSize + 1; // one more for the NUL after a full chunk
 constexpr DWORD kPortReadLimitMs = 3000;
 constexpr unsigned kVendorReadAttempts = 10;
 constexpr DWORD kVendorReadPauseMs = 100;
 constexpr size_t kVendorHeaderSize = 3;
-// A device that never stops sending must not hold the port for ever: the longest answer of the printer
+// A device that never stops sending must not hold the port: the longest reply of the printer
 // family takes two chunks.
 constexpr unsigned kMaxReplyChunks = 64;
 constexpr DWORD kMaxValueSize = 16 << 20;
@@ -48,7 +48,7 @@ BOOL CPrinterData::Exchange(PortRecord* port, CData* request)
     if (!Send(port, request)) {
         return FALSE;
     }
-    SetLastError(ERROR_SUCCESS); // what a send that succeeded has left is no reason for a reply that fails
+    SetLastError(ERROR_SUCCESS); // an error left by a successful send must not be taken for the reply's
     return Receive(port, request);
 }
 

@@ -31,8 +31,8 @@ public:
     virtual BOOL QuerySecurity(PortRecord* port, BOOL* mayPrint);
     /// Presents the last password again. TRUE if the printer is validated afterwards.
     virtual BOOL Reauthenticate(PortRecord* port);
-    /// Presents the password stored in printer data, and removes it from there. FALSE if there is none or it
-    /// could not be presented, in which case it stays.
+    /// Presents the password stored in printer data, and removes it from there. FALSE if no password is
+    /// stored or it could not be presented, in which case it stays.
     virtual BOOL AuthenticateFromPrinterData(PortRecord* port);
     /// Runs the "Password" request, prepared with this text ("/password"), or for null as it was last
     /// prepared.

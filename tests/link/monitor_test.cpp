@@ -339,7 +339,7 @@ TEST_F(CMonitorTest, RefusedNamesAndParametersDoNotWait)
     EXPECT_EQ(1u, port.clock.Elapsed());
 }
 
-TEST_F(CMonitorTest, AnAttemptWaitsForTheExchangeBeforeItLooksForABoundary)
+TEST_F(CMonitorTest, AnAttemptWaitsForTheExchangeBeforeItChecksForABoundary)
 {
     StartDocument();
     model->canInterleave = false;
@@ -424,7 +424,7 @@ TEST_F(CMonitorTest, TheEndOfADocumentWaitsWhileThePrinterPrints)
     EXPECT_EQ("-1 1 83 8", Published()) << "the previous error does not apply to the next job";
 }
 
-TEST_F(CMonitorTest, ACancelRunsBesideQueriesWhichUseTheDocumentsPort)
+TEST_F(CMonitorTest, ACancelRunsConcurrentlyWithQueriesOnTheDocumentsPort)
 {
     StartDocument();
     CVirtualClock::CClockThread query([this] {

@@ -39,13 +39,13 @@ std::string Card()
 }
 
 /// Offers data as the spooler and the device link do, at most limit bytes at a time.
-class Feeder {
+class CFeeder {
 public:
     CDataPrintJobZRT job;
     std::string sent;
     std::vector<size_t> pieces;
 
-    Feeder() { job.Prepare(nullptr); }
+    CFeeder() { job.Prepare(nullptr); }
 
     /// One buffer until it is taken, or until nothing of it can go any more. Answers the count taken.
     size_t Offer(const std::string& data)
@@ -89,7 +89,7 @@ class Scan : public testing::TestWithParam<ScanCase> {};
 
 TEST_P(Scan, CutsBetweenUnitsAndLosesNothing)
 {
-    Feeder feeder;
+    CFeeder feeder;
     std::string all;
     for (const std::string& data : GetParam().offered) {
         EXPECT_EQ(data.size(), feeder.Offer(data));
@@ -140,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(PrintJob, LessMayGoThanWasHeld)
 {
     // Three held bytes could have begun a command; the next show that they do not.
-    Feeder feeder;
+    CFeeder feeder;
     ASSERT_EQ(8u, feeder.Offer(Header(20)));
     EXPECT_EQ(3u, feeder.Offer("\x1B"s + "ab"));
     EXPECT_EQ(1u, feeder.Offer("c"));
@@ -169,7 +169,7 @@ TEST(PrintJob, AtTheEndHeldBytesAreSentAndAPieceThatWasNotSentIsDropped)
           Case{"HeldAndNotCompleted", header, Command("X"), "", 0, Command("X")},
           Case{"BeforeHeldBytesThatWouldFollowAGap", Header(20), "\x1B"s + "ab", "c", 0, ""}}) {
         SCOPED_TRACE(c.name);
-        Feeder feeder;
+        CFeeder feeder;
         for (const std::string& data : {c.sent, c.held}) {
             EXPECT_EQ(data.size(), feeder.Offer(data));
         }
@@ -185,7 +185,7 @@ TEST(PrintJob, AtTheEndHeldBytesAreSentAndAPieceThatWasNotSentIsDropped)
 
 TEST(PrintJob, AFullBufferWithoutAUnitDropsWhatFollows)
 {
-    Feeder feeder;
+    CFeeder feeder;
     ASSERT_EQ(8u, feeder.Offer(Header(100000)));
     const std::string card = Command("C") + std::string(2000, 'p'); // its marker never comes
     EXPECT_EQ(card.size(), feeder.Offer(card));
@@ -242,7 +242,7 @@ TEST(PrintJob, CutAtAnyByteAndPrintedAgainAfterBeingGivenUpThereItIsTheSame)
     const std::string job(built.bytes.begin(), built.bytes.end());
     for (size_t cut = 0; cut <= job.size(); ++cut) {
         SCOPED_TRACE(cut);
-        Feeder feeder;
+        CFeeder feeder;
         feeder.Offer("not framed");
         feeder.job.Prepare(nullptr);
         feeder.pieces.clear();

@@ -15,7 +15,7 @@ using namespace std::string_literals;
 using test::CUnitPort;
 
 /// A request with every transport choice open.
-class FreeData : public CData {
+class CFreeData : public CData {
 public:
     std::string command = "\x1B\0\2Nr"s;
     uint32_t sendMethod = kSendToPort;
@@ -41,12 +41,12 @@ public:
 
 struct TransportTest : testing::Test {
     CUnitPort port;
-    FreeData request;
+    CFreeData request;
     CPrinterData transport;
     uint64_t Elapsed() const { return port.clock.Elapsed(); }
 };
 
-TEST_F(TransportTest, FailedSendsAreToldAndNotWaitedFor)
+TEST_F(TransportTest, FailedSendsAreReportedWithoutADelay)
 {
     port.lower.allow = [](const char*) { return false; };
     for (const uint32_t method : {uint32_t{CData::kSendToPort}, uint32_t{CData::kSendVendorControl}, 7u}) {
@@ -127,7 +127,7 @@ TEST_F(TransportTest, WhatASendLeavesBehindIsNoReasonForALostReply)
     EXPECT_EQ(DWORD{ERROR_SUCCESS}, GetLastError());
 }
 
-TEST_F(TransportTest, VendorCommandsGoBehindThreeZeroBytes)
+TEST_F(TransportTest, VendorCommandsFollowThreeZeroBytes)
 {
     port.lower.control = [this](DWORD code, const std::string& input) {
         EXPECT_EQ(0x220038u, code);

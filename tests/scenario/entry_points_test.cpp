@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <cwctype>
@@ -127,6 +128,34 @@ TEST(EntryPoints, ADocumentWhosePortWasClosedIsReleasedByItsLateEnd)
     }
     EXPECT_EQ(calls, fixture.lower.CallCount());
     EXPECT_EQ(0u, fixture.JobStatus() & JOB_STATUS_PRINTED) << "it was not sent completely";
+}
+
+TEST(EntryPoints, AChannelSendsNothingOfAnEarlierDocumentAndForbidsNoQuery)
+{
+    COpenPortFixture fixture;
+    std::string sent;
+    fixture.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
+        sent.append(reinterpret_cast<const char*>(data), size);
+        return size;
+    };
+    const std::string packet("\x1B_\0\0\0\0\0\4\x1B\0\2Q\n", 13);
+    EXPECT_TRUE(fixture.Print({packet.begin(), packet.end()}));
+    sent.clear();
+    DOC_INFO_2W channel{};
+    channel.dwMode = DI_CHANNEL;
+    ASSERT_TRUE(fixture.table->pfnStartDocPort(fixture.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
+    const std::string text = "text that is sent in part";
+    EXPECT_EQ(text.size(), fixture.Offer(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
+    EXPECT_EQ(text, sent);
+    fixture.lower.limitWrite = [](const uint8_t*, DWORD size) { return std::min<DWORD>(size, 1); };
+    DWORD written = 0;
+    for (int offer = 0; offer < 2; ++offer) {
+        fixture.table->pfnWritePort(fixture.port, reinterpret_cast<LPBYTE>(const_cast<char*>(text.data())), 9,
+                                    &written);
+    }
+    EXPECT_TRUE(fixture.table->pfnEndDocPort(fixture.port));
+    fixture.lower.limitWrite = nullptr;
+    EXPECT_TRUE(fixture.Ask(L"CardCount").ok);
 }
 
 TEST(EntryPoints, DocumentsWaitForChannelsAndTurnsAreTaken)

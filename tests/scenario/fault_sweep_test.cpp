@@ -122,7 +122,7 @@ TEST(FaultSweep, SettingsWithoutMemoryForTheirChainAreRefused)
     }
 }
 
-TEST(FaultSweep, AQueryBehindADeletedJobIsSentOnlyWhereTheCancelWas)
+TEST(FaultSweep, AQueryAfterADeletedJobIsSentOnlyIfTheCancelWas)
 {
     const std::vector<uint8_t> job = sim::BuildJob({.cards = 3}).bytes;
     bool fired = true;

@@ -5,8 +5,10 @@
 #include <deque>
 #include <string>
 
+#include "platform/faults.h"
 #include "platform/spooler_admin.h"
 #include "simulator/job_builder.h"
+#include "tests/support/allocation.h"
 #include "tests/support/policy_file.h"
 #include "tests/support/spooler_fixture.h"
 
@@ -16,8 +18,8 @@ namespace {
 using test::CSpoolerFixture;
 
 constexpr const char* kLocked = "protected=1,admin-password=boss,user-password=clerk,card-ms=100";
-constexpr uint64_t kLookMs = 5000; ///< long enough for the gate to ask some times
-constexpr uint64_t kOneLookMs = 1;
+constexpr uint64_t kSeveralChecksMs = 5000; ///< long enough for the gate to ask some times
+constexpr uint64_t kOneCheckMs = 100;
 
 struct CGateFixture : test::COpenPortFixture {
     explicit CGateFixture(const std::string& options = kLocked) : COpenPortFixture(options) {}
@@ -28,21 +30,21 @@ struct CGateFixture : test::COpenPortFixture {
     }
     bool IsPasswordWanted() const { return ValueOf(L"PrinterError") == "100"; }
     /// Begins a document and offers the job until it is taken or the gate has held its end for a while.
-    bool Goes()
+    bool IsReleased()
     {
         EXPECT_TRUE(StartDocument());
         m_taken = 0;
-        return GoesOn();
+        return IsReleasedNow();
     }
     /// A whole document that is not held.
-    bool Prints() { return Goes() && EndDocument(); }
-    bool Finishes() { return GoesOn() && EndDocument(); }
+    bool Prints() { return IsReleased() && EndDocument(); }
+    bool Finishes() { return IsReleasedNow() && EndDocument(); }
     void ExpectPrinted(uint32_t cards)
     {
         EXPECT_EQ(cards, Printer().View().cardsPrinted);
         EXPECT_EQ(0u, Printer().View().violationCount);
     }
-    bool GoesOn(uint64_t lookMs = kLookMs)
+    bool IsReleasedNow(uint64_t lookMs = kSeveralChecksMs)
     {
         m_taken += Offer(job.data() + m_taken, job.size() - m_taken, {}, lookMs);
         return m_taken == job.size();
@@ -82,16 +84,16 @@ TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
         SCOPED_TRACE(password);
         CGateFixture fixture;
         fixture.Printer().SetPasswords(boss, "clerk");
-        EXPECT_FALSE(fixture.Goes());
+        EXPECT_FALSE(fixture.IsReleased());
         EXPECT_TRUE(fixture.IsPasswordWanted());
         fixture.StorePassword("wrong");
-        EXPECT_FALSE(fixture.GoesOn(kOneLookMs));
+        EXPECT_FALSE(fixture.IsReleasedNow(kOneCheckMs));
         EXPECT_EQ("1", fixture.ValueOf(L"PrinterError")) << "presented, whatever came of it";
         EXPECT_EQ("-", fixture.ValueOf(L"Password"));
-        EXPECT_FALSE(fixture.GoesOn());
+        EXPECT_FALSE(fixture.IsReleasedNow());
         EXPECT_TRUE(fixture.IsPasswordWanted());
         fixture.StorePassword(password);
-        EXPECT_FALSE(fixture.GoesOn(kOneLookMs));
+        EXPECT_FALSE(fixture.IsReleasedNow(kOneCheckMs));
         EXPECT_EQ("1", fixture.ValueOf(L"PrinterError"));
         EXPECT_EQ("-", fixture.ValueOf(L"Password"));
         EXPECT_TRUE(fixture.Finishes());
@@ -110,12 +112,12 @@ TEST(PasswordGate, LetsOneJobThroughForAValidation)
     EXPECT_TRUE(fixture.Prints());
     fixture.Printer().SetValidated(true); // as if it had not been dropped
     const uint64_t asked = fixture.Asked();
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     EXPECT_GE(fixture.Asked() - asked, 3u);
     EXPECT_LE(fixture.Asked() - asked, 6u) << "once a second";
     EXPECT_FALSE(fixture.IsPasswordWanted());
     fixture.Printer().SetValidated(false);
-    EXPECT_FALSE(fixture.GoesOn(kOneLookMs));
+    EXPECT_FALSE(fixture.IsReleasedNow(kOneCheckMs));
     fixture.Printer().SetValidated(true);
     EXPECT_TRUE(fixture.Finishes());
     fixture.ExpectPrinted(2);
@@ -129,7 +131,7 @@ TEST(PasswordGate, AJobWithoutProtectionIsNotHeldAndUsesUpNoValidation)
         fixture.Printer().SetProtection(on);
         fixture.Printer().SetValidated(on);
         const uint64_t start = fixture.clock.Elapsed();
-        EXPECT_TRUE(fixture.Goes());
+        EXPECT_TRUE(fixture.IsReleased());
         EXPECT_LT(fixture.clock.Elapsed() - start, 1000u);
         EXPECT_FALSE(fixture.IsPasswordWanted());
         EXPECT_TRUE(fixture.EndDocument());
@@ -144,7 +146,7 @@ TEST(PasswordGate, EachJobOfADocumentNeedsAPasswordOfItsOwn)
     fixture.Printer().SetValidated(true);
     const std::vector<uint8_t> first = fixture.job;
     fixture.job.insert(fixture.job.end(), first.begin(), first.end());
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     EXPECT_EQ(1u, fixture.Printer().View().jobsEnded);
     EXPECT_TRUE(fixture.IsPasswordWanted());
 }
@@ -152,7 +154,7 @@ TEST(PasswordGate, EachJobOfADocumentNeedsAPasswordOfItsOwn)
 TEST(PasswordGate, ProtectionSwitchedOffReleasesTheJob)
 {
     CGateFixture fixture;
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     fixture.Printer().SetProtection(false);
     EXPECT_TRUE(fixture.Finishes());
     fixture.ExpectPrinted(1);
@@ -178,7 +180,7 @@ TEST(PasswordGate, TheFirstCardOfADayWantsAFreshPassword)
         if (*day.stored) {
             fixture.StorePassword(day.stored);
         }
-        EXPECT_EQ(day.goes, fixture.Goes());
+        EXPECT_EQ(day.goes, fixture.IsReleased());
         EXPECT_TRUE(fixture.EndDocument());
     }
 }
@@ -189,7 +191,7 @@ TEST(PasswordGate, AChangedPolicyWantsAFreshPassword)
     fixture.StorePassword("clerk");
     EXPECT_TRUE(fixture.Prints());
     fixture.policy.Write(test::PolicyText(std::string(kAfterAnHour) + kOnFirstCard));
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     EXPECT_TRUE(fixture.IsPasswordWanted());
 }
 
@@ -201,12 +203,12 @@ TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
         CPolicyFixture fixture(behind);
         fixture.StorePassword("clerk");
         EXPECT_TRUE(fixture.Prints());
-        EXPECT_TRUE(fixture.Goes()) << "within the hour";
+        EXPECT_TRUE(fixture.IsReleased()) << "within the hour";
         EXPECT_FALSE(fixture.IsPasswordWanted());
         EXPECT_TRUE(fixture.EndDocument());
         EXPECT_EQ(2u, fixture.Printer().View().passwordsAccepted);
         Sleep(3600 * 1000);
-        EXPECT_FALSE(fixture.Goes());
+        EXPECT_FALSE(fixture.IsReleased());
         EXPECT_TRUE(fixture.IsPasswordWanted());
         EXPECT_EQ(2u, fixture.Printer().View().passwordsAccepted);
         EXPECT_TRUE(fixture.EndDocument());
@@ -226,7 +228,7 @@ TEST(PasswordGate, WithoutItsFileOrItsNameThePolicyIsGone)
         } else {
             fixture.policy.Remove();
         }
-        EXPECT_FALSE(fixture.Goes());
+        EXPECT_FALSE(fixture.IsReleased());
         EXPECT_TRUE(fixture.IsPasswordWanted());
         EXPECT_TRUE(fixture.EndDocument());
     }
@@ -236,7 +238,7 @@ TEST(PasswordGate, AWrongPasswordIsPresentedAgainOnceAndThenAskedFor)
 {
     CPolicyFixture fixture;
     fixture.StorePassword("wrong");
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     EXPECT_TRUE(fixture.IsPasswordWanted());
     EXPECT_GE(fixture.Printer().View().passwordsRefused, 2u);
     fixture.StorePassword("clerk");
@@ -244,7 +246,7 @@ TEST(PasswordGate, AWrongPasswordIsPresentedAgainOnceAndThenAskedFor)
     EXPECT_EQ(1u, fixture.Printer().View().cardsPrinted);
 }
 
-TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
+TEST(PasswordGate, ProtectionSwitchedOnDuringAJobHoldsItsEnd)
 {
     CGateFixture fixture("admin-password=boss,card-ms=100");
     fixture.job = sim::BuildJob({.cards = 3}).bytes;
@@ -255,7 +257,7 @@ TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
         }
         return size;
     };
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     EXPECT_TRUE(fixture.IsPasswordWanted());
     EXPECT_EQ(0u, fixture.Printer().View().jobsEnded);
     fixture.StorePassword("boss");
@@ -263,13 +265,13 @@ TEST(PasswordGate, ProtectionSwitchedOnInTheMiddleHoldsTheEnd)
     fixture.ExpectPrinted(3);
 }
 
-TEST(PasswordGate, ABusyPrinterIsWaitedForBehindTheGate)
+TEST(PasswordGate, ABusyPrinterIsWaitedForAfterTheGate)
 {
     CGateFixture fixture;
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     fixture.Printer().SetBusy(true);
     fixture.StorePassword("clerk");
-    EXPECT_FALSE(fixture.GoesOn());
+    EXPECT_FALSE(fixture.IsReleasedNow());
     EXPECT_EQ(1u, fixture.Printer().View().passwordsAccepted);
     fixture.Printer().SetBusy({});
     EXPECT_TRUE(fixture.Finishes());
@@ -280,46 +282,111 @@ TEST(PasswordGate, ABusyPrinterIsWaitedForBehindTheGate)
 std::vector<uint8_t> JobOfLayout(bool inOnePacket)
 {
     std::vector<uint8_t> job =
-        sim::BuildJob({.recordsPerSide = 1, .magPerCard = 0, .otherPerCard = 0, .payloadBytes = 600}).bytes;
+        sim::BuildJob({.recordsPerSide = 2, .magPerCard = 0, .otherPerCard = 0, .payloadBytes = 1100}).bytes;
     if (!inOnePacket) {
         return job;
     }
     const sim::Job bare =
-        sim::BuildJob({.recordsPerSide = 1, .magPerCard = 0, .otherPerCard = 0, .framed = false});
+        sim::BuildJob({.recordsPerSide = 2, .magPerCard = 0, .otherPerCard = 0, .framed = false});
     const size_t size = bare.bytes.size();
     job = {0x1B, '_', 0, 0, 0, 0, static_cast<uint8_t>(size >> 8), static_cast<uint8_t>(size)};
     job.insert(job.end(), bare.bytes.begin(), bare.bytes.end());
     return job;
 }
 
-TEST(PasswordGate, HoldsTheEndOfAJobOfAnyLayoutInAnyPieces)
+/// Gives the job up at its end, and checks that the end command was never sent.
+void ExpectHeldToTheEnd(CGateFixture& fixture)
+{
+    EXPECT_TRUE(fixture.IsPasswordWanted());
+    EXPECT_EQ(0u, fixture.Printer().View().violationCount);
+    fixture.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
+        EXPECT_TRUE(size < 2 || data[size - 2] != 'X') << "the end command of a job that was given up";
+        return size;
+    };
+    EXPECT_TRUE(fixture.EndDocument());
+    EXPECT_EQ(0u, fixture.Printer().View().jobsEnded);
+}
+
+constexpr const char* kLockedAndFast = "protected=1,admin-password=boss,card-ms=1";
+
+TEST(PasswordGate, HoldsTheEndOfAJobOfAnyLayoutCutAnywhere)
 {
     for (const bool inOnePacket : {true, false}) {
         const std::vector<uint8_t> job = JobOfLayout(inOnePacket);
-        std::vector<std::function<size_t()>> cuttings;
-        for (const size_t size : {size_t{1}, size_t{2}, size_t{3}, size_t{4}, size_t{5}, size_t{7}, size_t{8},
-                                  size_t{13}, size_t{64}, size_t{475}, size_t{65536}}) {
-            cuttings.push_back([size] { return size; });
-        }
-        for (size_t cut = 1; cut<job.size(); cut += cut> 20 && cut + 40 < job.size() ? 17 : 1) {
-            cuttings.push_back(
-                [cut, first = true]() mutable { return std::exchange(first, false) ? cut : 65536; });
-        }
-        for (size_t row = 0; row < cuttings.size(); ++row) {
-            SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", cutting " << row);
-            CGateFixture fixture("protected=1,admin-password=boss,card-ms=1");
+        for (size_t cut = 1; cut < job.size(); ++cut) {
+            SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", cut at " << cut);
+            CGateFixture fixture(kLockedAndFast);
             ASSERT_TRUE(fixture.StartDocument());
-            EXPECT_LT(fixture.Offer(job.data(), job.size(), cuttings[row], 1500), job.size());
-            EXPECT_TRUE(fixture.IsPasswordWanted());
-            EXPECT_EQ(0u, fixture.Printer().View().violationCount);
-            fixture.lower.limitWrite = [&](const uint8_t* data, DWORD size) {
-                EXPECT_TRUE(size < 2 || data[size - 2] != 'X')
-                    << "the end command of a job that was given up";
-                return size;
-            };
-            EXPECT_TRUE(fixture.EndDocument());
-            EXPECT_EQ(0u, fixture.Printer().View().jobsEnded);
+            EXPECT_EQ(cut, fixture.Offer(job.data(), cut));
+            EXPECT_LT(fixture.Offer(job.data() + cut, job.size() - cut, {}, kOneCheckMs), job.size() - cut);
+            ExpectHeldToTheEnd(fixture);
         }
+    }
+}
+
+TEST(PasswordGate, HoldsTheEndOfAJobOfAnyLayoutInBuffersOfAnySize)
+{
+    for (const bool inOnePacket : {true, false}) {
+        const std::vector<uint8_t> job = JobOfLayout(inOnePacket);
+        for (size_t size = 1; size < job.size(); ++size) {
+            SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", buffers of " << size);
+            CGateFixture fixture(kLockedAndFast);
+            ASSERT_TRUE(fixture.StartDocument());
+            EXPECT_LT(fixture.Offer(job.data(), job.size(), [size] { return size; }, kOneCheckMs), job.size());
+            ExpectHeldToTheEnd(fixture);
+        }
+    }
+}
+
+TEST(PasswordGate, SendsOnlyTheRestOfARecordBeforeItsQuery)
+{
+    const std::vector<uint8_t> job = JobOfLayout(true);
+    const size_t end = job.size() - 4 - 5; // of the second record: before "j" and "X" "Z"
+    for (const auto& [cut, sentBefore] : {std::pair<size_t, size_t>{end - 476 - 1, end - 476}, // in the first one
+                                          {end - 476, end - 476},
+                                          {end - 100, end},
+                                          {end - 2 * 476 + 1, end - 476}, // after the marker that ends "C"
+                                          {end, end}}) {
+        SCOPED_TRACE(cut);
+        CGateFixture fixture;
+        size_t sent = 0;
+        size_t sentBeforeQuery = 0;
+        fixture.lower.limitWrite = [&](const uint8_t* data, DWORD size) -> DWORD {
+            if (size == 5 && data[4] == 'P') {
+                sentBeforeQuery = sentBeforeQuery == 0 ? sent : sentBeforeQuery;
+                return size;
+            }
+            const DWORD taken = std::min<DWORD>(size, 200); // a port that takes the data in parts
+            sent += taken;
+            return taken;
+        };
+        ASSERT_TRUE(fixture.StartDocument());
+        fixture.Offer(job.data(), cut);
+        fixture.Offer(job.data() + cut, job.size() - cut, {}, kOneCheckMs);
+        EXPECT_EQ(sentBefore, sentBeforeQuery);
+    }
+}
+
+TEST(PasswordGate, WipesTheStoredPasswordAlsoWithoutMemory)
+{
+    bool fired = true;
+    for (uint64_t failAt = 0; fired; ++failAt) {
+        ASSERT_LT(failAt, 1000u) << "the sweep does not end";
+        SCOPED_TRACE("allocation " + std::to_string(failAt) + " fails");
+        CGateFixture fixture("protected=1,admin-password=open sesame 12,card-ms=1");
+        ASSERT_TRUE(fixture.StartDocument());
+        const size_t rest = fixture.job.size() - fixture.Offer(fixture.job.data(), fixture.job.size(), {}, 1);
+        fixture.StorePassword("open sesame 12");
+        const test::CSecretWatch watch("open sesame 12");
+        DWORD written = 0;
+        {
+            const CFaultPlan plan(FaultPoint::Allocation, failAt);
+            fixture.table->pfnWritePort(fixture.port, fixture.job.data() + fixture.job.size() - rest,
+                                        static_cast<DWORD>(rest), &written);
+            fired = plan.Fired();
+        }
+        EXPECT_EQ(0u, watch.UnwipedBlocks());
+        EXPECT_TRUE(fixture.EndDocument());
     }
 }
 
@@ -327,7 +394,7 @@ TEST(PasswordGate, PresentsAPasswordInsideAPacket)
 {
     CGateFixture fixture;
     fixture.job = JobOfLayout(true);
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     fixture.StorePassword("clerk");
     EXPECT_TRUE(fixture.Finishes());
     fixture.ExpectPrinted(1);
@@ -349,11 +416,11 @@ TEST(PasswordGate, ReleasesAValidatedJobOfAnyLayoutUnchanged)
     }
 }
 
-TEST(PasswordGate, APrinterThatTakesNoCommandInsideAPacketIsNotOfThisFamily)
+TEST(PasswordGate, AJobIsNotHeldIfThePrinterTakesNoCommandInsideAPacket)
 {
     CGateFixture fixture(std::string("interleave=packets,") + kLocked);
     fixture.job = JobOfLayout(true);
-    EXPECT_TRUE(fixture.Goes()) << "the printer does not report its state, and the job is not held";
+    EXPECT_TRUE(fixture.IsReleased()) << "the printer does not report its state, and the job is not held";
     EXPECT_NE(0u, fixture.Printer().View().violationCount);
 }
 
@@ -362,20 +429,20 @@ TEST(PasswordGate, APasswordThatCannotBePresentedStays)
     CGateFixture fixture;
     fixture.Printer().SetReply("NT", "none today");
     fixture.StorePassword("clerk");
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     EXPECT_TRUE(fixture.IsPasswordWanted());
     EXPECT_EQ("clerk", fixture.ValueOf(L"Password"));
     fixture.Printer().ClearReply("NT");
-    EXPECT_TRUE(fixture.GoesOn());
+    EXPECT_TRUE(fixture.IsReleasedNow());
 }
 
-TEST(PasswordGate, APrinterThatDoesNotTellItsStateIsNotHeld)
+TEST(PasswordGate, AJobIsNotHeldIfThePrintersStateCannotBeRead)
 {
     for (const char* reply : {"", "Plinth:VALID;", "Plinth:INVALID,ENABLED,nonsense;", "noise"}) {
         SCOPED_TRACE(reply);
         CGateFixture fixture;
         fixture.Printer().SetReply("NP", reply);
-        EXPECT_TRUE(fixture.Goes());
+        EXPECT_TRUE(fixture.IsReleased());
         EXPECT_FALSE(fixture.IsPasswordWanted());
     }
 }
@@ -429,7 +496,7 @@ TEST(PasswordGate, DecidesOnceForAPieceThatThePortTakesInParts)
     }
 }
 
-TEST(PasswordGate, LooksAgainEverySecond)
+TEST(PasswordGate, QueriesThePrinterEverySecond)
 {
     CGateFixture fixture;
     std::vector<uint64_t> queries;
@@ -439,7 +506,7 @@ TEST(PasswordGate, LooksAgainEverySecond)
         }
         return size;
     };
-    EXPECT_FALSE(fixture.Goes());
+    EXPECT_FALSE(fixture.IsReleased());
     ASSERT_GE(queries.size(), 3u);
     EXPECT_EQ(1000u + 250, queries[2] - queries[1]) << "a pause and the exchange";
 }
@@ -454,7 +521,7 @@ TEST(PasswordGate, AStateThatCannotBeReadKeepsWhatIsKnownOfTheValidation)
     EXPECT_TRUE(fixture.Prints());
     fixture.Printer().ClearReply("NP");
     fixture.Printer().SetValidated(true);
-    EXPECT_FALSE(fixture.Goes()) << "the validation was used by the first job";
+    EXPECT_FALSE(fixture.IsReleased()) << "the validation was used by the first job";
 }
 
 TEST(PasswordGate, PresentsTheStoredPasswordWhateverQueriesPresentConcurrently)
@@ -474,7 +541,7 @@ TEST(PasswordGate, PresentsTheStoredPasswordWhateverQueriesPresentConcurrently)
             }
         });
         EXPECT_TRUE(fixture.StartDocument());
-        fixture.Offer(job.data(), job.size(), {}, kLookMs);
+        fixture.Offer(job.data(), job.size(), {}, kSeveralChecksMs);
         isDone = true;
         person.Join();
         EXPECT_EQ(1u, fixture.Printer().View().passwordsAccepted);
@@ -482,7 +549,7 @@ TEST(PasswordGate, PresentsTheStoredPasswordWhateverQueriesPresentConcurrently)
     }
 }
 
-TEST(PasswordRequests, ChangeWhatSecurityInfoTells)
+TEST(PasswordRequests, ChangeWhatSecurityInfoReports)
 {
     struct Step {
         const wchar_t* name;
