@@ -1,4 +1,4 @@
-/// What the command line is given by whoever runs it: the process itself, or a test.
+/// What the program gets from its process, or from a test.
 #pragma once
 
 #include <filesystem>
@@ -13,7 +13,7 @@
 
 namespace zrtmon::host {
 
-/// A running thread; destroying it waits for its end.
+/// A running thread; the destructor waits for its end.
 class IRunningThread {
 public:
     virtual ~IRunningThread() = default;
@@ -23,12 +23,12 @@ public:
 using InitializeMonitor = MONITOR2*(WINAPI*)(MONITORINIT* init, HANDLE* monitor);
 
 struct CHostEnvironment {
-    std::ostream& out; ///< answers
-    std::ostream& err; ///< progress and messages
-    /// err is a terminal: the progress is one line, written over.
+    std::ostream& out; ///< standard output: answers
+    std::ostream& err; ///< standard error: progress and messages
+    /// err is a terminal, on which the progress line can be rewritten.
     bool rewritesLine = false;
     bool colors = false;
-    std::function<unsigned()> columns; ///< of the terminal behind err
+    std::function<unsigned()> columns; ///< of the terminal that shows err
     /// Whether the interrupt key was pressed. Any thread.
     std::function<bool()> wasInterrupted;
     /// A person types at standard input.
@@ -36,12 +36,12 @@ struct CHostEnvironment {
     /// As terminal::ReadSecret.
     std::function<terminal::SecretEnd(CSecret& line, const std::function<bool()>& stop)> readSecret;
     std::function<std::unique_ptr<IRunningThread>(std::function<void()> body)> startThread;
-    /// Where the monitor's library is looked for, nearest first.
+    /// The program's folder, where the search for the monitor's library begins.
     std::filesystem::path programFolder;
     /// The system's folder of libraries if the spooler loads the monitor from there, else empty.
     std::filesystem::path systemFolder;
     std::string libraryFile; ///< its file name
-    /// In place of the library's export, when set: nothing is loaded then.
+    /// Replaces the library's export if set; no library is loaded then.
     InitializeMonitor initialize = nullptr;
     IPrintSystem* printSystem = nullptr;   ///< the machine's own; never null
     ISpoolerSetup* spoolerSetup = nullptr; ///< likewise

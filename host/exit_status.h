@@ -1,4 +1,4 @@
-/// How the command line ends; the numbers are those of sysexits(3) where it has one.
+/// Exit statuses; the numbers are those of sysexits(3) where it defines one.
 #pragma once
 
 #include <stdexcept>
@@ -19,7 +19,7 @@ enum class ExitStatus {
     Interrupted = 130,
 };
 
-/// Ends a command: the message is the one line that the user reads, without the program's name.
+/// Ends a command. The message is one line for the user, without the program's name.
 class CHostError : public std::runtime_error {
 public:
     CHostError(ExitStatus status, const std::string& message) : std::runtime_error(message), m_status(status)

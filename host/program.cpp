@@ -20,17 +20,17 @@ struct CStatusMeaning {
 
 constexpr CStatusMeaning kStatuses[] = {
     {ExitStatus::Done, "done"},
-    {ExitStatus::PrinterError,
-     "the printer reported an error, gave no fitting answer, or held the job for too long"},
-    {ExitStatus::Usage, "the command line is wrong"},
-    {ExitStatus::BadData, "a file or a password holds what it must not: an empty job, a setting out of "
-                          "range, too many characters"},
+    {ExitStatus::PrinterError, "the printer reported an error or gave no valid reply, the job was held too "
+                               "long, or doctor found a problem"},
+    {ExitStatus::Usage, "the command line is invalid"},
+    {ExitStatus::BadData, "a file or a password is invalid: an empty job, a setting out of range, too "
+                          "many characters"},
     {ExitStatus::NoInput, "a file cannot be read"},
     {ExitStatus::NoDevice, "the port or the monitor's library cannot be opened"},
     {ExitStatus::CannotCreate, "a file cannot be written"},
     {ExitStatus::Busy, "the port or the printer is busy"},
-    {ExitStatus::NoPermission, "not permitted: the printer refuses the password or none was given, or the "
-                               "system wants an administrator"},
+    {ExitStatus::NoPermission, "not permitted: a password is wrong or missing, or the system requires an "
+                               "administrator"},
     {ExitStatus::Interrupted, "interrupted"},
 };
 
@@ -48,16 +48,16 @@ std::string PortHelp()
 {
     std::string help = "Ports:\n"
                        "  sim:           a simulated printer\n"
-                       "  sim:OPTIONS    the same, set up by name=value,name=value,...:\n";
+                       "  sim:OPTIONS    the same, configured by name=value,name=value,...:\n";
     for (const sim::OptionHelp& option : sim::PrinterOptionHelp()) {
         help += "    ";
         help += Padded(option.name + '=' + option.form, kFormColumns) + option.meaning;
         help += option.defaultValue.empty() ? "\n" : " (" + option.defaultValue + ")\n";
     }
-    return help + "  file:PATH      writes what a printer would get into a file\n";
+    return help + "  file:PATH      a file that captures the bytes a printer would receive\n";
 }
 
-/// For the help of every command and of the commands in it.
+/// Ends the help of every command, at every level.
 void SetFooters(std::vector<CCommand>& commands)
 {
     for (CCommand& command : commands) {
@@ -69,7 +69,7 @@ void SetFooters(std::vector<CCommand>& commands)
 CCommand Program()
 {
     CCommand program{.name = kProgram,
-                     .help = "Prints on and talks to ID-card printers through the language monitor.",
+                     .help = "Prints on ID-card printers and queries them, through the language monitor.",
                      .parts = {PrintCommand(), GetCommand(), StatusCommand(), SettingsCommand(),
                                PasswordCommand(), NamesCommand(), MakeJobCommand(), DoctorCommand(),
                                InstallCommand(), UninstallCommand(), SetupCommand()},
@@ -78,7 +78,7 @@ CCommand Program()
     return program;
 }
 
-/// Runs the line, or shows the help asked for.
+/// Runs the command, or prints the help or version.
 ExitStatus Run(int argc, const char* const* argv, CHostEnvironment& environment, CConsole& console)
 {
     const CCommand program = Program();
@@ -102,7 +102,7 @@ ExitStatus RunGuarded(int argc, const char* const* argv, CHostEnvironment& envir
     } catch (const CHostError& error) {
         return fail(error.Status(), error.what());
     } catch (const std::bad_alloc&) {
-        return fail(ExitStatus::NoDevice, "memory is exhausted");
+        return fail(ExitStatus::NoDevice, "out of memory");
     } catch (const std::exception& error) {
         return fail(ExitStatus::NoDevice, error.what());
     }
@@ -116,7 +116,7 @@ int Main(int argc, const char* const* argv, CHostEnvironment& environment)
     ExitStatus status = RunGuarded(argc, argv, environment, console);
     environment.out.flush();
     if (!environment.out && status == ExitStatus::Done) {
-        console.Message(std::string(kProgram) + ": the answers cannot be written", Tone::Bad);
+        console.Message(std::string(kProgram) + ": cannot write to standard output", Tone::Bad);
         status = ExitStatus::CannotCreate;
     }
     return static_cast<int>(status);

@@ -5,8 +5,8 @@
 
 namespace zrtmon::host {
 
-/// Runs one command line and answers the process's exit status (see ExitStatus). Whatever goes wrong is one
-/// line in the messages. No exception leaves it.
+/// Runs one command line and returns the process's exit status (see ExitStatus). Every error is one line on
+/// environment.err. No exception leaves it.
 int Main(int argc, const char* const* argv, CHostEnvironment& environment);
 
 } // namespace zrtmon::host

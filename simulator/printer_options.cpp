@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <numeric>
 #include <span>
 #include <variant>
+#include <vector>
+
+#include "simulator/nearest_name.h"
 
 namespace zrtmon::sim {
 
@@ -141,38 +143,16 @@ struct Assign {
     }
 };
 
-/// Letters to change, add or take away to turn one text into the other.
-size_t EditDistance(std::string_view left, std::string_view right)
-{
-    std::vector<size_t> row(right.size() + 1);
-    std::iota(row.begin(), row.end(), size_t{0});
-    for (size_t i = 1; i <= left.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= right.size(); ++j) {
-            const size_t change = diagonal + (left[i - 1] == right[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, change});
-        }
-    }
-    return row.back();
-}
-
 std::string NameHint(std::string_view name)
 {
-    constexpr size_t kNear = 2;
-    const OptionRow* nearest = nullptr;
-    size_t distance = kNear + 1;
+    std::vector<std::string_view> known;
     std::string all;
     for (const OptionRow& row : kOptions) {
+        known.push_back(row.name);
         all += (all.empty() ? "" : ", ") + std::string(row.name);
-        const size_t d = EditDistance(name, row.name);
-        if (d < distance) {
-            distance = d;
-            nearest = &row;
-        }
     }
-    return nearest ? "did you mean '" + std::string(nearest->name) + "'?" : "known are " + all;
+    const std::string hint = DidYouMean(Nearest(name, known));
+    return hint.empty() ? "; known are " + all : hint;
 }
 
 std::string Quoted(std::string_view text)
@@ -190,7 +170,7 @@ std::string TakeOption(std::string_view text, PrinterOptions& options)
     const auto row = std::find_if(std::begin(kOptions), std::end(kOptions),
                                   [&](const OptionRow& r) { return r.name == name; });
     if (row == std::end(kOptions)) {
-        return "unknown printer option " + Quoted(name) + "; " + NameHint(name);
+        return "unknown printer option " + Quoted(name) + NameHint(name);
     }
     if (equals == std::string_view::npos) {
         return "the printer option " + Quoted(name) + " lacks its value; write " + std::string(name) + "=" +

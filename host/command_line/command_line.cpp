@@ -8,8 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "host/text/nearest.h"
 #include "host/text/text.h"
+#include "simulator/nearest_name.h"
 
 namespace zrtmon::host {
 namespace {
@@ -129,7 +129,7 @@ struct CStore {
         const bool isWhole = end.ec == std::errc() && end.ptr == text.data() + text.size();
         if (!isWhole || number < option.least || number > option.most) {
             throw CHostError(ExitStatus::Usage,
-                             option.name + ": \"" + Printable(text) + "\" is not a whole number from " +
+                             option.name + ": \"" + PrintableInput(text) + "\" is not a whole number from " +
                                  std::to_string(option.least) + " to " + std::to_string(option.most));
         }
         return number;
@@ -179,7 +179,7 @@ private:
         for (const CCommand& part : command.parts) {
             known.push_back(part.name);
         }
-        const std::string_view nearest = Nearest(name, known);
+        const std::string_view nearest = sim::Nearest(name, known);
         if (command.hidesExtraArguments && nearest.empty()) {
             Refuse("unexpected argument (not shown); type the password at the prompt or pipe it to standard "
                    "input");
@@ -188,9 +188,9 @@ private:
                                  : command.parts.empty() ? ": unexpected argument"
                                                          : ": no such command";
         if (!nearest.empty()) {
-            throw CHostError(ExitStatus::Usage, Printable(name) + kind + DidYouMean(nearest));
+            throw CHostError(ExitStatus::Usage, PrintableInput(name) + kind + sim::DidYouMean(nearest));
         }
-        Refuse(Printable(name) + kind);
+        Refuse(PrintableInput(name) + kind);
     }
 
     void Store(const CLI::Option& parsed, const COption& option) const
@@ -253,7 +253,7 @@ CParsedLine ParseCommandLine(const CCommand& program, const std::string& version
         return {nullptr, app.help()};
     } catch (const CLI::ParseError& error) {
         throw CHostError(ExitStatus::Usage,
-                         Printable(Complaint(error)) + "; see " + program.name + " --help");
+                         PrintableInput(Complaint(error)) + "; see " + program.name + " --help");
     }
     return {&CLineReader().Read(app, program)};
 }

@@ -8,12 +8,9 @@
 #include "host/text/file.h"
 #include "host/text/json.h"
 #include "host/text/text.h"
-#include "platform/usb_print.h"
 
 namespace zrtmon::host {
 namespace {
-
-constexpr DWORD kLongestDeviceId = 1024;
 
 struct CDoctorArguments {
     std::string target;
@@ -28,47 +25,44 @@ CFinding Registration(IPrintSystem& system, const std::string& name)
     std::vector<CMonitorEntry> monitors;
     const DWORD error = system.ListMonitors(&monitors);
     if (error == ERROR_NOT_SUPPORTED) {
-        return {"registered monitor", "this system's print service has none", ""};
+        return {"registered monitor", "not applicable: no language monitors on this system", ""};
     }
     const auto entry = FindMonitor(system, name);
     if (!entry) {
-        return {"registered monitor", "\"" + name + "\" is not listed",
+        return {"registered monitor", "\"" + name + "\" is not registered",
                 "zrtctl install, as an administrator"};
     }
     return {"registered monitor", Utf8FromWide(entry->library) + " for " + Utf8FromWide(entry->environment),
             ""};
 }
 
-/// The port monitor's answer, through the language monitor, to the device control that asks for it.
+/// The device ID, which the port monitor returns through the language monitor.
 CFinding DeviceId(const CSpoolerSession& session)
 {
-    std::string answer(kLongestDeviceId, '\0');
-    DWORD count = 0;
-    if (!session.Table().pfnGetPrinterDataFromPort(session.Port(), IOCTL_PAR_QUERY_DEVICE_ID, nullptr,
-                                                   nullptr, 0, reinterpret_cast<LPWSTR>(answer.data()),
-                                                   kLongestDeviceId, &count)) {
+    const std::optional<std::string> deviceId = session.DeviceId();
+    if (!deviceId) {
         return {"device ID", "none (error " + std::to_string(GetLastError()) + ')',
-                "check that the printer is on and its cable sound"};
+                "check that the printer is switched on and its cable connected"};
     }
-    return {"device ID", answer.substr(0, count), ""};
+    return {"device ID", *deviceId, ""};
 }
 
 CFinding LastStatus(const CSpoolerSession& session)
 {
-    const CQueriedNumber category = QueryNumber(session.Table(), session.Port(), "PrinterError");
+    const CQueriedNumber category = QueryNumber(session, "PrinterError");
     if (!category.value) {
         return {"status", QueryErrorWords(category.error),
-                "check that the printer is on and its cable sound"};
+                "check that the printer is switched on and its cable connected"};
     }
     const bool isReady = *category.value == kNoErrorCategory;
-    return {"status", CategoryWords(*category.value), isReady ? "" : "see to the printer"};
+    return {"status", CategoryWords(*category.value), isReady ? "" : "check the printer's display"};
 }
 
-/// The library and the printer behind the port, as the command line's own spooler sees them.
+/// Opens the port through the monitor's library, as a spooler does, and queries the printer.
 void ExaminePort(const CDoctorArguments& arguments, CHostEnvironment& environment,
                  std::vector<CFinding>* findings)
 {
-    const std::string topic = "port " + arguments.session.port;
+    const std::string topic = "port " + PrintableInput(arguments.session.port);
     try {
         const CSpoolerSession session(arguments.session, environment);
         findings->push_back({topic, "opens through the monitor's library", ""});
@@ -133,17 +127,16 @@ CCommand DoctorCommand()
     const auto arguments = std::make_shared<CDoctorArguments>();
     CCommand command{
         .name = "doctor",
-        .help = "Show what a support desk asks first: system, monitor, printer",
+        .help = "Diagnose the system, the monitor and the printer",
         .options = WithSessionOptions(
             {{.name = "TARGET",
               .target = &arguments->target,
-              .help =
-                  "Printer (Windows) or device node (Linux) to look at; all that can be found without it"},
+              .help = "Printer (Windows) or device node (Linux); all that are found if not given"},
              {.name = "--name",
               .target = &arguments->monitor,
-              .help = "Name that drivers know the monitor by",
+              .help = "Name of the monitor in the drivers' LanguageMonitor entry",
               .form = "NAME"},
-             {.name = "--json", .target = &arguments->json, .help = "Answer with one JSON array"}},
+             {.name = "--json", .target = &arguments->json, .help = "Print one JSON array"}},
             arguments->session),
         .run = [arguments](CHostEnvironment& environment, CConsole& console) {
             return Examine(*arguments, environment, console);

@@ -16,7 +16,7 @@ struct CGetArguments {
     bool json = false;
 };
 
-/// Shows the answers: as they come, or as one JSON object at the end.
+/// Shows the answers: each when it arrives, or all as one JSON object at the end.
 class CAnswerSheet {
 public:
     CAnswerSheet(CConsole& console, const CGetArguments& arguments)
@@ -57,7 +57,7 @@ void CheckNames(const std::vector<std::string>& names)
     }
 }
 
-/// Asks every name, also behind one that fails; the status is that of the first failure.
+/// Queries every name, also after one that fails; the status is that of the first failure.
 ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
     CheckNames(arguments.names);
@@ -66,12 +66,13 @@ ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CC
     ExitStatus status = ExitStatus::Done;
     for (const std::string& name : arguments.names) {
         StopWhenInterrupted(environment);
-        const CQueryResult answer = Query(session.Table(), session.Port(), name);
+        const CQueryResult answer = session.Query(name);
         if (answer.answered) {
             sheet.Add(name, answer.text);
             continue;
         }
-        console.Message("zrtctl: " + Printable(name) + ": " + QueryErrorWords(answer.error), Tone::Bad);
+        console.Message("zrtctl: " + Printable(name) + ": " + QueryErrorText(session, answer.error),
+                        Tone::Bad);
         status = status == ExitStatus::Done ? QueryStatus(answer.error) : status;
     }
     sheet.Finish();
@@ -84,13 +85,13 @@ CCommand GetCommand()
 {
     const auto arguments = std::make_shared<CGetArguments>();
     return {.name = "get",
-            .help = "Ask the printer by value name",
+            .help = "Query the printer by value name",
             .options = WithSessionOptions(
                 {{.name = "NAME",
                   .target = &arguments->names,
-                  .help = "Value names, NAME/PARAMETERS where they take some",
+                  .help = "Value names; NAME/PARAMETERS for those that take parameters",
                   .required = true},
-                 {.name = "--json", .target = &arguments->json, .help = "Answer with one JSON object"}},
+                 {.name = "--json", .target = &arguments->json, .help = "Print one JSON object"}},
                 arguments->session),
             .run = [arguments](CHostEnvironment& environment, CConsole& console) {
                 return Get(*arguments, environment, console);

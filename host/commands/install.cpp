@@ -21,19 +21,21 @@ struct CErrorWords {
 };
 
 constexpr CErrorWords kErrors[] = {
-    {ERROR_ACCESS_DENIED, ExitStatus::NoPermission, "this needs an administrator: start an elevated prompt"},
+    {ERROR_ACCESS_DENIED, ExitStatus::NoPermission,
+     "requires an administrator: run it from an elevated prompt"},
     {ERROR_NOT_SUPPORTED, ExitStatus::NoDevice,
-     "this system's print service has no language monitors; zrtctl itself hosts the library here"},
-    {ERROR_MOD_NOT_FOUND, ExitStatus::NoInput, "not in the system folder: copy it there first"},
+     "not applicable: no language monitors on this system; zrtctl hosts the library itself"},
+    {ERROR_MOD_NOT_FOUND, ExitStatus::NoInput,
+     "the library is not in the system folder: copy it there first"},
     {ERROR_BAD_EXE_FORMAT, ExitStatus::BadData,
-     "no library for this architecture: take the one from the package of this system (x64 or x86)"},
+     "the library has another architecture: use the one from the package for this system (x64 or x86)"},
     {ERROR_EXE_MACHINE_TYPE_MISMATCH, ExitStatus::NoDevice,
-     "this program is 32-bit and the system's spooler 64-bit: use the x64 package"},
+     "this program is 32-bit but the system's spooler is 64-bit: use the x64 package"},
     {RPC_S_SERVER_UNAVAILABLE, ExitStatus::NoDevice,
      "the spooler is not running: start the service \"Print Spooler\""},
-    {ERROR_UNKNOWN_PRINT_MONITOR, ExitStatus::NoInput, "no monitor of that name is registered"},
+    {ERROR_UNKNOWN_PRINT_MONITOR, ExitStatus::NoInput, "no monitor with that name is registered"},
     {ERROR_PRINT_MONITOR_ALREADY_INSTALLED, ExitStatus::Busy,
-     "a monitor of that name is registered already: uninstall it first"},
+     "a monitor with that name is already registered: uninstall it first"},
     {ERROR_PRINT_MONITOR_IN_USE, ExitStatus::Busy,
      "a printer uses the monitor: remove its driver first, or restart the spooler"},
 };
@@ -43,9 +45,9 @@ constexpr CErrorWords kErrors[] = {
     const auto* row = std::find_if(std::begin(kErrors), std::end(kErrors),
                                    [error](const CErrorWords& each) { return each.error == error; });
     if (row == std::end(kErrors)) {
-        throw CHostError(ExitStatus::NoDevice, what + ": error " + std::to_string(error));
+        throw CHostError(ExitStatus::NoDevice, what + ": system error " + std::to_string(error));
     }
-    throw CHostError(row->status, what + ": " + row->words + " (error " + std::to_string(error) + ')');
+    throw CHostError(row->status, what + ": " + row->words + " (system error " + std::to_string(error) + ')');
 }
 
 ExitStatus Install(const CInstallArguments& arguments, CHostEnvironment& environment, CConsole& console)
@@ -58,7 +60,7 @@ ExitStatus Install(const CInstallArguments& arguments, CHostEnvironment& environ
     const auto entry = FindMonitor(*environment.printSystem, arguments.name);
     if (!entry) {
         throw CHostError(ExitStatus::NoDevice, "install " + Printable(arguments.library) +
-                                                   ": the spooler took it and does not list it");
+                                                   ": the spooler accepted it but does not list it");
     }
     console.Answer("registered \"" + Printable(arguments.name) + "\" with " +
                    Printable(Utf8FromWide(entry->library)) + " for " +
@@ -72,8 +74,8 @@ ExitStatus Uninstall(const CInstallArguments& arguments, CHostEnvironment& envir
     if (error != ERROR_SUCCESS) {
         Refuse("uninstall \"" + Printable(arguments.name) + '"', error);
     }
-    console.Answer("took \"" + Printable(arguments.name) +
-                   "\" off the spooler's list; its library stays in the system folder");
+    console.Answer("unregistered \"" + Printable(arguments.name) +
+                   "\"; its library stays in the system folder");
     return ExitStatus::Done;
 }
 
@@ -81,7 +83,7 @@ COption NameOption(CInstallArguments& arguments)
 {
     return {.name = "--name",
             .target = &arguments.name,
-            .help = "Name that drivers know the monitor by",
+            .help = "Name of the monitor in the drivers' LanguageMonitor entry",
             .form = "NAME"};
 }
 
@@ -106,7 +108,7 @@ CCommand InstallCommand()
             .options = {NameOption(*arguments),
                         {.name = "--library",
                          .target = &arguments->library,
-                         .help = "Its file's name in the system folder",
+                         .help = "File name of the library in the system folder",
                          .form = "FILE"}},
             .run = [arguments](CHostEnvironment& environment, CConsole& console) {
                 return Install(*arguments, environment, console);
@@ -117,7 +119,7 @@ CCommand UninstallCommand()
 {
     const auto arguments = std::make_shared<CInstallArguments>();
     return {.name = "uninstall",
-            .help = "Take the monitor off the system's spooler (Windows)",
+            .help = "Remove the monitor from the system's spooler (Windows)",
             .options = {NameOption(*arguments)},
             .run = [arguments](CHostEnvironment& environment, CConsole& console) {
                 return Uninstall(*arguments, environment, console);

@@ -1,4 +1,4 @@
-/// The monitor as the machine's own print system knows it.
+/// The monitor in the machine's own print system.
 #pragma once
 
 #include <optional>
@@ -8,11 +8,11 @@
 
 namespace zrtmon::host {
 
-/// What driver packages name the monitor in their LanguageMonitor directive.
+/// The name that driver packages use in their LanguageMonitor directive.
 inline constexpr char kMonitorName[] = "ZRT Card Printer Monitor";
 inline constexpr char kMonitorLibrary[] = "zrtmon.dll";
 
-/// The entry of that name (UTF-8, in any letter case), nothing when the print system lists none.
+/// The entry with that name (UTF-8, case-insensitive); std::nullopt if the print system lists none.
 std::optional<CMonitorEntry> FindMonitor(IPrintSystem& system, const std::string& name);
 
 } // namespace zrtmon::host

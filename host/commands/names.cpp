@@ -29,7 +29,7 @@ ExitStatus ListNames(CHostEnvironment&, CConsole& console)
         console.Answer(Padded(Form(row), formWidth) + "  " + Padded(std::string(row.answer), answerWidth) +
                        "  " + std::string(row.example));
     }
-    console.Answer("without an answer: " + unserved);
+    console.Answer("not supported: " + unserved);
     return ExitStatus::Done;
 }
 
@@ -37,8 +37,9 @@ ExitStatus ListNames(CHostEnvironment&, CConsole& console)
 
 CCommand NamesCommand()
 {
-    return {
-        .name = "names", .help = "List the value names: parameters, answer, an example", .run = ListNames};
+    return {.name = "names",
+            .help = "List the value names with their parameters, answers and examples",
+            .run = ListNames};
 }
 
 } // namespace zrtmon::host

@@ -18,7 +18,7 @@ bool IsSet(std::string_view answer, const std::string& field)
     return (";" + std::string(answer)).find(';' + field + "=1") != std::string::npos;
 }
 
-/// The printer of one command, and the person who knows its passwords.
+/// One command's conversation with the printer and with the user, who knows its passwords.
 class CPasswordDialog {
 public:
     CPasswordDialog(const CSessionOptions& options, const CHostEnvironment& environment, CConsole& console)
@@ -31,17 +31,21 @@ public:
 
     CSecurityState State()
     {
-        const std::string answer = QueryOrThrow(m_session.Table(), m_session.Port(), "SecurityInfo");
+        const std::string answer = QueryOrThrow(m_session, "SecurityInfo");
         return {IsSet(answer, "Password"), IsSet(answer, "Validation")};
     }
 
     void Send(const std::string& name, std::initializer_list<std::string_view> passwords)
     {
         StopWhenInterrupted(m_environment);
-        SendPasswords(m_session.Table(), m_session.Port(), name, passwords);
+        const CQueryResult result = m_session.SendPasswords(name, passwords);
+        if (!result.answered) {
+            throw CHostError(QueryStatus(result.error),
+                             name + ": " + QueryErrorText(m_session, result.error));
+        }
     }
 
-    /// Whether the printer is validated by the password. Only a printer whose protection is on can tell.
+    /// Whether the password validates the printer. Meaningful only while its protection is on.
     bool Accepts(const CSecret& password)
     {
         Send("Password", {password.Text()});
@@ -58,14 +62,14 @@ public:
         case PasswordEnd::Unfit:
             throw CHostError(ExitStatus::BadData, entry.problem);
         case PasswordEnd::EndOfInput:
-            throw CHostError(ExitStatus::NoPermission, label + ": standard input has ended");
+            throw CHostError(ExitStatus::NoPermission, label + ": no more passwords on standard input");
         case PasswordEnd::Stopped:
             break;
         }
         throw CHostError(ExitStatus::Interrupted, "interrupted");
     }
 
-    /// A person who types cannot see what, and is asked twice.
+    /// Typed text is not shown, so a new password is asked for twice.
     void ReadNew(CSecret& password)
     {
         Read("new password", kLongestNewPassword, password);
@@ -75,7 +79,7 @@ public:
         CSecret again;
         Read("new password again", kLongestNewPassword, again);
         if (again.Text() != password.Text()) {
-            throw CHostError(ExitStatus::BadData, "the new password was not typed the same way twice");
+            throw CHostError(ExitStatus::BadData, "the two entries of the new password differ");
         }
     }
 
@@ -86,17 +90,17 @@ private:
     CPasswordReader m_reader;
 };
 
-/// What one action asks for and sends.
+/// An action of the command.
 struct CPasswordAction {
     const char* command;
     const char* help;
     void (*run)(CPasswordDialog& dialog, const CPasswordAction& action);
     const char* valueName;
-    bool protects;    ///< of the switches: what the protection is to be
-    const char* done; ///< what is then told
+    bool protects;    ///< state of the protection after a switch
+    const char* done; ///< message on success
 };
 
-/// The printer fills passwords up with '0': these two are one to it.
+/// Whether the printer, which pads passwords with '0', regards the two as the same.
 bool AreSame(std::string_view left, std::string_view right)
 {
     constexpr size_t kSize = 16;
@@ -116,12 +120,12 @@ void Check(CPasswordDialog& dialog, const CPasswordAction& action)
     if (!dialog.State().isProtected) {
         throw CHostError(
             ExitStatus::PrinterError,
-            "the password protection is off: the printer does not tell whether a password is right");
+            "cannot check the password: the printer only does so while its password protection is on");
     }
     CSecret password;
     dialog.Read("password", kLongestPassword, password);
     if (!dialog.Accepts(password)) {
-        throw CHostError(ExitStatus::NoPermission, "the printer does not accept the password");
+        throw CHostError(ExitStatus::NoPermission, "wrong password: the printer does not accept it");
     }
     dialog.Console().Message(action.done, Tone::Good);
 }
@@ -138,13 +142,13 @@ void Switch(CPasswordDialog& dialog, const CPasswordAction& action)
     dialog.Send(action.valueName, {password.Text()});
     if (dialog.State().isProtected != action.protects) {
         throw CHostError(ExitStatus::NoPermission,
-                         "the printer does not accept the administrator's password");
+                         "wrong administrator's password: the printer does not accept it");
     }
     dialog.Console().Message(action.done, Tone::Good);
 }
 
-/// Sets a new password. The printer answers nothing: with the protection on, what came of it is learnt by
-/// presenting the passwords. As the new one travels in clear, a wrong current one is found before it is sent.
+/// Sets a new password. The printer does not reply: with the protection on, the result shows by presenting
+/// the passwords. The new one is sent in clear text, so the current one is checked first.
 void Set(CPasswordDialog& dialog, const CPasswordAction& action)
 {
     const bool isProtected = dialog.State().isProtected;
@@ -153,22 +157,22 @@ void Set(CPasswordDialog& dialog, const CPasswordAction& action)
     dialog.Read("current password", kLongestPassword, current);
     dialog.ReadNew(fresh);
     if (AreSame(current.Text(), fresh.Text())) {
-        throw CHostError(ExitStatus::BadData, "the new password is the current one");
+        throw CHostError(ExitStatus::BadData, "the new password is the same as the current one");
     }
     if (isProtected && !dialog.Accepts(current)) {
-        throw CHostError(ExitStatus::NoPermission, "the printer does not accept the current password");
+        throw CHostError(ExitStatus::NoPermission, "wrong current password: the printer does not accept it");
     }
     dialog.Send(action.valueName, {current.Text(), fresh.Text()});
     if (!isProtected) {
-        dialog.Console().Message(
-            "the new password was sent; the printer tells whether it took it only while its "
-            "password protection is on",
-            Tone::Warning);
+        dialog.Console().Message("new password sent; cannot check whether the printer accepted it, because "
+                                 "its password protection is off",
+                                 Tone::Warning);
         return;
     }
     if (!dialog.Accepts(fresh)) {
-        throw CHostError(ExitStatus::NoPermission,
-                         "the printer did not take the new password: the current one may not set it");
+        throw CHostError(
+            ExitStatus::NoPermission,
+            "the printer rejected the new password: the current password is not allowed to change it");
     }
     dialog.Console().Message(action.done, Tone::Good);
 }
@@ -181,7 +185,7 @@ constexpr CPasswordAction kActions[] = {
      "the password protection is on"},
     {"disable", "Turn the password protection off", Switch, "DisablePassword", false,
      "the password protection is off"},
-    {"check", "Present a password and tell whether the printer accepts it", Check, "Password", false,
+    {"check", "Check whether the printer accepts a password", Check, "Password", false,
      "the printer accepts the password"},
 };
 
@@ -190,8 +194,7 @@ constexpr CPasswordAction kActions[] = {
 CCommand PasswordCommand()
 {
     CCommand command{.name = "password",
-                     .help =
-                         "Set and check the printer's passwords, which are typed or stand on standard input"};
+                     .help = "Set and check the printer's passwords, typed or read from standard input"};
     for (const CPasswordAction& action : kActions) {
         const auto session = std::make_shared<CSessionOptions>();
         command.parts.push_back({.name = action.command,

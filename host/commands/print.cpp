@@ -28,8 +28,9 @@ void CheckAskNames(const std::vector<std::string>& names)
             throw CHostError(ExitStatus::Usage, "--ask: " + problem);
         }
         if (FindValueName(name)->kind == ValueKind::Action) {
-            throw CHostError(ExitStatus::Usage, "--ask: " + Printable(name) +
-                                                    " makes the printer act and cannot be asked repeatedly");
+            throw CHostError(ExitStatus::Usage,
+                             "--ask: " + Printable(name) +
+                                 " is an action of the printer and cannot be queried repeatedly");
         }
     }
 }
@@ -39,7 +40,7 @@ struct CJobFile {
     std::string bytes;
 };
 
-/// All of them, so that none is printed when one cannot be.
+/// Reads all of them, so that nothing is printed if one is invalid.
 std::vector<CJobFile> ReadJobs(const std::vector<std::string>& files)
 {
     std::vector<CJobFile> jobs;
@@ -48,36 +49,34 @@ std::vector<CJobFile> ReadJobs(const std::vector<std::string>& files)
         jobs.push_back({path, ReadWholeFile(path)});
         if (jobs.back().bytes.empty()) {
             throw CHostError(ExitStatus::BadData,
-                             DisplayPath(path) + ": is empty, there is nothing to print");
+                             DisplayPath(path) + ": the file is empty, nothing to print");
         }
     }
     return jobs;
 }
 
-/// Where the monitor finds the file, wherever it runs; nothing for no file.
+/// The absolute path, since the monitor may run in another folder; empty if there is no file.
 std::wstring PolicyPath(const std::string& file)
 {
     if (file.empty()) {
         return {};
     }
     const std::filesystem::path path = std::filesystem::absolute(PathFromUtf8(file));
-    ReadWholeFile(path); // the monitor says nothing of one that it cannot read
+    ReadWholeFile(path); // the monitor silently ignores a file that it cannot read
     return WidePath(path);
 }
 
-void NamePolicy(CSpoolerSession& session, std::wstring path)
+void StorePolicyPath(CSpoolerSession& session, const std::wstring& path)
 {
-    wchar_t valueName[] = L"ConfigurationFile";
-    const auto size = static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t));
-    const DWORD error =
-        SetPrinterDataW(session.Printer(), valueName, REG_SZ, reinterpret_cast<LPBYTE>(path.data()), size);
+    const std::span withEnd(reinterpret_cast<const char*>(path.c_str()), (path.size() + 1) * sizeof(wchar_t));
+    const DWORD error = session.StoreValue(L"ConfigurationFile", REG_SZ, withEnd);
     if (error != ERROR_SUCCESS) {
         throw CHostError(ExitStatus::NoDevice,
-                         "the spooler does not keep the policy: " + PortErrorWords(error));
+                         "cannot store the policy path in the printer's data: " + PortErrorWords(error));
     }
 }
 
-/// The jobs one after the other, up to the first that is not printed well.
+/// Prints the jobs one after the other, up to the first that fails.
 ExitStatus Print(const CPrintArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
     CheckAskNames(arguments.print.askNames);
@@ -85,11 +84,11 @@ ExitStatus Print(const CPrintArguments& arguments, CHostEnvironment& environment
     const std::wstring policy = PolicyPath(arguments.policy);
     CSpoolerSession session(arguments.session, environment);
     if (!policy.empty()) {
-        NamePolicy(session, policy);
+        StorePolicyPath(session, policy);
     }
     for (CJobFile& job : jobs) {
         console.Message("printing " + DisplayPath(job.path) + " (" + ByteCount(job.bytes.size()) + ") on " +
-                        ShownPort(arguments.session.port));
+                        PrintableInput(arguments.session.port));
         CPrintRun run(session, arguments.print, environment, console);
         const ExitStatus status = run.Run(job.bytes, DisplayPath(job.path.filename()));
         if (status != ExitStatus::Done) {
@@ -113,21 +112,21 @@ CCommand PrintCommand()
                                             .required = true},
                                            {.name = "--piece",
                                             .target = &print.pieceBytes,
-                                            .help = "Bytes offered to the monitor at a time",
+                                            .help = "Bytes offered to the monitor in one call",
                                             .form = "BYTES",
                                             .least = 1,
                                             .most = kLargestPiece},
                                            {.name = "--ask",
                                             .target = &print.askNames,
-                                            .help = "Ask these value names while the job prints",
+                                            .help = "Query these value names while the job prints",
                                             .form = "NAME,..."},
                                            {.name = "--policy",
                                             .target = &arguments->policy,
-                                            .help = "The file that says how often a password is to be given",
+                                            .help = "Policy file: how often a password must be given",
                                             .form = "FILE"},
                                            {.name = "--give-up",
                                             .target = &print.giveUpSeconds,
-                                            .help = "Delete the job once it was held so long",
+                                            .help = "Delete a job that has been waiting this long",
                                             .form = "SECONDS",
                                             .least = 1,
                                             .most = kLongestHoldSeconds}},

@@ -7,18 +7,21 @@ namespace zrtmon::host {
 std::vector<COption> WithSessionOptions(std::vector<COption> options, CSessionOptions& session)
 {
     const COption shared[] = {
-        {.name = "--port", .target = &session.port, .help = "sim:, sim:OPTIONS or file:PATH", .form = "PORT"},
+        {.name = "--port",
+         .target = &session.port,
+         .help = "Port: sim:, sim:OPTIONS or file:PATH",
+         .form = "PORT"},
         {.name = "--printer",
          .target = &session.printer,
          .help = "Name of the printer in the spooler",
          .form = "NAME"},
         {.name = "--library",
          .target = &session.library,
-         .help = "The monitor's library; else the one installed with this program",
+         .help = "The monitor's library, if not the one installed with this program",
          .form = "PATH"},
         {.name = "--trace",
          .target = &session.trace,
-         .help = "Write every call at the port to this file; named *.json, it opens in a trace viewer",
+         .help = "Write every call at the port to this file; *.json for a trace viewer",
          .form = "PATH"},
     };
     options.insert(options.end(), std::begin(shared), std::end(shared));

@@ -24,7 +24,7 @@ using SettingsAction = ExitStatus (*)(const CSettingsArguments& arguments, CHost
 
 std::vector<CSetting> ReadSettings(CSpoolerSession& session)
 {
-    return ParseSettings(QueryOrThrow(session.Table(), session.Port(), "CurrentSettings"));
+    return ParseSettings(QueryOrThrow(session, "CurrentSettings"));
 }
 
 std::string SettingLine(const CSetting& setting, size_t nameWidth)
@@ -60,21 +60,18 @@ ExitStatus Save(const CSettingsArguments& arguments, CHostEnvironment& environme
     return ExitStatus::Done;
 }
 
-/// Leaves the text where the monitor looks for the settings to write, and tells it to write them.
-void WriteSettings(CSpoolerSession& session, const CSettingsArguments& arguments, std::string text)
+/// Stores the text where the monitor reads the settings to write, and makes it write them.
+void WriteSettings(CSpoolerSession& session, const CSettingsArguments& arguments, const std::string& text)
 {
-    wchar_t valueName[] = L"CurrentSettings";
-    const DWORD error =
-        SetPrinterDataW(session.Printer(), valueName, REG_BINARY, reinterpret_cast<LPBYTE>(text.data()),
-                        static_cast<DWORD>(text.size()));
+    const DWORD error = session.StoreValue(L"CurrentSettings", REG_BINARY, text);
     if (error != ERROR_SUCCESS) {
         throw CHostError(ExitStatus::NoDevice,
-                         "the spooler does not keep the settings: " + PortErrorWords(error));
+                         "cannot store the settings in the printer's data: " + PortErrorWords(error));
     }
-    QueryOrThrow(session.Table(), session.Port(), "InitializeSettings/" + arguments.session.printer);
+    QueryOrThrow(session, "InitializeSettings/" + arguments.session.printer);
 }
 
-/// Reads the settings back and looks whether the printer holds the changes.
+/// Reads the settings back and throws if the printer did not accept a change.
 void CheckWritten(CSpoolerSession& session, std::span<const CSettingChange> changes)
 {
     const std::vector<CSetting> settings = ReadSettings(session);
@@ -83,8 +80,8 @@ void CheckWritten(CSpoolerSession& session, std::span<const CSettingChange> chan
             return setting.name == change.name && setting.value == change.value;
         });
         if (!isHeld) {
-            throw CHostError(ExitStatus::PrinterError,
-                             "the printer did not take " + change.name + '=' + std::to_string(change.value));
+            throw CHostError(ExitStatus::PrinterError, "the printer did not accept " + change.name + '=' +
+                                                           std::to_string(change.value));
         }
     }
 }
@@ -148,11 +145,11 @@ CCommand SettingsCommand()
     return {.name = "settings",
             .help = "Read and write the printer's settings",
             .parts = {ActionCommand("show", "Show all settings with their ranges", Show, arguments),
-                      ActionCommand("save", "Keep all settings in a file", Save, arguments,
-                                    {file("Where the settings are written")}),
+                      ActionCommand("save", "Save all settings to a file", Save, arguments,
+                                    {file("File to write the settings to")}),
                       ActionCommand("restore", "Write the settings of a file to the printer", Restore,
                                     arguments, {file("A file made by save")}),
-                      ActionCommand("set", "Change single settings", Set, arguments,
+                      ActionCommand("set", "Change individual settings", Set, arguments,
                                     {{.name = "NAME=VALUE",
                                       .target = &arguments->changes,
                                       .help = "Settings and their new values",

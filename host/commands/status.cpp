@@ -4,6 +4,7 @@
 #include "host/printer/status_words.h"
 #include "host/session/query.h"
 #include "host/text/json.h"
+#include "host/text/text.h"
 
 namespace zrtmon::host {
 namespace {
@@ -16,17 +17,18 @@ struct CStatusArguments {
     bool json = false;
 };
 
-/// The printer's state as its port publishes it. An empty document makes the monitor look at the printer; as
-/// the end of a document always leaves "PrinterError" at 1, that one is asked by its name.
+/// The printer's state as the monitor publishes it. An empty document makes the monitor poll the printer; the
+/// end of a document always resets "PrinterError" to 1, so that value is queried by name.
 CPublishedValues ReadStatus(CSpoolerSession& session)
 {
-    const CQueriedNumber category = QueryNumber(session.Table(), session.Port(), "PrinterError");
+    const CQueriedNumber category = QueryNumber(session, "PrinterError");
     if (!category.value) {
-        throw CHostError(QueryStatus(category.error), "PrinterError: " + QueryErrorWords(category.error));
+        throw CHostError(QueryStatus(category.error),
+                         "PrinterError: " + QueryErrorText(session, category.error));
     }
     CDocument document(session, L"status");
     if (!document.End()) {
-        throw CHostError(ExitStatus::NoDevice, "the port does not end the document");
+        throw CHostError(ExitStatus::NoDevice, "cannot end the document on this port");
     }
     CPublishedValues status = session.PublishedValues();
     status.printerError = category.value;
@@ -47,7 +49,7 @@ std::string WordsFor(const std::optional<int>& value, std::string (*words)(int))
 std::vector<CStatusLine> Lines(const CPublishedValues& status)
 {
     const auto cards = [](int count) {
-        return std::to_string(count) + " cards printed in the printer's life";
+        return std::to_string(count) + " cards printed since the printer was built";
     };
     return {{"PrinterStatus", status.printerStatus, WordsFor(status.printerStatus, PrinterStatusWords)},
             {"PrinterError", status.printerError, WordsFor(status.printerError, CategoryWords)},
@@ -65,7 +67,7 @@ std::string JsonText(const CPublishedValues& status)
     return JsonLine(object);
 }
 
-/// Shows the values that differ from the ones shown before; in JSON all of them.
+/// Shows the values that differ from those shown before; in JSON all of them.
 void Show(const CPublishedValues& status, const CPublishedValues* before, bool json, CConsole& console)
 {
     if (json) {
@@ -82,7 +84,7 @@ void Show(const CPublishedValues& status, const CPublishedValues* before, bool j
     }
 }
 
-/// Waits for a second; false when the user has interrupted it.
+/// Waits for a second; false if the user has interrupted it.
 bool WaitForNextPoll(const CHostEnvironment& environment)
 {
     constexpr DWORD kStepMs = 50;
@@ -97,6 +99,10 @@ bool WaitForNextPoll(const CHostEnvironment& environment)
 
 ExitStatus Status(const CStatusArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
+    if (!IsPrinterPort(arguments.session.port)) {
+        throw CHostError(ExitStatus::NoDevice,
+                         PrintableInput(arguments.session.port) + ": is a file; only a printer has a status");
+    }
     CSpoolerSession session(arguments.session, environment);
     CPublishedValues last = ReadStatus(session);
     Show(last, nullptr, arguments.json, console);
@@ -118,17 +124,18 @@ ExitStatus Status(const CStatusArguments& arguments, CHostEnvironment& environme
 CCommand StatusCommand()
 {
     const auto arguments = std::make_shared<CStatusArguments>();
-    return {.name = "status",
-            .help = "Show the printer's state and what it means",
-            .options = WithSessionOptions(
-                {{.name = "--watch",
-                  .target = &arguments->watch,
-                  .help = "Look again every second, until interrupted"},
-                 {.name = "--json", .target = &arguments->json, .help = "Answer with a line of JSON"}},
-                arguments->session),
-            .run = [arguments](CHostEnvironment& environment, CConsole& console) {
-                return Status(*arguments, environment, console);
-            }};
+    return {
+        .name = "status",
+        .help = "Show the printer's state and what it means",
+        .options = WithSessionOptions(
+            {{.name = "--watch",
+              .target = &arguments->watch,
+              .help = "Poll every second until interrupted, and show changes"},
+             {.name = "--json", .target = &arguments->json, .help = "Print a line of JSON for each poll"}},
+            arguments->session),
+        .run = [arguments](CHostEnvironment& environment, CConsole& console) {
+            return Status(*arguments, environment, console);
+        }};
 }
 
 } // namespace zrtmon::host

@@ -16,7 +16,7 @@ CPasswordEntry Unfit(CSecret& password, const std::string& label, const std::str
 
 CPasswordEntry TooLong(CSecret& password, const std::string& label, size_t longest)
 {
-    return Unfit(password, label, "has more than " + std::to_string(longest) + " characters");
+    return Unfit(password, label, "longer than " + std::to_string(longest) + " characters");
 }
 
 /// Turns the line, UTF-8, into the printer's text.
@@ -37,7 +37,7 @@ CPasswordEntry Convert(CSecret& line, const std::string& label, size_t longest, 
         return TooLong(password, label, longest);
     }
     return isText ? CPasswordEntry{PasswordEnd::Given, {}}
-                  : Unfit(password, label, "has a character that the printer's passwords cannot have");
+                  : Unfit(password, label, "contains a character that passwords of this printer cannot have");
 }
 
 } // namespace

@@ -1,5 +1,4 @@
-/// Passwords as people give them: typed at a terminal that does not show them, or a line each on standard
-/// input.
+/// Reads passwords, typed at a terminal that does not show them or one line each from standard input.
 #pragma once
 
 #include <functional>
@@ -20,15 +19,15 @@ enum class PasswordEnd {
     Given,
     EndOfInput,
     Stopped,
-    Unfit, ///< too long, or with a character that no password can have
+    Unfit, ///< too long, or with a character that cannot be encoded
 };
 
 struct CPasswordEntry {
     PasswordEnd end;
-    std::string problem; ///< what is wrong with an unfit one; never shows any of it
+    std::string problem; ///< of an unfit one; never shows any part of it
 };
 
-/// One thread. Everything given is lent.
+/// One thread. The arguments are borrowed for its life.
 class CPasswordReader {
 public:
     CPasswordReader(const CHostEnvironment& environment, CConsole& console)
@@ -38,8 +37,8 @@ public:
 
     bool IsTyped() const { return m_environment.inputIsTyped; }
 
-    /// Reads one password as the printer's 8-bit text: characters U+0001 to U+00FF, but no '/'. label is
-    /// shown to a person who types: "new password". stop is called now and then while it waits, true ends it.
+    /// Reads one password as the printer's 8-bit text: characters U+0001 to U+00FF except '/'. label is the
+    /// prompt at a terminal: "new password". stop is called repeatedly during the wait; true ends it.
     CPasswordEntry Read(const std::string& label, size_t longest, CSecret& password,
                         const std::function<bool()>& stop);
 

@@ -7,29 +7,18 @@ namespace zrtmon::host {
 namespace {
 
 constexpr unsigned kMostEntries = 3;
-// The monitor removes a password that it has presented and publishes that none is wanted right after. In
-// between the printer seems to want another.
+// The monitor removes a password that it has presented, and publishes right afterwards that none is needed.
+// In between the printer seems to need another.
 constexpr unsigned kSettledPolls = 3;
 
-wchar_t* ValueName()
-{
-    static wchar_t name[] = L"Password";
-    return name;
-}
-
-bool IsStored(HANDLE printer)
-{
-    DWORD size = 0;
-    const DWORD error = GetPrinterDataW(printer, ValueName(), nullptr, nullptr, 0, &size);
-    return error == ERROR_SUCCESS || error == ERROR_MORE_DATA;
-}
+constexpr wchar_t kValueName[] = L"Password";
 
 } // namespace
 
 CPasswordSupply::~CPasswordSupply()
 {
     if (m_isGiven) {
-        DeletePrinterDataW(m_session.Printer(), ValueName());
+        m_session.RemoveValue(kValueName);
     }
 }
 
@@ -58,7 +47,7 @@ bool CPasswordSupply::Poll(const CPublishedValues& published, const std::functio
 bool CPasswordSupply::IsWanted(const CPublishedValues& published)
 {
     const bool isWanted =
-        published.printerError == kPasswordCategory && !(m_isGiven && IsStored(m_session.Printer()));
+        published.printerError == kPasswordCategory && !(m_isGiven && m_session.HasValue(kValueName));
     m_polls = isWanted ? m_polls + 1 : 0;
     return m_polls >= kSettledPolls;
 }
@@ -70,18 +59,19 @@ void CPasswordSupply::ReportRefusal()
     }
     m_isRefused = m_entries == kMostEntries;
     if (m_isRefused) {
-        m_console.Message("no more passwords are asked for: the job stays held", Tone::Warning);
+        m_console.Message(
+            "three wrong passwords: not asking again; the job stays held (interrupt to delete it)",
+            Tone::Warning);
     }
 }
 
 void CPasswordSupply::Store(CSecret& password)
 {
-    const auto size = static_cast<DWORD>(password.Text().size() + 1);
-    const DWORD error = SetPrinterDataW(m_session.Printer(), ValueName(), REG_BINARY,
-                                        reinterpret_cast<LPBYTE>(password.Data()), size);
+    const std::span<const char> withEnd(password.Data(), password.Text().size() + 1);
+    const DWORD error = m_session.StoreValue(kValueName, REG_BINARY, withEnd);
     m_isGiven = error == ERROR_SUCCESS;
-    m_console.Message(m_isGiven ? "the password goes to the printer"
-                                : "the spooler does not keep the password: " + PortErrorWords(error),
+    m_console.Message(m_isGiven ? "password stored for the monitor to send"
+                                : "cannot store the password in the printer's data: " + PortErrorWords(error),
                       m_isGiven ? Tone::Plain : Tone::Bad);
 }
 

@@ -1,4 +1,4 @@
-/// Gives the printer the passwords that it wants while a job prints.
+/// Supplies the passwords that the printer needs while a job prints.
 #pragma once
 
 #include <functional>
@@ -9,8 +9,8 @@
 
 namespace zrtmon::host {
 
-/// For one job, on one thread. Everything given is lent. A password that the monitor has not taken by the end
-/// is removed from the printer's data.
+/// For one job, on one thread. The arguments are borrowed for its life. A password that the monitor has not
+/// used by then is removed from the printer's data.
 class CPasswordSupply {
 public:
     CPasswordSupply(CSpoolerSession& session, CPasswordReader& reader, CConsole& console)
@@ -21,9 +21,9 @@ public:
     CPasswordSupply(const CPasswordSupply&) = delete;
     CPasswordSupply& operator=(const CPasswordSupply&) = delete;
 
-    /// To be called every few dozen milliseconds. Once the printer wants a password, reads one, unless stop
-    /// answers true meanwhile, and leaves it where the monitor looks for it. After some that were not
-    /// accepted it asks for no more. False when one is wanted and the input has ended.
+    /// To be called every few dozen milliseconds. If the printer needs a password, reads one, until stop
+    /// returns true, and stores it where the monitor finds it. Stops asking after three that were not
+    /// accepted. False if one is needed and the input has ended.
     bool Poll(const CPublishedValues& published, const std::function<bool()>& stop);
 
 private:
@@ -34,7 +34,7 @@ private:
     CSpoolerSession& m_session;
     CPasswordReader& m_reader;
     CConsole& m_console;
-    unsigned m_polls = 0;     ///< in a row that have found one wanted
+    unsigned m_polls = 0;     ///< in a row that found one needed
     unsigned m_entries = 0;   ///< passwords read
     bool m_isGiven = false;   ///< the monitor was given one
     bool m_isRefused = false; ///< too many were wrong

@@ -4,13 +4,13 @@
 #include <charconv>
 #include <optional>
 
-#include "host/text/nearest.h"
 #include "host/text/text.h"
+#include "simulator/nearest_name.h"
 
 namespace zrtmon::host {
 namespace {
 
-/// The number that the whole text is, blanks around it apart.
+/// The number that the text consists of, apart from surrounding white space.
 std::optional<int> WholeNumber(std::string_view text)
 {
     const std::string_view digits = Trimmed(text);
@@ -20,7 +20,7 @@ std::optional<int> WholeNumber(std::string_view text)
     return isWhole ? std::optional<int>(number) : std::nullopt;
 }
 
-/// Cuts the text up to the separator off it; the whole text when there is no separator.
+/// Removes the text up to the separator and returns it; all of the text if there is no separator.
 std::string_view TakeUntil(std::string_view& text, char separator)
 {
     const size_t end = std::min(text.find(separator), text.size());
@@ -43,7 +43,7 @@ std::optional<CSetting> ParseSetting(std::string_view text)
     return isWhole ? std::optional<CSetting>(setting) : std::nullopt;
 }
 
-/// "name=value" with anything behind a ','.
+/// "name=value", optionally followed by ',' and anything.
 std::optional<CSettingChange> ParseChange(std::string_view text)
 {
     if (text.find('=') == std::string_view::npos) {
@@ -69,20 +69,20 @@ std::string_view NearestSetting(std::span<const CSetting> settings, std::string_
     for (const CSetting& setting : settings) {
         known.push_back(setting.name);
     }
-    return Nearest(name, known);
+    return sim::Nearest(name, known);
 }
 
-/// What is wrong with a change, empty when nothing is.
+/// What is wrong with a change; empty if nothing.
 std::string ChangeProblem(std::span<const CSetting> settings, const CSettingChange& change)
 {
     const auto setting = std::find_if(settings.begin(), settings.end(),
                                       [&](const CSetting& known) { return known.name == change.name; });
     if (setting == settings.end()) {
-        return Printable(change.name) + ": no such setting" +
-               DidYouMean(NearestSetting(settings, change.name));
+        return PrintableInput(change.name) + ": no such setting" +
+               sim::DidYouMean(NearestSetting(settings, change.name));
     }
     if (change.value < setting->minimum || change.value > setting->maximum) {
-        return change.name + '=' + std::to_string(change.value) + ": out of range, it takes " +
+        return change.name + '=' + std::to_string(change.value) + ": out of range, valid are " +
                std::to_string(setting->minimum) + " to " + std::to_string(setting->maximum);
     }
     return {};
@@ -114,7 +114,7 @@ std::vector<CSetting> ParseSettings(std::string_view answer)
         const std::optional<CSetting> setting = ParseSetting(field);
         if (!setting) {
             throw CHostError(ExitStatus::PrinterError,
-                             "the printer's settings are not understood at \"" + PrintableUtf8(field) + '"');
+                             "unrecognised settings from the printer at \"" + PrintableUtf8(field) + '"');
         }
         settings.push_back(*setting);
     }
@@ -144,14 +144,13 @@ std::vector<CSettingChange> ReadSettingsFile(std::string_view text)
         const std::string place = "line " + std::to_string(number);
         std::optional<CSettingChange> change = ParseChange(line);
         if (!change) {
-            throw CHostError(ExitStatus::BadData,
-                             place + ": is not name=value: \"" + PrintableUtf8(line) + '"');
+            throw CHostError(ExitStatus::BadData, place + ": not name=value: \"" + PrintableUtf8(line) + '"');
         }
         change->place = place;
         changes.push_back(*change);
     }
     if (changes.empty()) {
-        throw CHostError(ExitStatus::BadData, "holds no settings");
+        throw CHostError(ExitStatus::BadData, "contains no settings");
     }
     return changes;
 }
@@ -160,7 +159,8 @@ CSettingChange ParseSettingChange(std::string_view argument)
 {
     const std::optional<CSettingChange> change = ParseChange(argument);
     if (!change || argument.find(',') != std::string_view::npos) {
-        throw CHostError(ExitStatus::Usage, Printable(argument) + ": is not NAME=VALUE with a whole number");
+        throw CHostError(ExitStatus::Usage,
+                         PrintableInput(argument) + ": not NAME=VALUE with a whole number");
     }
     return *change;
 }

@@ -5,7 +5,7 @@
 namespace zrtmon::host {
 namespace {
 
-// The printer's documents name no more of its categories than these; the rest is told by number.
+// The printer's documents name only these categories; the others are shown by number.
 struct CCategory {
     int first;
     int last;
@@ -25,23 +25,23 @@ struct CErrorWords {
 };
 
 constexpr CErrorWords kQueryErrors[] = {
-    {ERROR_NOT_SUPPORTED, "the port cannot carry queries"},
-    {ERROR_INVALID_PARAMETER, "the printer gave no reply that fits the name, or refused its parameters"},
-    {ERROR_BUSY, "the printer is in the middle of a card or answers another query"},
-    {ERROR_DEVICE_NOT_AVAILABLE, "another exchange has held the printer for 30 seconds"},
+    {ERROR_NOT_SUPPORTED, "the port does not support queries"},
+    {ERROR_INVALID_PARAMETER, "no valid reply from the printer, or the parameters are invalid"},
+    {ERROR_BUSY, "the printer is printing a card or busy with another query"},
+    {ERROR_DEVICE_NOT_AVAILABLE, "another exchange has occupied the printer for 30 seconds"},
 };
 
 constexpr CErrorWords kPortErrors[] = {
     {ERROR_FILE_NOT_FOUND, "no such file"},           {ERROR_PATH_NOT_FOUND, "no such folder"},
     {ERROR_ACCESS_DENIED, "access denied"},           {ERROR_NOT_ENOUGH_MEMORY, "memory is exhausted"},
-    {ERROR_WRITE_FAULT, "it cannot be written"},      {ERROR_GEN_FAILURE, "the device failed"},
-    {ERROR_INVALID_PARAMETER, "the name is refused"}, {ERROR_BUSY, "it is in use"},
+    {ERROR_WRITE_FAULT, "it cannot be written to"},   {ERROR_GEN_FAILURE, "the device failed"},
+    {ERROR_INVALID_PARAMETER, "the name is invalid"}, {ERROR_BUSY, "it is in use"},
     {ERROR_UNKNOWN_PORT, "no such kind of port"},     {ERROR_INVALID_PRINTER_NAME, "no such printer"},
 };
 
 std::string WithNumber(std::span<const CErrorWords> table, DWORD error)
 {
-    std::string number = "error " + std::to_string(error);
+    std::string number = "system error " + std::to_string(error);
     for (const CErrorWords& row : table) {
         if (row.error == error) {
             return row.words + (" (" + number + ')');
@@ -59,25 +59,25 @@ std::string CategoryWords(int category)
             return row.words;
         }
     }
-    return "printer error";
+    return "error";
 }
 
 std::string DeviceErrorWords(int code)
 {
-    return code == 0 ? "no error code" : "the printer's error code " + std::to_string(code);
+    return code == 0 ? "no error code" : "printer error code " + std::to_string(code);
 }
 
 std::string PrinterStatusWords(int status)
 {
-    return status == -1 ? "nothing particular" : "special state " + std::to_string(status);
+    return status == -1 ? "no special state" : "special state " + std::to_string(status);
 }
 
 std::string ErrorReason(int category, int code)
 {
     if (category == kPasswordCategory) {
-        return CategoryWords(category);
+        return "password required";
     }
-    return CategoryWords(category) + " (error " + std::to_string(code) + ", category " +
+    return CategoryWords(category) + " (printer error " + std::to_string(code) + ", category " +
            std::to_string(category) + ')';
 }
 

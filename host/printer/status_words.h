@@ -1,4 +1,4 @@
-/// What the numbers of the printer and of the spooler's answers mean, in words.
+/// What the numbers that the printer and the spooler report mean, in words.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace zrtmon::host {
 
-/// Category that says that the printer has no error.
+/// The category of a printer without an error.
 inline constexpr int kNoErrorCategory = 1;
 
-/// Category that the monitor publishes while a job is held for want of a password.
+/// Category that the monitor publishes while a job waits for a password.
 inline constexpr int kPasswordCategory = 100;
 
 /// "PrinterError": the category of the printer's error.
@@ -19,12 +19,12 @@ std::string CategoryWords(int category);
 std::string DeviceErrorWords(int code);
 /// "PrinterStatus".
 std::string PrinterStatusWords(int status);
-/// Both numbers as one reason why the printer does not go on: "ribbon (error 83, category 21)".
+/// Both numbers as one reason why a job waits: "ribbon (printer error 83, category 21)".
 std::string ErrorReason(int category, int code);
 
-/// A last error of the port's entry points, for what a query can meet; with its number.
+/// The last error of a failed query, with its number.
 std::string QueryErrorWords(DWORD error);
-/// A last error of opening a port or starting a document; with its number.
+/// The last error of a port that did not open or a document that did not start, with its number.
 std::string PortErrorWords(DWORD error);
 
 } // namespace zrtmon::host

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "host/text/nearest.h"
 #include "host/text/text.h"
+#include "simulator/nearest_name.h"
 
 namespace zrtmon::host {
 namespace {
@@ -13,7 +13,7 @@ using enum ValueKind;
 
 constexpr CValueName kValueNames[] = {
     {"CancelPrint", Action, "", "cancels what the printer is printing", "CancelPrint"},
-    {"CardCount", Query, "", "cards printed in the printer's life, as a number", "CardCount"},
+    {"CardCount", Query, "", "cards printed since the printer was built", "CardCount"},
     {"ConfigInfo", Query, "", "MagModule and FlipperModule, 1 where fitted", "ConfigInfo"},
     {"CurrentActivity", Unserved, "", "", ""},
     {"CurrentSettings", Query, "", "each setting as name=value,lowest,highest,flag;", "CurrentSettings"},
@@ -22,12 +22,13 @@ constexpr CValueName kValueNames[] = {
     {"DeviceError", Unserved, "", "", ""},
     {"DisablePassword", ValueKind::Password, "CURRENT", "turns the password protection off",
      "zrtctl password disable"},
-    {"EnableOemSupplies", Action, "", "makes the printer take supplies of other makes", "EnableOemSupplies"},
+    {"EnableOemSupplies", Action, "", "makes the printer accept supplies of other makes",
+     "EnableOemSupplies"},
     {"EnablePassword", ValueKind::Password, "CURRENT", "turns the password protection on",
      "zrtctl password enable"},
     {"FilmInfo", Unserved, "", "", ""},
     {"HopperSelect", Unserved, "", "", ""},
-    {"InitializeSettings", Action, "PRINTER", "writes the settings stored for that printer, and answers them",
+    {"InitializeSettings", Action, "PRINTER", "writes the settings stored for that printer, and returns them",
      "InitializeSettings/Card Printer"},
     {"LCDInfo", Query, "", "the lines on the printer's display", "LCDInfo"},
     {"LaminateInfo_0", Unserved, "", "", ""},
@@ -36,7 +37,7 @@ constexpr CValueName kValueNames[] = {
     {"MoveTo", Action, "0 to 6", "moves the card by that number of the move table", "MoveTo/3"},
     {"MoveToEx", Unserved, "", "", ""},
     {"PassthroughOut", Unserved, "", "", ""},
-    {"Password", ValueKind::Password, "CURRENT", "presents the password, so that held jobs may print",
+    {"Password", ValueKind::Password, "CURRENT", "presents the password, so that a held job can print",
      "zrtctl password check"},
     {"PrinterError", Query, "", "category of the printer's error, 1 for none", "PrinterError"},
     {"ReadMagStrip", Unserved, "", "", ""},
@@ -51,7 +52,7 @@ constexpr CValueName kValueNames[] = {
     {"SetUserPassword", ValueKind::Password, "CURRENT/NEW", "sets the user's password",
      "zrtctl password set-user"},
     {"SimulateButtonPress", Action, "0 or 2", "presses a button of the front panel", "SimulateButtonPress/0"},
-    {"StationStatus", Query, "0 to 5", "state of that station, -1 when no bay holds it", "StationStatus/2"},
+    {"StationStatus", Query, "0 to 5", "state of that station, -1 if no bay holds it", "StationStatus/2"},
     {"UtilityCommand", Action, "1, 2 or 9", "runs a utility of the printer; 9 takes ten seconds",
      "UtilityCommand/1"},
     {"VersionInfo", Query, "", "Firmware, the version of the printer's program", "VersionInfo"},
@@ -81,26 +82,26 @@ std::string_view NearestValueName(std::string_view name)
     for (const CValueName& row : kValueNames) {
         known.push_back(row.name);
     }
-    return Nearest(name, known);
+    return sim::Nearest(name, known);
 }
 
 std::string RequestProblem(std::string_view requestText)
 {
-    const std::string name = Printable(NamePart(requestText));
+    const std::string name = PrintableInput(NamePart(requestText));
     const CValueName* row = FindValueName(requestText);
     if (!row) {
         const std::string_view nearest = NearestValueName(name);
         return name + ": no such value name" +
-               (nearest.empty() ? "; \"zrtctl names\" lists them" : DidYouMean(nearest));
+               (nearest.empty() ? "; \"zrtctl names\" lists them" : sim::DidYouMean(nearest));
     }
     if (row->kind == Unserved) {
-        return name + ": this printer family has no answer to it; \"zrtctl names\" lists the ones it has";
+        return name + ": not supported by this printer family; \"zrtctl names\" lists those that are";
     }
     if (row->kind == ValueKind::Password) {
-        return name + ": passwords are not taken from the command line; see " + std::string(row->example);
+        return name + ": passwords are not accepted on the command line; use " + std::string(row->example);
     }
     if (!row->parameters.empty() && requestText.find('/') == std::string_view::npos) {
-        return name + ": needs parameters (" + std::string(row->parameters) + "), for example " +
+        return name + ": parameters required (" + std::string(row->parameters) + "), for example " +
                std::string(row->example);
     }
     return {};

@@ -11,11 +11,11 @@ namespace zrtmon::host {
 namespace {
 
 constexpr DWORD kWatchMs = 50;
-// A round that reports nothing written is the usual one: the monitor sends a piece of the buffer in each. So
-// many without a byte through the lower port mean that it is stuck, and that turning faster is no use.
+// Rounds that report nothing written are normal: the monitor sends a piece of its buffer in each. After this
+// many without a byte through the lower port it is stuck, and offering more often is useless.
 constexpr unsigned kIdleRounds = 1000;
 
-/// Gives up the processor between two offers; for longer when nothing moves.
+/// Yields the processor between two offers; for longer while no byte moves.
 class COfferPause {
 public:
     void Rest(uint64_t movedBytes)
@@ -30,7 +30,7 @@ private:
     unsigned m_idleRounds = 0;
 };
 
-/// Sets the event at the end of a scope, so that no thread goes on waiting for it.
+/// Sets the event at the end of a scope, so that no thread keeps waiting for it.
 class CEventSetter {
 public:
     explicit CEventSetter(HANDLE event) : m_event(event) {}
@@ -73,7 +73,7 @@ CQueriedNumber CPrintRun::QueryDevice(const std::string& name)
     if (!m_session.HasDevice()) {
         return {};
     }
-    return QueryNumber(m_session.Table(), m_session.Port(), name);
+    return QueryNumber(m_session, name);
 }
 
 bool CPrintRun::Print(std::string& bytes, const std::string& documentName, CProgress& progress)
@@ -83,29 +83,24 @@ bool CPrintRun::Print(std::string& bytes, const std::string& documentName, CProg
     CQueryPoller queryPoller(m_session, m_console, m_options.askNames, m_startTick);
     const auto watcher = m_environment.startThread([&] { Watch(document, progress); });
     std::unique_ptr<IRunningThread> asker;
-    // Behind the threads: it lets them go before they are waited for.
+    // Declared after the threads, so destroyed first: it stops them before their destructors wait for them.
     const CEventSetter eventSetter(m_done.Get());
     if (!m_options.askNames.empty() && m_session.HasDevice()) {
         asker = m_environment.startThread([&] { queryPoller.Run(m_done.Get()); });
     }
-    Offer(bytes);
+    Offer(document, bytes);
     m_finishing = true;
     return document.End();
 }
 
-void CPrintRun::Offer(std::string& bytes)
+void CPrintRun::Offer(CDocument& document, std::string& bytes)
 {
     COfferPause pause;
     uint64_t offset = 0;
     while (offset < bytes.size() && m_stop == Stop::No) {
-        const auto size = static_cast<DWORD>(std::min<uint64_t>(m_options.pieceBytes, bytes.size() - offset));
-        DWORD written = 0;
-        const auto data = reinterpret_cast<LPBYTE>(bytes.data() + offset);
-        if (!m_session.Table().pfnWritePort(m_session.Port(), data, size, &written)) {
-            throw CHostError(ExitStatus::NoDevice,
-                             "the port refuses the job's data, " + PortErrorWords(GetLastError()));
-        }
-        offset += std::min(written, size);
+        const size_t size = std::min<uint64_t>(m_options.pieceBytes, bytes.size() - offset);
+        const DWORD written = document.Write({bytes.data() + offset, size});
+        offset += written;
         m_takenBytes = offset;
         if (written == 0) {
             pause.Rest(m_session.MovedBytes());
@@ -125,21 +120,21 @@ void CPrintRun::Watch(CDocument& document, CProgress& progress)
     } while (WaitForSingleObject(m_done.Get(), kWatchMs) == WAIT_TIMEOUT);
 }
 
-/// Notes how the job stands now, and stops it when there is a reason.
+/// Returns the state of the job, and deletes the job if there is a reason to.
 CPrintView CPrintRun::Poll(CDocument& document, CStallDetector& detector)
 {
     const DWORD now = GetTickCount();
     CPrintView view = View();
     detector.Update(now, view);
     if (m_environment.wasInterrupted()) {
-        DeleteJob(document, Stop::Interrupted, "interrupted: the job is deleted");
+        DeleteJob(document, Stop::Interrupted, "interrupted: deleting the job");
     } else if (m_options.giveUpSeconds > 0 && detector.HeldMs(now) >= m_options.giveUpSeconds * 1000) {
-        DeleteJob(document, Stop::GaveUp, "held for too long: the job is deleted");
+        DeleteJob(document, Stop::GaveUp, "held longer than --give-up allows: deleting the job");
     }
     return view;
 }
 
-/// Reads a password when the printer wants one; the job is looked after meanwhile.
+/// Reads a password if the printer needs one, and keeps polling the job meanwhile.
 void CPrintRun::SupplyPassword(CDocument& document, CStallDetector& detector, const CPrintView& view,
                                CPasswordSupply& supply)
 {
@@ -148,18 +143,18 @@ void CPrintRun::SupplyPassword(CDocument& document, CStallDetector& detector, co
         return !isWanted || m_stop != Stop::No || WaitForSingleObject(m_done.Get(), 0) == WAIT_OBJECT_0;
     };
     if (m_stop == Stop::No && !supply.Poll(view.values, isNoLongerWanted)) {
-        DeleteJob(document, Stop::NoPassword, "standard input has ended: the job is deleted");
+        DeleteJob(document, Stop::NoPassword, "no more passwords on standard input: deleting the job");
     }
 }
 
-/// Only once; the first reason counts.
+/// Takes effect once: the first reason counts.
 void CPrintRun::DeleteJob(CDocument& document, Stop reason, const char* message)
 {
     if (m_stop != Stop::No) {
         return;
     }
     m_console.Message(message, Tone::Warning);
-    // The job first: the monitor looks at it as soon as the document ends.
+    // The job first: the monitor checks its state as soon as the document ends.
     document.DeleteJob();
     m_stop = reason;
 }
@@ -173,10 +168,10 @@ void CPrintRun::ReportEnd(const CProgress& progress)
 {
     const bool isWhole = m_stop == Stop::No && m_takenBytes == m_totalBytes;
     const std::optional<int> cards = progress.CardsPrinted(m_session.PublishedValues());
-    std::string line = isWhole ? "printed: " : "not printed to its end: ";
-    line += cards ? CardCountText(*cards) + ", " : "";
-    line += ByteCount(m_takenBytes) + (isWhole ? "" : " of " + ByteCount(m_totalBytes));
-    line += " in " + Seconds(GetTickCount() - m_startTick) + " s";
+    std::string line = isWhole ? "printed: " : "not completed: ";
+    line += cards ? CardCountText(*cards) + (isWhole ? ", " : " printed, ") : "";
+    line += ByteCount(m_takenBytes) + (isWhole ? "" : " of " + ByteCount(m_totalBytes) + " accepted");
+    line += ", " + Seconds(GetTickCount() - m_startTick) + " s";
     m_console.Message(line, isWhole ? Tone::Good : Tone::Warning);
 }
 
@@ -205,17 +200,17 @@ ExitStatus CPrintRun::Conclude(bool ended, const CQueriedNumber& category)
         break;
     }
     if (!ended) {
-        throw CHostError(ExitStatus::NoDevice, "the port does not end the document");
+        throw CHostError(ExitStatus::NoDevice, "cannot end the document on this port");
     }
     if (m_session.HasDevice() && !category.value) {
-        throw CHostError(QueryStatus(category.error),
-                         "whether the printer has printed is not known: " + QueryErrorWords(category.error));
+        throw CHostError(QueryStatus(category.error), "cannot tell whether the job was printed: " +
+                                                          QueryErrorText(m_session, category.error));
     }
     const int categoryNumber = category.value.value_or(kNoErrorCategory);
     if (categoryNumber != kNoErrorCategory) {
         const int code = m_session.PublishedValues().deviceError.value_or(0);
         throw CHostError(ExitStatus::PrinterError,
-                         "the printer reports: " + ErrorReason(categoryNumber, code));
+                         "the printer reports an error: " + ErrorReason(categoryNumber, code));
     }
     return ExitStatus::Done;
 }

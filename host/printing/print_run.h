@@ -19,21 +19,22 @@
 namespace zrtmon::host {
 
 struct CPrintOptions {
-    uint32_t pieceBytes = 64 * 1024;   ///< offered at a time
-    std::vector<std::string> askNames; ///< request texts that are asked while the job prints
-    uint32_t giveUpSeconds = 0;        ///< of being held, then the job is deleted; 0: never
+    uint32_t pieceBytes = 64 * 1024;   ///< offered in one call
+    std::vector<std::string> askNames; ///< queried while the job prints
+    uint32_t giveUpSeconds = 0;        ///< a job that waits this long is deleted; 0: never
 };
 
-/// Prints one job: offers its data, piece by piece, until the monitor has taken it all, while a second
-/// thread shows the progress and looks for reasons to stop, and a third asks the printer. Used once.
+/// Prints one job: offers its data, piece by piece, until the monitor has accepted all of it. Meanwhile a
+/// second thread shows the progress and checks for reasons to stop, and a third queries the printer. Used
+/// once.
 class CPrintRun {
 public:
-    /// Everything is lent for the life of the run.
+    /// The arguments are borrowed for the life of the run.
     CPrintRun(CSpoolerSession& session, const CPrintOptions& options, CHostEnvironment& environment,
               CConsole& console);
 
-    /// Prints the bytes, which stay as they are. Throws CHostError when the document does not start;
-    /// otherwise the exit status tells how it ended.
+    /// Prints the bytes, which are not changed. Returns how the job ended. Throws CHostError if the document
+    /// does not start or its result is unknown or an error.
     ExitStatus Run(std::string& bytes, const std::string& documentName);
 
 private:
@@ -41,7 +42,7 @@ private:
 
     CQueriedNumber QueryDevice(const std::string& name);
     bool Print(std::string& bytes, const std::string& documentName, CProgress& progress);
-    void Offer(std::string& bytes);
+    void Offer(CDocument& document, std::string& bytes);
     void Watch(CDocument& document, CProgress& progress);
     CPrintView Poll(CDocument& document, CStallDetector& detector);
     void SupplyPassword(CDocument& document, CStallDetector& detector, const CPrintView& view,

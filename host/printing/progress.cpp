@@ -28,14 +28,18 @@ std::optional<int> CProgress::CardsPrinted(const CPublishedValues& values) const
 
 void CProgress::ReportStall(const CStallDetector& detector)
 {
-    if (detector.Reason() == m_reportedReason) {
+    // The monitor publishes category and code one after the other: a reason counts once two polls agree on
+    // it.
+    const bool isSettled = detector.Reason() == m_lastReason;
+    m_lastReason = detector.Reason();
+    if (!isSettled || detector.Reason() == m_reportedReason) {
         return;
     }
     const bool isNews = detector.IsPublished() || !m_reportedPause;
     if (!detector.Reason().empty() && isNews) {
-        m_console.Message("held back: " + detector.Reason(), Tone::Warning);
+        m_console.Message("waiting: " + detector.Reason(), Tone::Warning);
     } else if (m_reportedError && !detector.IsPrinterError()) {
-        m_console.Message("going on: the error has cleared", Tone::Good);
+        m_console.Message("resuming: the error has cleared", Tone::Good);
     }
     m_reportedReason = detector.Reason();
     m_reportedError = detector.IsPrinterError();
@@ -48,11 +52,11 @@ void CProgress::ReportCards(const CPrintView& view)
     if (cards > m_reportedCards) {
         m_reportedCards = cards;
         m_console.Message(CardCountText(cards) + " printed, " + ByteCount(view.takenBytes) + " of " +
-                          ByteCount(view.totalBytes) + " taken");
+                          ByteCount(view.totalBytes) + " accepted");
     }
     if (view.finishing && view.takenBytes == view.totalBytes && !m_reportedFinishing) {
         m_reportedFinishing = true;
-        m_console.Message("all data taken, the printer finishes");
+        m_console.Message("all data accepted, waiting for the printer to finish");
     }
 }
 
@@ -65,9 +69,9 @@ std::string CProgress::Line(const CPrintView& view, const CStallDetector& detect
         line += "  " + CardCountText(*cards);
     }
     if (!detector.Reason().empty()) {
-        return line + "  held back: " + detector.Reason();
+        return line + "  waiting: " + detector.Reason();
     }
-    return line + (view.finishing ? "  the printer finishes" : "  printing");
+    return line + (view.finishing ? "  waiting for the printer to finish" : "  printing");
 }
 
 } // namespace zrtmon::host

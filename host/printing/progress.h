@@ -1,4 +1,4 @@
-/// Shows how a job comes along.
+/// Shows the progress of a job.
 #pragma once
 
 #include <optional>
@@ -9,16 +9,16 @@
 
 namespace zrtmon::host {
 
-/// On a terminal one line that is written over; elsewhere a line for each card. Why data is held back is a
-/// line of its own in both. One thread.
+/// On a terminal it is one line that is rewritten; elsewhere a line is printed for each card. The reason why
+/// a job waits is printed on its own line in both. One thread.
 class CProgress {
 public:
-    /// baseCount: the printer's card count before the job, nothing when it is not known.
+    /// baseCount: the printer's card count before the job, std::nullopt if unknown.
     CProgress(CConsole& console, std::optional<int> baseCount) : m_console(console), m_baseCount(baseCount) {}
 
     void Show(const CPrintView& view, const CStallDetector& detector);
 
-    /// Cards printed since the job began, as far as the printer's count tells.
+    /// Cards printed since the job began, by the printer's count; std::nullopt if that is unknown.
     std::optional<int> CardsPrinted(const CPublishedValues& values) const;
 
 private:
@@ -28,9 +28,10 @@ private:
 
     CConsole& m_console;
     std::optional<int> m_baseCount;
+    std::string m_lastReason; ///< of the poll before
     std::string m_reportedReason;
     bool m_reportedError = false; ///< m_reportedReason is an error of the printer
-    bool m_reportedPause = false; ///< that the printer takes nothing; a slow one does that after each card
+    bool m_reportedPause = false; ///< a pause: reported once, since a slow printer pauses after each card
     int m_reportedCards = 0;
     bool m_reportedFinishing = false;
 };

@@ -6,7 +6,7 @@
 namespace zrtmon::host {
 namespace {
 
-// Between two rounds; every exchange holds up the job for a moment.
+// Between two rounds: every exchange delays the job for a moment.
 constexpr DWORD kPauseMs = 200;
 
 } // namespace
@@ -25,9 +25,9 @@ void CQueryPoller::Run(HANDLE done)
 
 void CQueryPoller::QueryOne(const std::string& name)
 {
-    const CQueryResult answer = Query(m_session.Table(), m_session.Port(), name);
-    const std::string line =
-        answer.answered ? name + '=' + Printable(answer.text) : name + ": " + QueryErrorWords(answer.error);
+    const CQueryResult answer = m_session.Query(name);
+    const std::string line = answer.answered ? name + '=' + Printable(answer.text)
+                                             : name + ": " + QueryErrorText(m_session, answer.error);
     std::string& shown = m_shown[name];
     if (line == shown) {
         return;

@@ -1,4 +1,4 @@
-/// Asks the printer the same questions again and again while a job prints.
+/// Repeats the same queries while a job prints.
 #pragma once
 
 #include <map>
@@ -11,18 +11,18 @@
 
 namespace zrtmon::host {
 
-/// One thread. Everything given is lent.
+/// One thread. The arguments are borrowed for its life.
 class CQueryPoller {
 public:
-    /// startTick: the answers are shown with the time since then.
+    /// startTick: answers are shown with the time since then.
     CQueryPoller(CSpoolerSession& session, CConsole& console, const std::vector<std::string>& names,
                  DWORD startTick)
         : m_session(session), m_console(console), m_names(names), m_startTick(startTick)
     {
     }
 
-    /// Asks until the event is set. Shows an answer when it differs from the last one of that name, and a
-    /// failure when the one before it was another.
+    /// Queries until the event is set. Shows an answer or a failure if it differs from the last one of that
+    /// name.
     void Run(HANDLE done);
 
 private:
@@ -32,7 +32,7 @@ private:
     CConsole& m_console;
     const std::vector<std::string>& m_names;
     DWORD m_startTick;
-    std::map<std::string, std::string> m_shown; ///< by name, what was last shown
+    std::map<std::string, std::string> m_shown; ///< by name, the line last shown
 };
 
 } // namespace zrtmon::host

@@ -5,9 +5,9 @@
 namespace zrtmon::host {
 namespace {
 
-// Shorter pauses are how a busy printer takes its data.
+// A busy printer accepts its data with shorter pauses than this. Matches the text below.
 constexpr DWORD kStallMs = 2000;
-constexpr char kStallReason[] = "the printer takes no more data for now";
+constexpr char kStallReason[] = "no data accepted for 2 seconds";
 
 } // namespace
 
@@ -19,7 +19,7 @@ void CStallDetector::Update(DWORD now, const CPrintView& view)
     }
     const int category = view.values.printerError.value_or(kNoErrorCategory);
     if (m_isPublished && category == kNoErrorCategory) {
-        m_lastChange = now; // the printer goes on: the time that it stood does not count as a pause
+        m_lastChange = now; // the printer has resumed: the time of the error does not count as a pause
     }
     const bool isStalled = !view.finishing && now - m_lastChange >= kStallMs;
     const bool wasHeld = !m_reason.empty();

@@ -1,4 +1,4 @@
-/// Watches a printing job and says when its data is held back, and why.
+/// Detects that a printing job waits, and why.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,9 @@ namespace zrtmon::host {
 
 /// A printing job at one moment.
 struct CPrintView {
-    uint64_t takenBytes = 0; ///< reported written
+    uint64_t takenBytes = 0; ///< accepted by the monitor
     uint64_t totalBytes = 0;
-    bool finishing = false; ///< nothing is offered any more
+    bool finishing = false; ///< all data has been offered
     CPublishedValues values;
 };
 
@@ -24,13 +24,13 @@ public:
     /// now is GetTickCount.
     void Update(DWORD now, const CPrintView& view);
 
-    /// Empty while data goes through.
+    /// Why the job waits; empty while data is being accepted.
     const std::string& Reason() const { return m_reason; }
-    /// Whether what the printer has published is the reason, and not just that it takes nothing.
+    /// Whether the reason is a published state of the printer, and not just a pause.
     bool IsPublished() const { return m_isPublished; }
-    /// Whether that is an error of the printer, and not the want of a password.
+    /// Whether the reason is an error of the printer, and not a missing password.
     bool IsPrinterError() const { return m_isPublished && !m_isPasswordWanted; }
-    /// Milliseconds for which the data has been held, 0 when it is not.
+    /// Milliseconds for which the job has been waiting; 0 if it is not.
     DWORD HeldMs(DWORD now) const { return m_reason.empty() ? 0 : now - m_heldSince; }
 
 private:
@@ -38,8 +38,8 @@ private:
     bool m_isPublished = false;
     bool m_isPasswordWanted = false;
     uint64_t m_takenBytes = 0;
-    DWORD m_lastChange;    ///< tick at which data was last taken, or an error cleared
-    DWORD m_heldSince = 0; ///< tick; has a meaning while there is a reason
+    DWORD m_lastChange;    ///< tick at which data was last accepted or an error cleared
+    DWORD m_heldSince = 0; ///< tick; valid while there is a reason
 };
 
 } // namespace zrtmon::host

@@ -42,8 +42,8 @@ CMonitorLibrary::CMonitorLibrary(const std::filesystem::path& file, const CHostE
     m_init.bLocal = TRUE;
     m_table = initialize(&m_init, &m_monitor);
     if (!m_table) {
-        throw CHostError(ExitStatus::NoDevice,
-                         "the print monitor does not start (error " + std::to_string(GetLastError()) + ')');
+        throw CHostError(ExitStatus::NoDevice, "the print monitor does not start (system error " +
+                                                   std::to_string(GetLastError()) + ')');
     }
 }
 
@@ -63,24 +63,27 @@ CMonitorLibrary::CModule::~CModule()
 
 InitializeMonitor CMonitorLibrary::CModule::Load(const std::filesystem::path& file)
 {
-    // The system's linker searches its own folders for a name without a folder; this file is meant.
+    // Without a folder in the name, the system's loader would search its own folders instead.
     std::error_code error;
     const std::filesystem::path whole = std::filesystem::absolute(file, error);
     m_module = LoadLibraryW(WidePath(whole).c_str());
     if (!m_module) {
-        throw CHostError(ExitStatus::NoDevice, DisplayPath(file) + ": cannot be loaded as a library (error " +
+        throw CHostError(ExitStatus::NoDevice, DisplayPath(file) +
+                                                   ": cannot be loaded as a library (system error " +
                                                    std::to_string(GetLastError()) + ')');
     }
     if (!spooler::RedirectSpoolerImports(m_module)) {
         throw CHostError(ExitStatus::NoDevice,
-                         DisplayPath(file) + ": asks for print services that are not served here");
+                         DisplayPath(file) +
+                             ": imports print-spooler functions that zrtctl does not provide");
     }
     const FARPROC entry = GetProcAddress(m_module, kInitializeName);
     if (!entry) {
-        throw CHostError(ExitStatus::NoDevice,
-                         DisplayPath(file) + ": is no print monitor, it exports no " + kInitializeName);
+        throw CHostError(ExitStatus::NoDevice, DisplayPath(file) +
+                                                   ": is not a print monitor: it does not export " +
+                                                   kInitializeName);
     }
-    // Through the one function type that may be cast to any: systems differ in what an entry is.
+    // Through void(*)(), which may be cast to any function type: systems declare FARPROC differently.
     return reinterpret_cast<InitializeMonitor>(reinterpret_cast<void (*)()>(entry));
 }
 

@@ -8,19 +8,18 @@
 
 namespace zrtmon::host {
 
-/// Holds the loaded library and its entry-point table. Nothing of the table may be called once it is gone.
+/// Owns the loaded library. Its entry-point table must not be used after the object is destroyed.
 class CMonitorLibrary {
 public:
-    /// Loads the file given, or, when that is empty, looks beside the program, in libexec/zrtmon next to
-    /// the program's folder and in the system folder. Throws CHostError (NoDevice) when there is none or it
-    /// exports no monitor.
+    /// Loads the file, or, if the path is empty, searches the program's folder, ../libexec/zrtmon and the system
+    /// folder. Throws CHostError (NoDevice) if there is no library or it does not export a monitor.
     CMonitorLibrary(const std::filesystem::path& file, const CHostEnvironment& environment);
     ~CMonitorLibrary();
     CMonitorLibrary(const CMonitorLibrary&) = delete;
     CMonitorLibrary& operator=(const CMonitorLibrary&) = delete;
 
     const MONITOR2& Table() const { return *m_table; }
-    /// What the table's functions take as the monitor's handle.
+    /// The monitor handle for the table's functions.
     HANDLE Monitor() const { return m_monitor; }
 
 private:

@@ -5,7 +5,7 @@
 
 namespace zrtmon::host {
 
-/// What the language monitor holds as its lower port.
+/// The language monitor's handle of its lower port.
 struct CPortMonitorProxy::CPort {
     CPortMonitorProxy& proxy;
     HANDLE lowerPort;
@@ -19,7 +19,7 @@ struct CPortMonitorProxy::CEntries {
         return bytes ? std::string_view(static_cast<const char*>(bytes), size) : std::string_view();
     }
 
-    /// Makes the call, completes the record of it and tells the observer. The last error is the call's.
+    /// Makes the call, completes its record and reports it. The last error is that of the call.
     template <typename Invoke>
     static BOOL Observe(CPortMonitorProxy& proxy, CPortCall call, Invoke invoke)
     {

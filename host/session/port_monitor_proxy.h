@@ -1,4 +1,4 @@
-/// A port monitor in front of the port monitor: passes every call on and sees what goes through.
+/// A port monitor that forwards every call to the real one and reports it to an observer.
 #pragma once
 
 #include <atomic>
@@ -9,7 +9,7 @@
 
 namespace zrtmon::host {
 
-/// One call at the lower port, told when it has returned. The views are valid during the telling only.
+/// One call at the lower port, reported after it has returned. The views are valid during the report only.
 struct CPortCall {
     const char* name; ///< "WritePort"
     HANDLE port;      ///< null while the port is not open
@@ -20,19 +20,19 @@ struct CPortCall {
     std::string_view received; ///< bytes that came back
     DWORD control;             ///< control code of GetPrinterDataFromPort
     bool succeeded;
-    DWORD lastError; ///< when it failed
+    DWORD lastError; ///< if it failed
 };
 
-/// Whoever wants to know of the calls. Called on the thread that made the call.
+/// Receives the calls, each on the thread that made it.
 class IPortCallObserver {
 public:
     virtual ~IPortCallObserver() = default;
     virtual void OnPortCall(const CPortCall& call) = 0;
 };
 
-/// The table handed to the language monitor in place of the port monitor's. Results and last errors are
-/// the port monitor's own; entries that it lacks are missing here too. Its functions may be called from
-/// any thread, as long as the tap exists; the observer is lent for that time, and may be null.
+/// Its table is given to the language monitor in place of the port monitor's. Results and last errors are
+/// those of the port monitor; entries that it lacks are null here too. Its functions may be called from any
+/// thread while the proxy exists. The observer may be null, and must outlive the proxy.
 class CPortMonitorProxy {
 public:
     CPortMonitorProxy(HANDLE lowerMonitor, const MONITOR2& lower, IPortCallObserver* observer);
@@ -42,7 +42,7 @@ public:
     HANDLE Monitor() { return this; }
     MONITOR2* Table() { return &m_table; }
 
-    /// Bytes that went through in either direction so far. Any thread.
+    /// Bytes carried so far, in either direction. Any thread.
     uint64_t MovedBytes() const { return m_moved.load(std::memory_order_relaxed); }
 
 private:

@@ -19,7 +19,7 @@ struct CMnemonic {
     std::string_view words;
 };
 
-// Longer mnemonics stand before the ones that they begin with.
+// A longer mnemonic precedes those that it begins with.
 constexpr CMnemonic kMnemonics[] = {
     {"PPL", "move the card: PPL"},
     {"PIL", "move the card: PIL"},
@@ -30,22 +30,22 @@ constexpr CMnemonic kMnemonics[] = {
     {"XC", "cancel the print"},
     {"XZ", "end of the job"},
     {"S1", "move the card: S1"},
-    {"NB", "ask bay 1"},
-    {"NC", "ask bay 2"},
-    {"Nr", "ask the status"},
-    {"NM", "ask the modules"},
-    {"NV", "ask the version"},
-    {"NR", "ask the ribbon"},
-    {"N0", "ask the magnetic tracks"},
-    {"NL", "ask the display"},
-    {"NE", "ask the settings"},
-    {"Ne", "ask the default settings"},
-    {"NF", "ask the flipper's settings"},
-    {"Nf", "ask the flipper's default settings"},
+    {"NB", "query bay 1"},
+    {"NC", "query bay 2"},
+    {"Nr", "query status"},
+    {"NM", "query modules"},
+    {"NV", "query version"},
+    {"NR", "query ribbon"},
+    {"N0", "query magnetic tracks"},
+    {"NL", "query display"},
+    {"NE", "query settings"},
+    {"Ne", "query default settings"},
+    {"NF", "query flipper settings"},
+    {"Nf", "query default flipper settings"},
     {"TE", "write a setting"},
-    {"TF", "write a setting of the flipper"},
-    {"NP", "ask the security state"},
-    {"NT", "ask for a password challenge"},
+    {"TF", "write a flipper setting"},
+    {"NP", "query security state"},
+    {"NT", "query password challenge"},
     {"TU", "enable OEM supplies"},
     {"B", "press a button"},
     {"e", "move the card: e"},
@@ -72,8 +72,8 @@ constexpr CReplyMark kReplyMarks[] = {
     {"Ribbon Info:", "ribbon"},
     {"MAG:", "magnetic tracks"},
     {"LCD:", "display"},
-    {"Flipper EE Settings:", "flipper's settings"},
-    {"Flipper EE Defaults:", "flipper's default settings"},
+    {"Flipper EE Settings:", "flipper settings"},
+    {"Flipper EE Defaults:", "default flipper settings"},
     {"EEprom Settings:", "settings"},
     {"EEprom Defaults:", "default settings"},
     {"Bay1:", "bay 1"},
@@ -91,17 +91,17 @@ constexpr struct {
 } kControls[] = {
     {IOCTL_USBPRINT_VENDOR_SET_COMMAND, "vendor set command"},
     {IOCTL_USBPRINT_VENDOR_GET_COMMAND, "vendor get command"},
-    {IOCTL_PAR_QUERY_DEVICE_ID, "ask the device ID"},
+    {IOCTL_PAR_QUERY_DEVICE_ID, "query device ID"},
 };
 
-std::string MnemonicWords(std::string_view behindPrefix)
+std::string MnemonicWords(std::string_view afterPrefix)
 {
     for (const CMnemonic& row : kMnemonics) {
-        if (behindPrefix.starts_with(row.letters)) {
+        if (afterPrefix.starts_with(row.letters)) {
             return std::string(row.letters) + ' ' + std::string(row.words);
         }
     }
-    return "unknown command " + Hex(behindPrefix.substr(0, 1));
+    return "unknown command " + Hex(afterPrefix.substr(0, 1));
 }
 
 /// "TE write a setting, 21 times" and the like for every run of equal commands.
@@ -131,7 +131,7 @@ std::string CommandListWords(std::string_view bytes)
 std::string PacketWords(std::string_view bytes)
 {
     if (bytes.size() < kPacketHeaderBytes) {
-        return "job data: part of a packet's header";
+        return "job data: part of a packet header";
     }
     uint32_t length = 0;
     for (const char byte : bytes.substr(4, 4)) {
@@ -145,7 +145,7 @@ std::string PacketWords(std::string_view bytes)
     return words;
 }
 
-// Commands that a job alone contains, and that begin job data without packets.
+// Job data without packets begins with a command that occurs only in jobs.
 bool BeginsUnframedJob(std::string_view bytes)
 {
     constexpr std::string_view kJobLetters = "CJjm";
@@ -172,7 +172,7 @@ constexpr uint8_t kPresent = '4';
 constexpr uint8_t kChange = '5';
 constexpr unsigned kResponseBytes = 8;
 constexpr unsigned kNewPasswordBytes = 16;
-// Modes that are followed by no new password.
+// Modes that are not followed by a new password.
 constexpr uint8_t kDisableMode = 0xFD;
 constexpr uint8_t kEnableMode = 0x73;
 
@@ -200,7 +200,7 @@ std::string DescribeReply(std::string_view bytes)
             return isStatus ? StatusWords(bytes.substr(at + row.mark.size())) : std::string(row.words);
         }
     }
-    return "reply of another kind";
+    return "unrecognised reply";
 }
 
 std::string DescribeControl(DWORD control)

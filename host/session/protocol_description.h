@@ -1,4 +1,4 @@
-/// What the bytes at the lower port mean, in words.
+/// Describes in words the bytes that pass the lower port.
 #pragma once
 
 #include <cstdint>
@@ -10,29 +10,29 @@
 
 namespace zrtmon::host {
 
-/// Bytes written to the port: the commands in them, or that they are job data.
+/// Describes bytes written to the port: the commands in them, or "job data".
 std::string DescribeCommand(std::string_view bytes);
-/// Bytes read from the port.
+/// Describes bytes read from the port.
 std::string DescribeReply(std::string_view bytes);
-/// A control code of GetPrinterDataFromPort.
+/// Describes a control code of GetPrinterDataFromPort.
 std::string DescribeControl(DWORD control);
 
-/// Hides what follows the printer's password commands in the bytes written to one port. A command may be cut
-/// anywhere by the end of a write.
+/// Hides what follows the printer's password commands in the bytes written to one port. A write may end
+/// anywhere in a command.
 class CPasswordMask {
 public:
-    /// For each of the bytes whether it is to be hidden. Changes no state.
+    /// For each byte, whether it must be hidden. The state is not changed.
     std::vector<bool> Hidden(std::string_view bytes) const;
-    /// Takes note of bytes that the port took.
+    /// Advances past bytes that the port accepted.
     void Pass(std::string_view bytes);
 
 private:
-    /// Goes one byte on; true when that byte is to be hidden.
+    /// Advances by one byte; true if that byte must be hidden.
     bool Step(uint8_t byte);
 
-    unsigned m_prefixSeen = 0;   ///< bytes of the command prefix that came last
-    uint8_t m_command = 0;       ///< letter of the password command under way, 0 for none
-    unsigned m_commandBytes = 0; ///< of it that came behind the letter
+    unsigned m_prefixSeen = 0;   ///< bytes of the command prefix seen last
+    uint8_t m_command = 0;       ///< letter of the current password command, 0 for none
+    unsigned m_commandBytes = 0; ///< of it, after the letter
 };
 
 } // namespace zrtmon::host

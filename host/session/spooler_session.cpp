@@ -1,12 +1,16 @@
 #include "host/session/spooler_session.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "host/exit_status.h"
 #include "host/printer/status_words.h"
+#include "host/printer/value_names.h"
 #include "host/text/file.h"
 #include "host/text/text.h"
 #include "platform/spooler_admin.h"
+#include "platform/usb_print.h"
+#include "platform/wipe.h"
 #include "simulator/printer_options.h"
 
 namespace zrtmon::host {
@@ -19,7 +23,7 @@ sim::PortName CheckedPort(const std::string& port)
     std::string problem;
     const std::optional<sim::PortName> name = sim::ParsePortName(WideFromUtf8(port), &problem);
     if (!name) {
-        throw CHostError(ExitStatus::Usage, ShownPort(problem));
+        throw CHostError(ExitStatus::Usage, PrintableInput(problem));
     }
     return *name;
 }
@@ -32,14 +36,12 @@ std::wstring CheckedPrinterName(const std::string& name)
     return WideFromUtf8(name);
 }
 
-CPrinterHandle MakePrinter(std::wstring name)
+CPrinterHandle CreateAndOpen(std::wstring name)
 {
     spooler::CreatePrinter(name);
     PRINTER_DEFAULTSW defaults{nullptr, nullptr, PRINTER_ACCESS_ADMINISTER};
     HANDLE printer = nullptr;
-    if (!OpenPrinterW(name.data(), &printer, &defaults)) {
-        throw CHostError(ExitStatus::NoDevice, "the spooler's printer: " + PortErrorWords(GetLastError()));
-    }
+    OpenPrinterW(name.data(), &printer, &defaults);
     return CPrinterHandle(printer);
 }
 
@@ -61,47 +63,135 @@ std::optional<int> ReadNumber(HANDLE printer, std::wstring valueName)
     return LeadingNumber(text);
 }
 
+// Large enough for every answer of the family, so that no query is made twice.
+constexpr size_t kFirstBufferBytes = 8192;
+constexpr DWORD kLongestDeviceId = 1024;
+
+bool MayBeSilent(const std::string& requestText)
+{
+    const CValueName* name = FindValueName(requestText);
+    return name && (name->kind == ValueKind::Action || name->kind == ValueKind::Password);
+}
+
+/// The request text is not changed; the function type has no const.
+CQueryResult QueryWide(const MONITOR2& table, HANDLE port, std::wstring& requestText, bool maySilent)
+{
+    std::vector<wchar_t> buffer(kFirstBufferBytes / sizeof(wchar_t));
+    for (;;) {
+        const auto sizeBytes = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
+        DWORD returned = 0;
+        SetLastError(ERROR_SUCCESS);
+        const BOOL succeeded = table.pfnGetPrinterDataFromPort(port, 0, requestText.data(), nullptr, 0,
+                                                               buffer.data(), sizeBytes, &returned);
+        if (!succeeded) {
+            // A request that leaves no text returns FALSE too, and sets no error.
+            const DWORD error = GetLastError();
+            return {error == ERROR_SUCCESS && maySilent, {}, error};
+        }
+        if (returned <= sizeBytes) {
+            const auto text = reinterpret_cast<const char*>(buffer.data());
+            return {true, std::string(text, returned > 0 ? returned - 1 : 0), ERROR_SUCCESS};
+        }
+        buffer.resize(returned / sizeof(wchar_t) + 1);
+    }
+}
+
 } // namespace
 
-std::string ShownPort(const std::string& port)
+bool IsPrinterPort(const std::string& port) { return CheckedPort(port).kind == sim::PortName::Kind::Printer; }
+
+CSpoolerPrinter::CSpoolerPrinter(const std::wstring& name) : m_name(name), m_handle(CreateAndOpen(name))
 {
-    constexpr std::string_view kOption = "-password=";
-    std::string shown = Printable(port);
-    for (size_t at = shown.find(kOption); at != std::string::npos; at = shown.find(kOption, at)) {
-        at += kOption.size();
-        const size_t end = std::min(shown.find_first_of(",'", at), shown.size());
-        shown.replace(at, end - at, end > at ? "**" : "");
+    if (!m_handle.Get()) {
+        const DWORD error = GetLastError();
+        spooler::RemovePrinter(m_name);
+        throw CHostError(ExitStatus::NoDevice, "the spooler's printer: " + PortErrorWords(error));
     }
-    return shown;
 }
+
+CSpoolerPrinter::~CSpoolerPrinter() { spooler::RemovePrinter(m_name); }
 
 CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvironment& environment)
-    : m_printerName(CheckedPrinterName(options.printer)),
-      m_hasDevice(CheckedPort(options.port).kind == sim::PortName::Kind::Printer),
-      m_library(PathFromUtf8(options.library), environment), m_trace(MakeTrace(options.trace)),
+    : m_hasDevice(IsPrinterPort(options.port)), m_library(PathFromUtf8(options.library), environment),
+      m_trace(MakeTrace(options.trace)),
       m_proxy(m_portMonitor.Handle(), *sim::CPortMonitor::Table(), m_trace.get()),
-      m_printer(MakePrinter(m_printerName))
+      m_printer(CheckedPrinterName(options.printer))
 {
     std::wstring portName = WideFromUtf8(options.port);
+    std::wstring printerName = PrinterName();
     const BOOL opened = Table().pfnOpenPortEx(m_library.Monitor(), m_proxy.Monitor(), portName.data(),
-                                              m_printerName.data(), &m_port, m_proxy.Table());
+                                              printerName.data(), &m_port, m_proxy.Table());
     if (!opened) {
         const DWORD error = GetLastError();
-        throw CHostError(PortStatus(error),
-                         "port " + ShownPort(options.port) + ": cannot be opened, " + PortErrorWords(error));
+        throw CHostError(PortStatus(error), "port " + PrintableInput(options.port) + ": cannot be opened, " +
+                                                PortErrorWords(error));
     }
 }
 
-CSpoolerSession::~CSpoolerSession()
+CSpoolerSession::~CSpoolerSession() { Table().pfnClosePort(m_port); }
+
+CQueryResult CSpoolerSession::Query(const std::string& requestText) const
 {
-    Table().pfnClosePort(m_port);
-    spooler::RemovePrinter(m_printerName);
+    std::wstring wideText = WideFromUtf8(requestText);
+    return QueryWide(Table(), m_port, wideText, MayBeSilent(requestText));
+}
+
+CQueryResult CSpoolerSession::SendPasswords(const std::string& name,
+                                            std::initializer_list<std::string_view> passwords) const
+{
+    std::wstring requestText = WideFromUtf8(name);
+    size_t size = requestText.size();
+    for (const std::string_view password : passwords) {
+        size += 1 + password.size();
+    }
+    requestText.reserve(size); // at once: a text that grows leaves copies in freed memory
+    for (const std::string_view password : passwords) {
+        requestText += L'/';
+        for (const char byte : password) {
+            requestText += static_cast<unsigned char>(byte);
+        }
+    }
+    const CQueryResult result = QueryWide(Table(), m_port, requestText, true);
+    Wipe(requestText);
+    return result;
+}
+
+std::optional<std::string> CSpoolerSession::DeviceId() const
+{
+    std::string deviceId(kLongestDeviceId, '\0');
+    DWORD count = 0;
+    if (!Table().pfnGetPrinterDataFromPort(m_port, IOCTL_PAR_QUERY_DEVICE_ID, nullptr, nullptr, 0,
+                                           reinterpret_cast<LPWSTR>(deviceId.data()), kLongestDeviceId,
+                                           &count)) {
+        return std::nullopt;
+    }
+    return deviceId.substr(0, count);
+}
+
+DWORD CSpoolerSession::StoreValue(std::wstring valueName, DWORD type, std::span<const char> bytes)
+{
+    // The spooler's function reads them; its parameter is not const.
+    const auto data = reinterpret_cast<LPBYTE>(const_cast<char*>(bytes.data()));
+    return SetPrinterDataW(m_printer.Get(), valueName.data(), type, data, static_cast<DWORD>(bytes.size()));
+}
+
+bool CSpoolerSession::HasValue(std::wstring valueName) const
+{
+    DWORD size = 0;
+    const DWORD error = GetPrinterDataW(m_printer.Get(), valueName.data(), nullptr, nullptr, 0, &size);
+    return error == ERROR_SUCCESS || error == ERROR_MORE_DATA;
+}
+
+void CSpoolerSession::RemoveValue(std::wstring valueName)
+{
+    DeletePrinterDataW(m_printer.Get(), valueName.data());
 }
 
 CPublishedValues CSpoolerSession::PublishedValues() const
 {
-    return {ReadNumber(Printer(), L"PrinterStatus"), ReadNumber(Printer(), L"PrinterError"),
-            ReadNumber(Printer(), L"DeviceError"), ReadNumber(Printer(), L"CardCount")};
+    const HANDLE printer = m_printer.Get();
+    return {ReadNumber(printer, L"PrinterStatus"), ReadNumber(printer, L"PrinterError"),
+            ReadNumber(printer, L"DeviceError"), ReadNumber(printer, L"CardCount")};
 }
 
 CDocument::CDocument(CSpoolerSession& session, const std::wstring& name)
@@ -111,12 +201,13 @@ CDocument::CDocument(CSpoolerSession& session, const std::wstring& name)
     std::wstring documentName = name;
     std::wstring dataType = L"RAW";
     DOC_INFO_1W info{documentName.data(), nullptr, dataType.data()};
-    m_open = session.Table().pfnStartDocPort(session.Port(), printerName.data(), m_jobId, 1,
+    m_open = session.Table().pfnStartDocPort(session.m_port, printerName.data(), m_jobId, 1,
                                              reinterpret_cast<LPBYTE>(&info)) != FALSE;
     if (!m_open) {
         const DWORD error = GetLastError();
         spooler::RemoveJob(printerName, m_jobId);
-        throw CHostError(PortStatus(error), "the port takes no document, " + PortErrorWords(error));
+        throw CHostError(PortStatus(error),
+                         "cannot start the document on this port: " + PortErrorWords(error));
     }
 }
 
@@ -128,12 +219,24 @@ CDocument::~CDocument()
     spooler::RemoveJob(m_session.PrinterName(), m_jobId);
 }
 
-void CDocument::DeleteJob() { SetJobW(m_session.Printer(), m_jobId, 0, nullptr, JOB_CONTROL_DELETE); }
+DWORD CDocument::Write(std::span<char> bytes)
+{
+    const auto size = static_cast<DWORD>(bytes.size());
+    DWORD written = 0;
+    if (!m_session.Table().pfnWritePort(m_session.m_port, reinterpret_cast<LPBYTE>(bytes.data()), size,
+                                        &written)) {
+        throw CHostError(ExitStatus::NoDevice,
+                         "cannot send the job's data: " + PortErrorWords(GetLastError()));
+    }
+    return std::min(written, size);
+}
+
+void CDocument::DeleteJob() { SetJobW(m_session.m_printer.Get(), m_jobId, 0, nullptr, JOB_CONTROL_DELETE); }
 
 bool CDocument::End()
 {
     m_open = false;
-    return m_session.Table().pfnEndDocPort(m_session.Port()) != FALSE;
+    return m_session.Table().pfnEndDocPort(m_session.m_port) != FALSE;
 }
 
 } // namespace zrtmon::host

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "host/session/monitor_library.h"
 #include "host/session/port_monitor_proxy.h"
+#include "host/session/query.h"
 #include "host/session/trace.h"
 #include "platform/sync.h"
 #include "simulator/port_monitor.h"
@@ -17,12 +21,12 @@ namespace zrtmon::host {
 struct CSessionOptions {
     std::string port = "sim:";            ///< as sim::CPortMonitor names its ports, UTF-8
     std::string printer = "Card Printer"; ///< UTF-8
-    std::string library;                  ///< path of the monitor's library; empty: looked for
+    std::string library;                  ///< path of the monitor's library; empty: it is searched for
     std::string trace;                    ///< path of the trace file; empty: none
 };
 
-/// A port's name fit to show: without the passwords that a simulated printer may be set up with.
-std::string ShownPort(const std::string& port);
+/// Whether a port name is that of a printer, and not of a file. Throws CHostError (Usage) if it is invalid.
+bool IsPrinterPort(const std::string& port);
 
 /// What the monitor has published of the printer's state.
 struct CPublishedValues {
@@ -34,7 +38,26 @@ struct CPublishedValues {
     bool operator==(const CPublishedValues&) const = default;
 };
 
-/// A printer in the spooler with its port open. The port is closed and the printer removed at the end.
+/// A printer in the spooler, open with the right to administer it. It is removed with the object.
+class CSpoolerPrinter {
+public:
+    /// Throws CHostError (NoDevice) if it does not open.
+    explicit CSpoolerPrinter(const std::wstring& name);
+    ~CSpoolerPrinter();
+    CSpoolerPrinter(const CSpoolerPrinter&) = delete;
+    CSpoolerPrinter& operator=(const CSpoolerPrinter&) = delete;
+
+    const std::wstring& Name() const { return m_name; }
+    HANDLE Get() const { return m_handle.Get(); }
+
+private:
+    std::wstring m_name;
+    CPrinterHandle m_handle;
+};
+
+/// A printer in the spooler with its port open. The port is closed and the printer removed with the object.
+/// Commands reach the printer through this class and CDocument only, so that another kind of place can take
+/// their part. Functions may be called from any thread.
 class CSpoolerSession {
 public:
     /// Throws CHostError: Usage for a bad port name, Busy for a port in use, NoDevice for a port that does
@@ -44,45 +67,62 @@ public:
     CSpoolerSession(const CSpoolerSession&) = delete;
     CSpoolerSession& operator=(const CSpoolerSession&) = delete;
 
-    const MONITOR2& Table() const { return m_library.Table(); }
-    HANDLE Port() const { return m_port; }
-    const std::wstring& PrinterName() const { return m_printerName; }
-    /// The spooler's printer, open with the right to administer it.
-    HANDLE Printer() const { return m_printer.Get(); }
-    /// Whether a printer that could answer is behind the port; a captured file is none.
+    const std::wstring& PrinterName() const { return m_printer.Name(); }
+    /// Whether a printer that can reply is connected to the port; a file captures the bytes and never
+    /// replies.
     bool HasDevice() const { return m_hasDevice; }
 
-    /// Bytes that went through the lower port so far. Any thread.
-    uint64_t MovedBytes() const { return m_proxy.MovedBytes(); }
-    /// The values that the monitor has published last. Any thread.
+    /// Queries the printer by a value name and its parameters, UTF-8.
+    CQueryResult Query(const std::string& requestText) const;
+    /// Makes the printer perform an action whose parameters are passwords, 8-bit text each. Every copy made
+    /// of them is wiped.
+    CQueryResult SendPasswords(const std::string& name,
+                               std::initializer_list<std::string_view> passwords) const;
+    /// The device ID, as the port monitor returns it through the language monitor; std::nullopt with a last
+    /// error if it does not.
+    std::optional<std::string> DeviceId() const;
+
+    /// Stores a value in the printer's data. Returns 0 or the spooler's error.
+    DWORD StoreValue(std::wstring valueName, DWORD type, std::span<const char> bytes);
+    bool HasValue(std::wstring valueName) const;
+    void RemoveValue(std::wstring valueName);
+    /// The values that the monitor published last.
     CPublishedValues PublishedValues() const;
 
+    /// Bytes that the lower port has carried so far, in either direction.
+    uint64_t MovedBytes() const { return m_proxy.MovedBytes(); }
+
 private:
-    std::wstring m_printerName;
+    friend class CDocument;
+
+    const MONITOR2& Table() const { return m_library.Table(); }
+
     bool m_hasDevice;
     CMonitorLibrary m_library;
-    std::unique_ptr<CTrace> m_trace; ///< null when none is written
+    std::unique_ptr<CTrace> m_trace; ///< null if none is written
     sim::CPortMonitor m_portMonitor;
     CPortMonitorProxy m_proxy;
-    CPrinterHandle m_printer;
+    CSpoolerPrinter m_printer;
     HANDLE m_port = nullptr;
 };
 
 /// A job in the queue with its document open on the port.
 class CDocument {
 public:
-    /// Submits the job and starts its document. Throws CHostError: Busy when the port has a document open,
-    /// NoDevice when it does not start.
+    /// Submits the job and starts its document. Throws CHostError: Busy if the port has a document open,
+    /// NoDevice if it does not start.
     CDocument(CSpoolerSession& session, const std::wstring& name);
-    /// Ends the document when it is still open, and takes the job out of the queue.
+    /// Ends the document if it is still open, and removes the job from the queue.
     ~CDocument();
     CDocument(const CDocument&) = delete;
     CDocument& operator=(const CDocument&) = delete;
 
+    /// Offers bytes to the monitor. Returns how many of them it took. Throws CHostError if it refuses them.
+    DWORD Write(std::span<char> bytes);
     /// Deletes the job from the queue as a user would; the monitor cancels it when the document ends. Any
     /// thread.
     void DeleteJob();
-    /// Returns when the printer has finished. False when the port cannot end the document.
+    /// Returns when the printer has finished. False if the port cannot end the document.
     bool End();
 
 private:

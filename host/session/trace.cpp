@@ -46,7 +46,7 @@ CTrace::CTrace(const std::filesystem::path& path)
       m_file(path, std::ios::binary)
 {
     if (!m_file) {
-        throw CHostError(ExitStatus::CannotCreate, DisplayPath(path) + ": the trace cannot be written");
+        throw CHostError(ExitStatus::CannotCreate, DisplayPath(path) + ": cannot write the trace");
     }
     if (m_isEventFormat) {
         m_file << "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[";

@@ -1,4 +1,4 @@
-/// A file that tells every call at the lower port.
+/// A file with every call at the lower port.
 #pragma once
 
 #include <filesystem>
@@ -15,8 +15,8 @@ namespace zrtmon::host {
 
 /// Writes one record for each call, as soon as it has returned: a line of JSON each, or, in a file named
 /// "*.json", the trace-event format that the browsers' trace viewers open, with a row for each thread. Times
-/// are milliseconds (there: microseconds) since construction. Of long data only the beginning is shown, and
-/// nothing of what follows a password command.
+/// are milliseconds (there: microseconds) since construction. Of long data only the beginning is shown;
+/// what follows a password command is hidden.
 class CTrace final : public IPortCallObserver {
 public:
     /// Throws CHostError (CannotCreate).
@@ -42,7 +42,7 @@ private:
     CCriticalSection m_lock; ///< guards what follows
     std::ofstream m_file;
     bool m_isFirst = true;
-    std::map<const void*, CThreadRow> m_rows; ///< by an address that each thread has of its own
+    std::map<const void*, CThreadRow> m_rows; ///< by an address that is unique to each thread
     std::map<HANDLE, CPasswordMask> m_masks;  ///< by lower port
 };
 

@@ -77,7 +77,7 @@ void CConsole::Erase()
 void CConsole::Redraw()
 {
     if (!m_progress.empty()) {
-        // The last column stays free: a terminal would wrap behind it.
+        // The last column stays free: a terminal would wrap after it.
         m_environment.err << FirstColumns(m_progress, m_environment.columns() - 1) << std::flush;
     }
 }

@@ -23,15 +23,14 @@ public:
     CConsole(const CConsole&) = delete;
     CConsole& operator=(const CConsole&) = delete;
 
-    /// To the answers.
+    /// Writes a line to standard output.
     void Answer(const std::string& text);
-    /// To the messages.
+    /// Writes a line to standard error.
     void Message(const std::string& text, Tone tone = Tone::Plain);
-    /// Shows the progress in place of what it showed before; cut to the terminal's width. Does nothing where
-    /// a line cannot be written over.
+    /// Replaces the progress line, cut to the terminal's width. Does nothing if lines cannot be rewritten.
     void Progress(const std::string& text);
-    /// Asks a question in place of the progress, to be taken off with ClearProgress; a line of its own where
-    /// a line cannot be written over.
+    /// Shows a prompt in place of the progress, until ClearProgress; as a separate line if lines cannot be
+    /// rewritten.
     void Prompt(const std::string& text);
     void ClearProgress();
 

@@ -16,7 +16,7 @@ namespace {
 
 [[noreturn]] void RefuseOutput(const std::filesystem::path& path, const std::error_code& error)
 {
-    const std::string why = error ? error.message() : "cannot be written";
+    const std::string why = error ? error.message() : "cannot be written to";
     throw CHostError(ExitStatus::CannotCreate, DisplayPath(path) + ": " + why);
 }
 
@@ -27,7 +27,7 @@ std::filesystem::path PathFromUtf8(std::string_view text) { return std::u8string
 std::string DisplayPath(const std::filesystem::path& path)
 {
     const std::u8string text = path.u8string();
-    return Printable(std::string(text.begin(), text.end()));
+    return PrintableInput(std::string(text.begin(), text.end()));
 }
 
 std::wstring WidePath(const std::filesystem::path& path)
@@ -52,7 +52,7 @@ std::string ReadWholeFile(const std::filesystem::path& path)
     }
     std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     if (file.bad()) {
-        RefuseInput(path, "cannot be read to its end");
+        RefuseInput(path, "a read error occurred");
     }
     return bytes;
 }
@@ -61,7 +61,7 @@ void WriteWholeFile(const std::filesystem::path& path, std::string_view bytes)
 {
     std::error_code error;
     if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
-        // A device or a pipe cannot be replaced, only written.
+        // A device or a pipe cannot be replaced, only written to.
         std::ofstream device(path, std::ios::binary);
         if (!device.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush()) {
             RefuseOutput(path, {});

@@ -1,4 +1,4 @@
-/// Files that the user names.
+/// Files named by the user.
 #pragma once
 
 #include <filesystem>
@@ -9,15 +9,15 @@ namespace zrtmon::host {
 
 /// The path that the user wrote, as UTF-8.
 std::filesystem::path PathFromUtf8(std::string_view text);
-/// A path as it is shown in a message.
+/// The path for a message.
 std::string DisplayPath(const std::filesystem::path& path);
-/// A path as the spooler's functions take it.
+/// The path for the spooler's functions.
 std::wstring WidePath(const std::filesystem::path& path);
 
-/// The bytes of a file. Throws CHostError (NoInput) when it cannot be read.
+/// The bytes of a file. Throws CHostError (NoInput) if it cannot be read.
 std::string ReadWholeFile(const std::filesystem::path& path);
 
-/// Writes a file so that it holds all the bytes or is as it was before. Throws CHostError (CannotCreate).
+/// Writes a file atomically: after a failure it is as it was before. Throws CHostError (CannotCreate).
 void WriteWholeFile(const std::filesystem::path& path, std::string_view bytes);
 
 } // namespace zrtmon::host

@@ -35,7 +35,7 @@ private:
 
 /// The value on one line.
 std::string JsonLine(const CJson& value);
-/// The value on as many lines as it has members, indented by two blanks.
+/// The value with one member or element per line, indented by two spaces.
 std::string JsonLines(const CJson& value);
 
 } // namespace zrtmon::host

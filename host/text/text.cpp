@@ -14,11 +14,11 @@ bool IsSurrogate(char32_t code) { return code >= 0xD800 && code <= 0xDFFF; }
 
 struct CDecoded {
     char32_t code;
-    size_t size; ///< bytes of the sequence; 0 when the first byte begins none
+    size_t size; ///< bytes of the sequence; 0 if the first byte does not begin one
 };
 
 struct CSequence {
-    unsigned char mask; ///< bits of the lead byte that tell the kind
+    unsigned char mask; ///< bits of the lead byte that determine the kind
     unsigned char lead; ///< their value
     uint32_t size;      ///< bytes in all
     char32_t smallest;  ///< below it the sequence is overlong
@@ -129,7 +129,8 @@ std::string Escaped(std::string_view text, bool onlyUtf8)
 std::wstring WideFromUtf8(std::string_view text)
 {
     std::wstring wide;
-    wide.reserve(text.size()); // as much as it can become: whoever wipes it wipes all of it
+    wide.reserve(
+        text.size()); // its largest size: text that grows would leave copies that a caller cannot wipe
     while (!text.empty()) {
         const CDecoded next = Decode(text);
         AppendWide(wide, next.code);
@@ -154,6 +155,18 @@ std::string Utf8FromWide(std::wstring_view text)
 }
 
 std::string Printable(std::string_view text) { return Escaped(text, false); }
+
+std::string PrintableInput(std::string_view text)
+{
+    constexpr std::string_view kOption = "-password=";
+    std::string shown = Printable(text);
+    for (size_t at = shown.find(kOption); at != std::string::npos; at = shown.find(kOption, at)) {
+        at += kOption.size();
+        const size_t end = std::min(shown.find(',', at), shown.size());
+        shown.replace(at, end - at, end > at ? "**" : "");
+    }
+    return shown;
+}
 
 std::string PrintableUtf8(std::string_view text) { return Escaped(text, true); }
 

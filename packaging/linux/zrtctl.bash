@@ -3,7 +3,7 @@ _zrtctl_words()
 {
     local help
     help=$(zrtctl "$@" --help 2>/dev/null) || return
-    sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p' <<<"$help"
+    sed -n '/^Commands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p' <<<"$help"
     grep -oE -- '--[a-z][a-z-]*' <<<"$help" | sort -u
 }
 

@@ -8,7 +8,7 @@ namespace {
 TEST(PrinterOptions, SayWhatIsWrongAndWhatWouldDo)
 {
     const std::pair<const wchar_t*, const char*> bad[] = {
-        {L"sim:card-m=5", "unknown printer option 'card-m'; did you mean 'card-ms'?"},
+        {L"sim:card-m=5", "unknown printer option 'card-m'; did you mean card-ms?"},
         {L"sim:cards", "the printer option 'cards' lacks its value; write cards=N"},
         {L"sim:cards=4294967296",
          "the printer option 'cards' wants a whole number from 0 to 4294967295, not '4294967296'"},

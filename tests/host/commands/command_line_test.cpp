@@ -1,6 +1,7 @@
 // What the command line refuses: one line that says what is wrong, its exit status, and nothing done.
 #include <gtest/gtest.h>
 
+#include "host/text/text.h"
 #include "tests/host/support/scripted_monitor.h"
 
 namespace zrtmon::test {
@@ -27,32 +28,33 @@ TEST(CommandLine, IsRefusedInOneLine)
         {"print @job --policy @", 66, "is a folder"},
         {"print @none", 66, "none: "},
         {"print @", 66, "is a folder"},
-        {"print @empty", 65, "empty: is empty"},
+        {"print @empty", 65, "empty: the file is empty"},
         {"print @job --piece 0", 64, "--piece: "},
         {"print @job --piece many", 64, "--piece"},
         {"print @job --give-up 0", 64, "--give-up: "},
         {"print @job --ask CardCount,CardConut", 64, "did you mean CardCount?"},
-        {"print @job --ask MoveTo/1", 64, "makes the printer act"},
+        {"print @job --ask MoveTo/1", 64, "is an action of the printer"},
         {"print @job --port lpt1:", 64, "port"},
         {"get CardCount --port sim:crads=1", 64, "crads"},
         {"status --printer ''", 64, "--printer"},
         {"get CardCount ribboninfos", 64, "did you mean RibbonInfo?"},
         {"get \x1b[2J", 64, "\\x1b[2J: no such"},
-        {"get filminfo", 64, "filminfo: this printer family"},
+        {"get filminfo", 64, "filminfo: not supported"},
         {"get StationStatus", 64, "StationStatus/2"},
-        {"get Password/s3cr3t", 64, "Password: passwords are not taken"},
+        {"get Password/s3cr3t", 64, "Password: passwords are not accepted"},
         {"password", 64, "required"},
         {"get Foo", 64, "Foo: no such value name; \"zrtctl names\" lists them"},
         {"password check s3cr3t", 64, "unexpected argument (not shown); type the password at the prompt"},
         {"password check --prot s3cr3t", 64, "--prot: no such option; did you mean --port?"},
         {"settings", 64, "required"},
-        {"settings set FeedPWM", 64, "FeedPWM: is not NAME=VALUE"},
+        {"settings set FeedPWM", 64, "FeedPWM: not NAME=VALUE"},
         {"settings set FeedPWM=much", 64, "FeedPWM=much"},
-        {"settings set FeedPWM=99999999999", 64, "is not NAME=VALUE"},
+        {"settings set FeedPWM=99999999999", 64, "not NAME=VALUE"},
         {"settings restore @notes", 65, "notes: line 1: "},
-        {"settings restore @empty", 65, "empty: holds no settings"},
+        {"settings restore @empty", 65, "empty: contains no settings"},
         {"settings restore @none", 66, "none: "},
-        {"get CardCount --trace @no/trace", 73, "trace cannot be written"},
+        {"status --port file:@captured", 69, "captured: is a file; only a printer has a status"},
+        {"get CardCount --trace @no/trace", 73, "cannot write the trace"},
         {"make-job @new", 64, "--cards"},
         {"make-job --cards 10000 --records 4096 @new", 64, "larger"},
         {"make-job --cards 1 @no/job", 73, "job: "},
@@ -71,6 +73,37 @@ TEST(CommandLine, IsRefusedInOneLine)
         EXPECT_TRUE(Shows(result.err, row.message));
         EXPECT_FALSE(Shows(result.err, "s3cr3t")) << "a password is shown";
         EXPECT_EQ(0u, fixture.script.Count("OpenPortEx")) << "the port was opened all the same";
+    }
+}
+
+TEST(CommandLine, ShowsNoPasswordOfAPortWhateverItPrints)
+{
+    const std::string port = "sim:protected=1,error=83,admin-password=Adm1n'Pw,user-password=Us3rPw";
+    const std::string badPort = "sim:admin-password=Adm1n'Pw,user-password=Us3rPw\xC3\xA9";
+    for (const char* words :
+         {"print @job --give-up 1", "print @job --ask SecurityInfo,CardCount --give-up 1", "print",
+          "get SecurityInfo", "get --json SecurityInfo VersionInfo", "get Foo", "status", "status --json",
+          "settings show", "settings set FeedPWM=x", "password check", "password enable", "doctor @none",
+          "doctor @none --json", "make-job --cards", "names"}) {
+        for (const std::string& portWords :
+             {" --port=" + port, " --port=" + badPort, " --prot=" + port, ' ' + port, " --ask " + port,
+              " --piece " + port, " --library @none --port " + port}) {
+            SCOPED_TRACE(words + portWords);
+            CHostFixture fixture;
+            fixture.printSystem = &MachinePrintSystem();
+            fixture.WriteFile("job", JobBytes(1));
+            std::string quoted = words + portWords;
+            const size_t at = quoted.find("Adm1n'");
+            quoted.replace(at, 6, "Adm1n\\'");
+            fixture.input = {"Typ3dPw"};
+            const CCommandResult result = fixture.Run(quoted + " --trace @trace");
+            const std::string printed = result.out + result.err + fixture.ReadFile("trace");
+            EXPECT_NE("", printed);
+            for (const char* password : {"Adm1n", "n'Pw", "Us3rPw", "Typ3dPw"}) {
+                EXPECT_EQ(0u, CountOf(printed, password)) << password << '\n' << printed;
+                EXPECT_EQ(0u, CountOf(printed, host::Hex(password))) << password << '\n' << printed;
+            }
+        }
     }
 }
 

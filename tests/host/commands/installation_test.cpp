@@ -96,7 +96,7 @@ TEST(Installation, SaysInALineWhyNot)
         DWORD error;
         int status;
         const char* words;
-    } refusals[] = {{5, 77, "elevated prompt (error 5)"},
+    } refusals[] = {{5, 77, "elevated prompt (system error 5)"},
                     {50, 69, "no language monitors"},
                     {126, 66, "copy it there first"},
                     {193, 65, "x64 or x86"},
@@ -104,7 +104,7 @@ TEST(Installation, SaysInALineWhyNot)
                     {1722, 69, "Print Spooler"},
                     {3006, 75, "uninstall it first"},
                     {3008, 75, "a printer uses"},
-                    {4711, 69, "zrtctl: install zrtmon.dll: error 4711"}};
+                    {4711, 69, "zrtctl: install zrtmon.dll: system error 4711"}};
     for (const auto& row : refusals) {
         CInstallationFixture fixture;
         fixture.system.error = row.error;
@@ -162,7 +162,7 @@ TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)
         {missing, missing + ": No such file...switch it on"},
         {"@", "no character device...name the printer's"},
         {node + " --port sim:serial=AB1", "opens...device ID...SN:AB1;...status"},
-        {node + " --port sim:error=83", "opens...status...see to the printer"},
+        {node + " --port sim:error=83", "opens...status...check the printer's display"},
         {node + " --library @none.so", "port sim:...does not open...cannot be loaded"},
     };
     for (const auto& [arguments, answer] : cases) {

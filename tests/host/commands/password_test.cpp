@@ -8,6 +8,7 @@
 #include "host/text/text.h"
 #include "platform/spooler_admin.h"
 #include "tests/host/support/scripted_monitor.h"
+#include "tests/support/allocation.h"
 
 namespace zrtmon::test {
 namespace {
@@ -51,14 +52,14 @@ TEST(Password, IsTakenOrRefusedInOneLineAndNeverShown)
         {"check", kLocked, {kAdmin}, 0, "accepts the password"},
         {"check", kLocked, {kUser}, 0, "accepts the password"},
         {"check", "sim:protected=1", {""}, 0, "accepts the password"},
-        {"check", kLocked, {kWrong}, 77, "does not accept the password"},
-        {"check", kOpen, {kAdmin}, 1, "protection is off: the printer does not tell"},
-        {"check", kLocked, {}, 77, "password: standard input has ended"},
-        {"check", kLocked, {std::string(254, 'L')}, 77, "does not accept"},
-        {"check", kLocked, {std::string(255, 'L')}, 65, "more than 254 characters"},
-        {"check", kLocked, {"a/b" + kAdmin}, 65, "has a character that"},
-        {"check", kLocked, {"\xE2\x82\xAC" + kAdmin}, 65, "has a character that"},
-        {"check", kLocked, {"\xFC" + kAdmin}, 65, "has a character that"},
+        {"check", kLocked, {kWrong}, 77, "wrong password: the printer does not accept it"},
+        {"check", kOpen, {kAdmin}, 1, "cannot check the password: the printer only does so while"},
+        {"check", kLocked, {}, 77, "password: no more passwords on standard input"},
+        {"check", kLocked, {std::string(254, 'L')}, 77, "wrong password"},
+        {"check", kLocked, {std::string(255, 'L')}, 65, "longer than 254 characters"},
+        {"check", kLocked, {"a/b" + kAdmin}, 65, "contains a character that"},
+        {"check", kLocked, {"\xE2\x82\xAC" + kAdmin}, 65, "contains a character that"},
+        {"check", kLocked, {"\xFC" + kAdmin}, 65, "contains a character that"},
         {"check", kLocked + ",never-answer=1", {kAdmin}, 1, "SecurityInfo: "},
         {"check", kLocked, {kAdmin}, 0, "accepts", true},
         {"check", kLocked, {}, 130, "interrupted", true},
@@ -69,19 +70,19 @@ TEST(Password, IsTakenOrRefusedInOneLineAndNeverShown)
         {"set-user", kLocked, {kUser, kNew}, 0, "user's password is set"},
         {"set-user", kLocked, {kUser, "Gr\xC3\xBC" + kNew}, 0, "password is set"},
         {"set-user", kLocked, {kUser, std::string(15, 'L')}, 0, "password is set"},
-        {"set-user", kLocked, {kUser, std::string(16, 'L')}, 65, "more than 15 characters"},
-        {"set-user", kLocked, {kUser, kUser + "00"}, 65, "is the current one"},
-        {"set-user", kLocked, {kWrong, kNew}, 77, "does not accept the current password"},
-        {"set-admin", kLocked, {kUser, kNew}, 77, "may not set it"},
-        {"set-admin", kOpen, {kAdmin, kNew}, 0, "was sent; the printer tells"},
-        {"set-admin", kLocked, {kAdmin}, 77, "new password: standard input has ended"},
+        {"set-user", kLocked, {kUser, std::string(16, 'L')}, 65, "longer than 15 characters"},
+        {"set-user", kLocked, {kUser, kUser + "00"}, 65, "same as the current one"},
+        {"set-user", kLocked, {kWrong, kNew}, 77, "wrong current password"},
+        {"set-admin", kLocked, {kUser, kNew}, 77, "not allowed to change it"},
+        {"set-admin", kOpen, {kAdmin, kNew}, 0, "new password sent; cannot check"},
+        {"set-admin", kLocked, {kAdmin}, 77, "new password: no more passwords on standard input"},
         {"set-admin", kLocked, {kAdmin, kNew, kNew}, 0, "is set", true},
-        {"set-admin", kLocked, {kAdmin, kNew, kWrong}, 65, "the same way twice", true},
+        {"set-admin", kLocked, {kAdmin, kNew, kWrong}, 65, "two entries of the new password differ", true},
         {"enable", kOpen, {kAdmin}, 0, "protection is on"},
         {"enable", kLocked, {kWrong}, 0, "protection is on already"},
-        {"enable", kOpen, {kUser}, 77, "accept the administrator's password"},
+        {"enable", kOpen, {kUser}, 77, "wrong administrator's password"},
         {"disable", kLocked, {kAdmin}, 0, "protection is off"},
-        {"disable", kLocked, {kWrong}, 77, "accept the administrator's password"},
+        {"disable", kLocked, {kWrong}, 77, "wrong administrator's password"},
     };
     for (const auto& row : dialogs) {
         SCOPED_TRACE(std::string(row.action) + ": " + row.message);
@@ -101,15 +102,6 @@ TEST(Password, IsTakenOrRefusedInOneLineAndNeverShown)
         EXPECT_EQ(row.status == 0, lines.back().find("zrtctl: ") != 0) << lines.back();
         ExpectNoneShown(fixture, result, row.input);
     }
-}
-
-TEST(PasswordOnATerminal, IsAskedForOnALineThatIsTakenOffAgain)
-{
-    CHostFixture fixture;
-    fixture.terminal = fixture.typed = true;
-    fixture.input = {kAdmin};
-    const CCommandResult result = fixture.Run("password check --port " + kLocked);
-    EXPECT_EQ("password: \r\x1b[Kthe printer accepts the password\n", result.err);
 }
 
 TEST(PasswordCommand, TellsABusyPrinterAndSendsNothingNewToAPrinterThatRefusesTheOld)
@@ -132,6 +124,22 @@ TEST(PasswordCommand, TellsABusyPrinterAndSendsNothingNewToAPrinterThatRefusesTh
     const CCommandResult busy = fixture.Run("password check");
     EXPECT_EQ(75, busy.status);
     EXPECT_EQ(1u, Lines(busy.err).size()) << busy.err;
+}
+
+TEST(Password, IsNeverInMemoryThatIsFreed)
+{
+    constexpr char kMarker[] = "M4rkedSecret";
+    for (const char* action : {"check", "set-admin"}) {
+        CScriptedFixture fixture;
+        fixture.script.answer = [](const std::string& name) {
+            return CScriptedMonitor::CAnswer{name == "SecurityInfo" ? "Validation=1;OemSupplies=0;Password=1;"
+                                                                    : ""};
+        };
+        fixture.input = {kMarker, "An0ther"};
+        const CSecretWatch watch(kMarker);
+        EXPECT_EQ(0, fixture.Run("password " + std::string(action)).status);
+        EXPECT_EQ(0u, watch.UnwipedBlocks()) << action;
+    }
 }
 
 constexpr char kPolicy[] = "<Configurations><Configuration ModuleName='Password Protection'>"
@@ -159,24 +167,29 @@ TEST(HeldPrint, AsksForThePasswordAndGoesOn)
         const char* messages;
         bool typed = false;
     } jobs[] = {
-        {"@job", kUser, 0, 1, "held back: waiting for a password\n...goes to...printed: 1 card"},
-        {"@job", wrongThenRight, 0, 1, "held back...goes to...held back...not accept...goes to...printed: 1"},
-        {"@job", "a/b " + kUser, 0, 1, "held back...Card Printer: has a character...goes to...printed"},
-        {"@job --policy @policy", wrongThenRight, 0, 1, "goes to...not accept...goes to...printed: 1 card"},
-        {"@job --give-up 5", threeWrong, 1, 0,
-         "goes to...not accept...goes to...not accept...goes to...not accept...no more passwords...too long"},
-        {"@job", threeWrong, 130, 0, "goes to...goes to...goes to...no more passwords...the job is deleted"},
-        {"@job @job", "", 77, 0, "held back...standard input has ended: the job is deleted\n"},
-        {"@job", kWrong, 77, 0, "goes to...not accept...standard input has ended"},
-        {"@job @job --policy @policy", kUser, 0, 2,
-         "held back...goes to...printed: 1 card...printing ...printed: 1 card"},
-        {"@job @job", kUser + " " + kAdmin, 0, 2,
-         "goes to...printed: 1 card...printing ...held back...goes to...printed: 1 card"},
+        {"@job", kUser, 0, 1, "waiting: password required\n...stored for...printed: 1 card"},
         {"@job", wrongThenRight, 0, 1,
-         "held back...Card Printer: \n...goes to...not accept...password for...goes to...printed", true},
+         "waiting...stored for...waiting...not accept...stored for...printed: 1"},
+        {"@job", "a/b " + kUser, 0, 1, "waiting...Card Printer: contains a character...stored for...printed"},
+        {"@job --policy @policy", wrongThenRight, 0, 1,
+         "stored for...not accept...stored for...printed: 1 card"},
+        {"@job --give-up 5", threeWrong, 1, 0,
+         "stored for...not accept...stored for...not accept...stored for...not accept...three wrong "
+         "passwords...held longer than"},
+        {"@job", threeWrong, 130, 0,
+         "stored for...stored for...stored for...three wrong passwords...deleting the job"},
+        {"@job @job", "", 77, 0, "waiting...no more passwords on standard input: deleting the job\n"},
+        {"@job", kWrong, 77, 0, "stored for...not accept...no more passwords on standard input"},
+        {"@job @job --policy @policy", kUser, 0, 2,
+         "waiting...stored for...printed: 1 card...printing ...printed: 1 card"},
+        {"@job @job", kUser + " " + kAdmin, 0, 2,
+         "stored for...printed: 1 card...printing ...waiting...stored for...printed: 1 card"},
+        {"@job", wrongThenRight, 0, 1,
+         "waiting...Card Printer: \n...stored for...not accept...password for...stored for...printed", true},
         {"@job --give-up 5", "", 1, 0,
-         "held back...password for Card Printer: \n...held for too long: the job is deleted\n", true},
-        {"@job", "", 130, 0, "password for...interrupted: the job", true},
+         "waiting...password for Card Printer: \n...held longer than --give-up allows: deleting the job\n",
+         true},
+        {"@job", "", 130, 0, "password for...interrupted: deleting the job", true},
     };
     for (const auto& row : jobs) {
         SCOPED_TRACE(row.messages);
@@ -189,9 +202,9 @@ TEST(HeldPrint, AsksForThePasswordAndGoesOn)
         const CCommandResult result = PrintLocked(fixture, row.arguments);
         EXPECT_EQ(row.status, result.status);
         EXPECT_TRUE(Shows(result.err, row.messages));
-        EXPECT_EQ(CountOf(row.messages, "goes to"),
-                  CountOf(result.err, "the password goes to the printer\n"));
-        EXPECT_EQ(0u, CountOf(result.err, "going on")) << "no error has cleared";
+        EXPECT_EQ(CountOf(row.messages, "stored for"),
+                  CountOf(result.err, "password stored for the monitor to send\n"));
+        EXPECT_EQ(0u, CountOf(result.err, "resuming")) << "no error has cleared";
         EXPECT_TRUE(fixture.input.empty()) << "a password was not asked for";
         EXPECT_TRUE(result.out.ends_with("CardCount=" + std::to_string(100 + row.cards) + "\n"))
             << result.out;

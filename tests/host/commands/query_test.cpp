@@ -28,11 +28,11 @@ TEST(Get, AnswersOrSaysWhyNot)
         {"--json MoveTo/2", {""}, 0, "{\n  \"MoveTo/2\": \"\"\n}\n", ""},
         {"MoveTo/2", {"", 170}, 75, "", "MoveTo/2: "},
         {"CardCount", {""}, 1, "", "CardCount: "},
-        {"CardCount", {"", 87}, 1, "", "no reply that fits the name"},
-        {"CardCount", {"", 170}, 75, "", "in the middle of a card"},
-        {"CardCount", {"", 4319}, 69, "", "for 30 seconds (error 4319)"},
-        {"CardCount", {"", 50}, 69, "", "cannot carry queries (error 50)"},
-        {"CardCount", {"", 1234}, 1, "", "CardCount: error 1234"},
+        {"CardCount", {"", 87}, 1, "", "no valid reply from the printer"},
+        {"CardCount", {"", 170}, 75, "", "printing a card or busy"},
+        {"CardCount", {"", 4319}, 69, "", "for 30 seconds (system error 4319)"},
+        {"CardCount", {"", 50}, 69, "", "does not support queries (system error 50)"},
+        {"CardCount", {"", 1234}, 1, "", "CardCount: system error 1234"},
     };
     for (const auto& row : questions) {
         SCOPED_TRACE(std::string(row.words) + " error " + std::to_string(row.answer.error));
@@ -75,8 +75,8 @@ TEST(Status, TakesTheErrorByNameSinceTheDocumentEndsWithOne)
     const CCommandResult sick = fixture.Run("status --port sim:error=83,cards=4");
     EXPECT_EQ(1, sick.status);
     EXPECT_EQ(
-        "PrinterStatus=-1  nothing particular\nPrinterError=21  ribbon\n"
-        "DeviceError=83  the printer's error code 83\nCardCount=4  4 cards printed in the printer's life\n",
+        "PrinterStatus=-1  no special state\nPrinterError=21  ribbon\n"
+        "DeviceError=83  printer error code 83\nCardCount=4  4 cards printed since the printer was built\n",
         sick.out);
     const CCommandResult sound = fixture.Run("status --json");
     EXPECT_EQ(0, sound.status);

@@ -65,7 +65,7 @@ TEST(SettingsOfTheSimulatedPrinter, AllGoOutAndComeBack)
     EXPECT_EQ("26 settings written\n", fixture.Run("settings restore @changed --trace @trace").err);
     const std::string trace = fixture.ReadFile("trace");
     EXPECT_TRUE(Shows(trace, "TE write a setting, 21 times"));
-    EXPECT_TRUE(Shows(trace, "TF write a setting of the flipper, 5 times"));
+    EXPECT_TRUE(Shows(trace, "TF write a flipper setting, 5 times"));
 }
 
 TEST(Settings, ThatAreRefusedAreNotWritten)
@@ -77,15 +77,15 @@ TEST(Settings, ThatAreRefusedAreNotWritten)
         const char* message;
     } refusals[] = {
         {"set FeedPWM=1 'Print Left of Form=16'", "", 64,
-         "Print Left of Form=16: out of range, it takes -75 to 15"},
+         "Print Left of Form=16: out of range, valid are -75 to 15"},
         {"set 'Print Left of Form=-76'", "", 64, "-75 to 15"},
         {"set 'Image Drakness=1'", "", 64, "Image Drakness: no such setting; did you mean Image Darkness?"},
         {"set feedpwm=1", "", 64, "did you mean FeedPWM?"},
         {"set FeedPWM=1 FeedPWM=2", "", 64, "FeedPWM: given twice"},
         {"restore @kept", "# made by hand\n\nFeedPWM=1\nImage Darkness=128,-128,999,1\n", 65,
-         "kept: line 4: Image Darkness=128: out of range, it takes -128 to 127"},
+         "kept: line 4: Image Darkness=128: out of range, valid are -128 to 127"},
         {"restore @kept", "Lamp=1\n", 65, "kept: line 1: Lamp: no such setting"},
-        {"restore @kept", "FeedPWM=1\nFeedPWM\n", 65, "kept: line 2: is not name=value: \"FeedPWM\""},
+        {"restore @kept", "FeedPWM=1\nFeedPWM\n", 65, "kept: line 2: not name=value: \"FeedPWM\""},
         {"restore @kept", "FeedPWM=1\nFeedPWM=2", 65, "line 2: FeedPWM: given twice"},
     };
     for (const auto& row : refusals) {
@@ -106,7 +106,7 @@ TEST(Settings, ThatThePrinterDoesNotTakeAreToldOf)
     CSettingsFixture fixture;
     const CCommandResult result = fixture.Run("settings set 'Image Darkness=5' FeedPWM=7");
     EXPECT_EQ(1, result.status);
-    EXPECT_EQ("zrtctl: the printer did not take FeedPWM=7\n", result.err);
+    EXPECT_EQ("zrtctl: the printer did not accept FeedPWM=7\n", result.err);
 }
 
 TEST(Settings, AnAnswerOfAnotherFormIsNoList)

@@ -6,6 +6,7 @@
 #include "host/session/port_monitor_proxy.h"
 #include "host/session/protocol_description.h"
 #include "host/session/trace.h"
+#include "host/text/text.h"
 #include "tests/host/support/flat_json.h"
 #include "tests/host/support/host_fixture.h"
 
@@ -23,35 +24,19 @@ using Meanings = std::vector<std::pair<std::string, const char*>>; // of bytes
 TEST(ProtocolDescription, NamesWhatIsWritten)
 {
     const Meanings cases = {
-        {kStatusQuery, "Nr ask the status"},
+        {kStatusQuery, "Nr query status"},
         {kPrefix + "PPL" + kPrefix + "i", "PPL move the card: PPL; i move the card: i"},
         {kPrefix + "TE0,5T\r" + kPrefix + "TE1,-3T\r", "TE write a setting, 2 times"},
         {std::string(512, '\0') + kPrefix + "XC", "XC cancel the print"},
-        {kSecurityQuery + kPrefix + "4secret", "NP ask the security state; 4 present a password"},
+        {kSecurityQuery + kPrefix + "4secret", "NP query security state; 4 present a password"},
         {kPrefix + "?", "unknown command 3f"},
         {"\x1B_\0\0\0\0\x20\0"s + kPrefix + "C0", "job data: packet with 8 KiB, first C card side of a job"},
-        {"\x1B_\0\0"s, "job data: part of a packet's header"},
+        {"\x1B_\0\0"s, "job data: part of a packet header"},
         {kPrefix + "J" + kStatusQuery, "job data"},
         {"picture" + kStatusQuery, "job data"},
     };
     for (const auto& [bytes, words] : cases) {
         EXPECT_EQ(words, host::DescribeCommand(bytes));
-    }
-}
-
-TEST(ProtocolDescription, NamesWhatIsRead)
-{
-    const Meanings cases = {
-        {"", "no reply yet"},
-        {"noise ERR:0,83,1,11,0,251,",
-         "status: busy 0, error 83, status 1, print state 11, secure 0, card count 251"},
-        {"ERR:1,8", "status: busy 1, error 8"},
-        {"Flipper EE Settings:1,2,", "flipper's settings"},
-        {"EEprom Settings:1,2,", "settings"},
-        {"what?", "reply of another kind"},
-    };
-    for (const auto& [bytes, words] : cases) {
-        EXPECT_EQ(words, host::DescribeReply(bytes));
     }
 }
 
@@ -160,10 +145,16 @@ TEST(Trace, HasALineOfJsonForEveryCall)
         ++counts[record["/call"]];
         ++counts[meaning];
         last = std::max(last, std::stoul(record["/ms"]));
+        if (meaning.starts_with("status: ")) {
+            EXPECT_EQ("from printer", record["/direction"]);
+            EXPECT_EQ("ERR:", record["/text"].substr(0, 4));
+            EXPECT_EQ(host::Hex(record["/text"]), record["/reply"]);
+            EXPECT_EQ(std::to_string(record["/text"].size()), record["/received"]);
+        }
         if (record["/call"] == "WritePort") {
             EXPECT_EQ("to printer", record["/direction"]);
             EXPECT_LE(record["/sent"].size(), 64u * 3 + 4);
-            jobBytes += CountOf(meaning, "ask ") == 0 ? std::stoul(record["/taken"]) : 0;
+            jobBytes += CountOf(meaning, "query ") == 0 ? std::stoul(record["/taken"]) : 0;
         }
     }
     EXPECT_EQ(JobBytes(2).size(), jobBytes) << "every byte of the job is in a write of its own";
@@ -171,7 +162,7 @@ TEST(Trace, HasALineOfJsonForEveryCall)
     for (const char* call : {"OpenPort", "ClosePort", "StartDocPort"}) {
         EXPECT_EQ(1, counts[call]) << call;
     }
-    EXPECT_GT(counts["Nr ask the status"], 2);
+    EXPECT_GT(counts["Nr query status"], 2);
     EXPECT_GT(counts["status: busy 0, error 0, status 0, print state 0, secure 0, card count 7"], 0);
     EXPECT_GT(last, 500u);
 }

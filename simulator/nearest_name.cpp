@@ -1,12 +1,19 @@
-#include "host/text/nearest.h"
+#include "simulator/nearest_name.h"
 
 #include <algorithm>
 #include <string>
 
-#include "host/text/text.h"
-
-namespace zrtmon::host {
+namespace zrtmon::sim {
 namespace {
+
+std::string LowerCase(std::string_view text)
+{
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return lower;
+}
 
 // Edit distance with swaps of neighbours, over three rows of the usual table.
 size_t Distance(const std::string& from, const std::string& to)
@@ -53,4 +60,4 @@ std::string DidYouMean(std::string_view nearest)
     return nearest.empty() ? "" : "; did you mean " + std::string(nearest) + '?';
 }
 
-} // namespace zrtmon::host
+} // namespace zrtmon::sim
