@@ -17,7 +17,7 @@ struct CMonitorEntry {
 };
 
 /// Something that a support desk wants to know. UTF-8.
-struct CFinding {
+struct CDiagnostic {
     std::string topic;
     std::string value;
     std::string advice; ///< what would mend it; empty: nothing is wrong
@@ -39,7 +39,7 @@ public:
 
     /// The system and the printers that use the monitor of that name: the target alone (a printer's name, or
     /// where printers are device nodes, a path) or, when that is empty, all that can be found.
-    virtual std::vector<CFinding> Examine(const std::wstring& monitor, const std::string& target) = 0;
+    virtual std::vector<CDiagnostic> Examine(const std::wstring& monitor, const std::string& target) = 0;
 };
 
 /// That of this machine. One thread at a time.

@@ -20,7 +20,7 @@ struct CDoctorArguments {
     bool json = false;
 };
 
-CFinding Registration(IPrintSystem& system, const std::string& name)
+CDiagnostic Registration(IPrintSystem& system, const std::string& name)
 {
     std::vector<CMonitorEntry> monitors;
     const DWORD error = system.ListMonitors(&monitors);
@@ -37,7 +37,7 @@ CFinding Registration(IPrintSystem& system, const std::string& name)
 }
 
 /// The device ID, which the port monitor returns through the language monitor.
-CFinding DeviceId(const CSpoolerSession& session)
+CDiagnostic DeviceId(const CSpoolerSession& session)
 {
     const std::optional<std::string> deviceId = session.DeviceId();
     if (!deviceId) {
@@ -47,7 +47,7 @@ CFinding DeviceId(const CSpoolerSession& session)
     return {"device ID", *deviceId, ""};
 }
 
-CFinding LastStatus(const CSpoolerSession& session)
+CDiagnostic LastStatus(const CSpoolerSession& session)
 {
     const CQueriedNumber category = QueryNumber(session, "PrinterError");
     if (!category.value) {
@@ -60,63 +60,63 @@ CFinding LastStatus(const CSpoolerSession& session)
 
 /// Opens the port through the monitor's library, as a spooler does, and queries the printer.
 void ExaminePort(const CDoctorArguments& arguments, CHostEnvironment& environment,
-                 std::vector<CFinding>* findings)
+                 std::vector<CDiagnostic>* diagnostics)
 {
     const std::string topic = "port " + PrintableInput(arguments.session.port);
     try {
         const CSpoolerSession session(arguments.session, environment);
-        findings->push_back({topic, "opens through the monitor's library", ""});
+        diagnostics->push_back({topic, "opens through the monitor's library", ""});
         if (session.HasDevice()) {
-            findings->push_back(DeviceId(session));
-            findings->push_back(LastStatus(session));
+            diagnostics->push_back(DeviceId(session));
+            diagnostics->push_back(LastStatus(session));
         }
     } catch (const CHostError& error) {
-        findings->push_back({topic, "does not open", error.what()});
+        diagnostics->push_back({topic, "does not open", error.what()});
     }
 }
 
-std::string Table(const std::vector<CFinding>& findings)
+std::string Table(const std::vector<CDiagnostic>& diagnostics)
 {
     size_t columns = 0;
-    for (const CFinding& finding : findings) {
-        columns = std::max(columns, finding.topic.size() + 2);
+    for (const CDiagnostic& diagnostic : diagnostics) {
+        columns = std::max(columns, diagnostic.topic.size() + 2);
     }
     std::string text;
-    for (const CFinding& finding : findings) {
+    for (const CDiagnostic& diagnostic : diagnostics) {
         text += text.empty() ? "" : "\n";
-        text += Padded(Printable(finding.topic), columns) + Printable(finding.value);
-        if (!finding.advice.empty()) {
-            text += '\n' + std::string(columns, ' ') + "-> " + Printable(finding.advice);
+        text += Padded(Printable(diagnostic.topic), columns) + Printable(diagnostic.value);
+        if (!diagnostic.advice.empty()) {
+            text += '\n' + std::string(columns, ' ') + "-> " + Printable(diagnostic.advice);
         }
     }
     return text;
 }
 
-std::string Json(const std::vector<CFinding>& findings)
+std::string Json(const std::vector<CDiagnostic>& diagnostics)
 {
     CJson::Array rows;
-    for (const CFinding& finding : findings) {
-        rows.push_back(CJson::Object{{"topic", PrintableUtf8(finding.topic)},
-                                     {"value", PrintableUtf8(finding.value)},
-                                     {"advice", PrintableUtf8(finding.advice)}});
+    for (const CDiagnostic& diagnostic : diagnostics) {
+        rows.push_back(CJson::Object{{"topic", PrintableUtf8(diagnostic.topic)},
+                                     {"value", PrintableUtf8(diagnostic.value)},
+                                     {"advice", PrintableUtf8(diagnostic.advice)}});
     }
     return JsonLines(rows);
 }
 
 ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
-    std::vector<CFinding> findings = {{"zrtctl", ZRTMON_VERSION, ""}};
-    for (CFinding& finding :
+    std::vector<CDiagnostic> diagnostics = {{"zrtctl", ZRTMON_VERSION, ""}};
+    for (CDiagnostic& diagnostic :
          environment.printSystem->Examine(WideFromUtf8(arguments.monitor), arguments.target)) {
-        findings.push_back(std::move(finding));
+        diagnostics.push_back(std::move(diagnostic));
     }
-    findings.insert(findings.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
+    diagnostics.insert(diagnostics.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
     if (arguments.looksAtPort) {
-        ExaminePort(arguments, environment, &findings);
+        ExaminePort(arguments, environment, &diagnostics);
     }
-    console.Answer(arguments.json ? Json(findings) : Table(findings));
-    const bool isWell = std::all_of(findings.begin(), findings.end(),
-                                    [](const CFinding& finding) { return finding.advice.empty(); });
+    console.Answer(arguments.json ? Json(diagnostics) : Table(diagnostics));
+    const bool isWell = std::all_of(diagnostics.begin(), diagnostics.end(),
+                                    [](const CDiagnostic& diagnostic) { return diagnostic.advice.empty(); });
     return isWell ? ExitStatus::Done : ExitStatus::PrinterError;
 }
 

@@ -17,7 +17,7 @@ constexpr CStep kSteps[] = {
          return environment.printSystem->AddMonitor(WideFromUtf8(kMonitorName),
                                                     WideFromUtf8(kMonitorLibrary));
      }},
-    {"unregister", "Take the monitor off the spooler's list",
+    {"unregister", "Remove the monitor from the spooler",
      [](CHostEnvironment& environment) {
          return environment.printSystem->RemoveMonitor(WideFromUtf8(kMonitorName));
      }},

@@ -11,8 +11,8 @@ namespace zrtmon::host {
 /// Owns the loaded library. Its entry-point table must not be used after the object is destroyed.
 class CMonitorLibrary {
 public:
-    /// Loads the file, or, if the path is empty, searches the program's folder, ../libexec/zrtmon and the system
-    /// folder. Throws CHostError (NoDevice) if there is no library or it does not export a monitor.
+    /// Loads the file, or, if the path is empty, searches the program's folder, ../libexec/zrtmon and the
+    /// system folder. Throws CHostError (NoDevice) if there is no library or it does not export a monitor.
     CMonitorLibrary(const std::filesystem::path& file, const CHostEnvironment& environment);
     ~CMonitorLibrary();
     CMonitorLibrary(const CMonitorLibrary&) = delete;

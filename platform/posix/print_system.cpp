@@ -55,7 +55,7 @@ std::string OwnerText(const struct stat& status)
            (owners ? owners->gr_name : std::to_string(status.st_gid)) + ", mode " + mode.data();
 }
 
-CFinding Access(const std::string& path, const struct stat& status)
+CDiagnostic Access(const std::string& path, const struct stat& status)
 {
     if (access(path.c_str(), R_OK | W_OK) == 0) {
         return {"access", "read and write", ""};
@@ -66,7 +66,7 @@ CFinding Access(const std::string& path, const struct stat& status)
                 (owners ? owners->gr_name : std::to_string(status.st_gid)) + ", and log in again"};
 }
 
-CFinding DeviceId(const std::string& path)
+CDiagnostic DeviceId(const std::string& path)
 {
     const CDescriptor device(open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (device.Get() < 0) {
@@ -83,7 +83,7 @@ CFinding DeviceId(const std::string& path)
     return {"device ID", length > kIdLengthSize ? std::string(text + kIdLengthSize, text + length) : "", ""};
 }
 
-void ExamineNode(const std::string& path, std::vector<CFinding>* findings)
+void ExamineNode(const std::string& path, std::vector<CDiagnostic>* findings)
 {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
@@ -125,11 +125,11 @@ public:
         return ERROR_NOT_SUPPORTED;
     }
 
-    std::vector<CFinding> Examine(const std::wstring& /*monitor*/, const std::string& target) override
+    std::vector<CDiagnostic> Examine(const std::wstring& /*monitor*/, const std::string& target) override
     {
         utsname system{};
         uname(&system);
-        std::vector<CFinding> findings = {
+        std::vector<CDiagnostic> findings = {
             {"system", std::string(system.sysname) + ' ' + system.release + ", " + system.machine, ""}};
         const std::vector<std::string> nodes =
             target.empty() ? DeviceNodes() : std::vector<std::string>{target};

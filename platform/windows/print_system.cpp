@@ -198,9 +198,9 @@ public:
         return ERROR_SUCCESS;
     }
 
-    std::vector<CFinding> Examine(const std::wstring& monitor, const std::string& target) override
+    std::vector<CDiagnostic> Examine(const std::wstring& monitor, const std::string& target) override
     {
-        std::vector<CFinding> findings = {
+        std::vector<CDiagnostic> findings = {
             {"system", SystemText(),
              IsForeignToTheSystem() ? "use the x64 program: the spooler of this system is 64-bit" : ""}};
         if (m_spooler.IsComplete()) {
@@ -213,7 +213,7 @@ public:
 
 private:
     void ExaminePrinters(const std::wstring& monitor, const std::wstring& target,
-                         std::vector<CFinding>* findings)
+                         std::vector<CDiagnostic>* findings)
     {
         constexpr DWORD kFlags = PRINTER_ENUM_LOCAL;
         DWORD needed = 0;
@@ -242,7 +242,7 @@ private:
     }
 
     void ExaminePrinter(const PRINTER_INFO_2W& info, const std::wstring& monitor, bool isNamed,
-                        std::vector<CFinding>* findings)
+                        std::vector<CDiagnostic>* findings)
     {
         std::wstring name = info.pPrinterName;
         HANDLE printer = nullptr;
@@ -281,7 +281,7 @@ private:
         return name ? name : L"";
     }
 
-    CFinding AskPrinter(HANDLE printer, const wchar_t* valueName)
+    CDiagnostic AskPrinter(HANDLE printer, const wchar_t* valueName)
     {
         std::wstring name = valueName;
         std::vector<BYTE> answer(kLongestAnswer + 1);

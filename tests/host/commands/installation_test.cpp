@@ -34,7 +34,7 @@ public:
         *list = monitors;
         return error;
     }
-    std::vector<CFinding> Examine(const std::wstring&, const std::string& target) override
+    std::vector<CDiagnostic> Examine(const std::wstring&, const std::string& target) override
     {
         return {{"system", "a test", ""}, {"printer", target.empty() ? "any" : target, ""}};
     }

@@ -47,7 +47,7 @@ struct CScriptedMonitor::CEntries {
     static BOOL WINAPI GetPrinterDataFromPort(HANDLE, DWORD, LPWSTR valueName, LPWSTR, DWORD, LPWSTR output,
                                               DWORD outputSize, LPDWORD returned)
     {
-        const FaultFree own; // the script's copies of a password are not the command line's
+        const CFaultExemption own; // the script's copies of a password are not the command line's
         const std::string requestText = host::Utf8FromWide(valueName);
         g_script->Note(requestText);
         const CAnswer answer = g_script->answer(requestText);
