@@ -158,7 +158,7 @@ TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)
     fixture.printSystem = &MachinePrintSystem();
     const std::string missing = (fixture.Folder() / "missing").string();
     const std::pair<std::string, std::string> cases[] = {
-        {node, "zrtctl ...system ...device ..." + node + "..., mode 06...no USB printer"},
+        {node, "zrtctl ...system ...device ..." + node + "..., mode 06...not a USB printer"},
         {missing, missing + ": No such file...switch it on"},
         {"@", "no character device...name the printer's"},
         {node + " --port sim:serial=AB1", "opens...device ID...SN:AB1;...status"},
