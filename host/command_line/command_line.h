@@ -22,7 +22,7 @@ using RunCommand = std::function<ExitStatus(CHostEnvironment& environment, CCons
 using OptionTarget = std::variant<bool*, uint32_t*, uint64_t*, std::string*, std::vector<std::string>*>;
 
 struct COption {
-    std::string name;    ///< "--port"; an argument without a name of its own has a word like "FILE"
+    std::string name;    ///< "--port"; a positional argument has a word like "FILE"
     OptionTarget target; ///< borrowed; lives as long as the command
     std::string help;
     std::string form = {}; ///< of the value, in the help: "PORT"

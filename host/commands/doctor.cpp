@@ -16,7 +16,7 @@ struct CDoctorArguments {
     std::string target;
     std::string monitor = kMonitorName;
     CSessionOptions session;
-    bool looksAtPort = false;
+    bool examinesPort = false;
     bool json = false;
 };
 
@@ -111,7 +111,7 @@ ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environm
         diagnostics.push_back(std::move(diagnostic));
     }
     diagnostics.insert(diagnostics.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
-    if (arguments.looksAtPort) {
+    if (arguments.examinesPort) {
         ExaminePort(arguments, environment, &diagnostics);
     }
     console.Answer(arguments.json ? Json(diagnostics) : Table(diagnostics));
@@ -143,7 +143,7 @@ CCommand DoctorCommand()
         }};
     for (COption& option : command.options) {
         if (option.name == "--port" || option.name == "--library") {
-            option.given = &arguments->looksAtPort;
+            option.given = &arguments->examinesPort;
         }
     }
     return command;

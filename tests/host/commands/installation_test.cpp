@@ -147,7 +147,7 @@ TEST(Installation, AStepOfTheInstallerEndsWithTheSystemsError)
     EXPECT_EQ(64, CInstallationFixture().Run("setup everything").status);
 }
 
-TEST(Doctor, TellsOfThisMachineAndThePortBehindTheLibrary)
+TEST(Doctor, DescribesThisMachineAndThePortBelowTheLibrary)
 {
     // A character device that no machine lacks and that is no printer.
     int master = -1;

@@ -104,7 +104,7 @@ TEST(Password, IsTakenOrRefusedInOneLineAndNeverShown)
     }
 }
 
-TEST(PasswordCommand, TellsABusyPrinterAndSendsNothingNewToAPrinterThatRefusesTheOld)
+TEST(PasswordCommand, ReportsABusyPrinterAndSendsNothingNewToAPrinterThatRefusesTheOld)
 {
     CScriptedFixture fixture;
     std::string state = "Validation=0;OemSupplies=0;Password=1;";
@@ -243,7 +243,7 @@ struct CWantingFixture : CScriptedFixture {
     std::optional<std::string> left;
 };
 
-TEST(HeldPrint, LeavesThePasswordWhereTheMonitorLooksAndNotBehindTheJob)
+TEST(HeldPrint, StoresThePasswordForTheMonitorAndRemovesItAfterTheJob)
 {
     CWantingFixture fixture;
     fixture.input = {"Gr\xC3\xBC" + kUser, kAdmin};

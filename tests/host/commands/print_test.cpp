@@ -11,7 +11,7 @@
 namespace zrtmon::test {
 namespace {
 
-/// A job, and a printer without errors behind the scripted monitor.
+/// A job, and a scripted monitor whose printer has no error.
 struct CJobFixture : CScriptedFixture {
     CJobFixture()
     {
@@ -165,7 +165,7 @@ TEST(PrintStops, AlsoWhileThePrinterFinishes)
     EXPECT_LE(seenAfterMs, 3100u);
 }
 
-TEST(PrintOnASlowPrinter, TellsOfItsPausesOnce)
+TEST(PrintOnASlowPrinter, ReportsItsPausesOnce)
 {
     CJobFixture fixture;
     fixture.script.take = [&, last = uint64_t{0}](DWORD) mutable {
@@ -180,7 +180,7 @@ TEST(PrintOnASlowPrinter, TellsOfItsPausesOnce)
     EXPECT_EQ(0u, CountOf(result.err, "resuming")) << "no error has cleared";
 }
 
-TEST(PrintOnTheSimulatedPrinter, TellsTheErrorThatHoldsTheJobAndTheAnswersMeanwhile)
+TEST(PrintOnTheSimulatedPrinter, ReportsTheErrorThatHoldsTheJobAndTheAnswersMeanwhile)
 {
     CSimulatedFixture fixture(3);
     const CCommandResult result = fixture.Run("print @job --ask CardCount,PrinterError "
@@ -192,7 +192,7 @@ TEST(PrintOnTheSimulatedPrinter, TellsTheErrorThatHoldsTheJobAndTheAnswersMeanwh
     EXPECT_EQ(1u, CountOf(result.err, "waiting: ribbon"));
     EXPECT_TRUE(Shows(result.out, "[0... s] PrinterError=21\n...PrinterError=1\n...CardCount=253\n..."
                                   "PrinterStatus=-1\nPrinterError=1\nDeviceError=0\n"));
-    EXPECT_EQ(1u, CountOf(result.out, "] PrinterError=21")) << "only changes are told";
+    EXPECT_EQ(1u, CountOf(result.out, "] PrinterError=21")) << "only changes are printed";
     EXPECT_EQ(0u, CountOf(result.err + result.out, "\x1b")) << "no terminal is there to be steered";
 }
 
@@ -214,7 +214,7 @@ TEST(PrintIntoAFile, KeepsEveryByteOfAJobWithoutPackets)
     fixture.WriteFile("job", bytes);
     const CCommandResult result = fixture.Run("print @job --port file:@captured");
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ("", result.out) << "there is no printer whose values could be told";
+    EXPECT_EQ("", result.out) << "there is no printer whose values could be printed";
     EXPECT_TRUE(fixture.ReadFile("captured").starts_with(bytes));
 }
 
@@ -230,7 +230,7 @@ TEST(PrintOnATerminal, RewritesOneLineAndKeepsItsWidth)
         const char* const yellow = "\x1b[33mwaiting: ribbon (printer error 83, category 21)\x1b[0m\n";
         EXPECT_EQ(colors, CountOf(result.err, yellow) > 0) << result.err;
         EXPECT_EQ(colors, CountOf(result.err, "\x1b[3") > 0);
-        // What stands on the line between two erasures is either a message with its end or the progress.
+        // The text between two erasures is either a complete message or the progress.
         const std::string erase = "\x1b[K";
         size_t progressLines = 0;
         std::istringstream shown(result.err);

@@ -14,7 +14,7 @@ using CAnswer = CScriptedMonitor::CAnswer;
 TEST(Get, AnswersOrSaysWhyNot)
 {
     const struct {
-        const char* words; ///< behind "get"
+        const char* words; ///< after "get"
         CAnswer answer;    ///< to every request text
         int status;
         const char* out;
@@ -46,7 +46,7 @@ TEST(Get, AnswersOrSaysWhyNot)
     }
 }
 
-TEST(GetSeveral, GoesOnBehindAFailureAndKeepsItsStatus)
+TEST(GetSeveral, ContinuesAfterAFailureAndKeepsItsStatus)
 {
     CScriptedFixture fixture;
     std::map<std::string, CAnswer> answers{

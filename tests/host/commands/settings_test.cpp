@@ -8,7 +8,7 @@
 namespace zrtmon::test {
 namespace {
 
-/// A printer that answers its settings, and notes what is stored for it when it is told to take that over.
+/// A printer with settings, which records the stored ones when it has to write them.
 struct CSettingsFixture : CScriptedFixture {
     CSettingsFixture()
     {
@@ -71,7 +71,7 @@ TEST(SettingsOfTheSimulatedPrinter, AllGoOutAndComeBack)
 TEST(Settings, ThatAreRefusedAreNotWritten)
 {
     const struct {
-        const char* words; ///< behind "settings"
+        const char* words; ///< after "settings"
         const char* file;  ///< contents of "kept"
         int status;
         const char* message;
@@ -101,7 +101,7 @@ TEST(Settings, ThatAreRefusedAreNotWritten)
     }
 }
 
-TEST(Settings, ThatThePrinterDoesNotTakeAreToldOf)
+TEST(Settings, ThatThePrinterDoesNotAcceptAreReported)
 {
     CSettingsFixture fixture;
     const CCommandResult result = fixture.Run("settings set 'Image Darkness=5' FeedPWM=7");

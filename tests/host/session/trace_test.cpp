@@ -118,10 +118,10 @@ TEST(Trace, HidesAPasswordThatThePortTakesInParts)
     const std::string text = fixture.ReadFile("trace");
     EXPECT_EQ(std::string::npos, text.find("53")) << "an S of the secret: " << text;
     EXPECT_TRUE(Shows(text, "\"offered\":27,\"taken\":12,"));
-    EXPECT_TRUE(Shows(text, "1b 00 02 4e 72...\"error 29\"")) << "the command behind it is to be seen";
+    EXPECT_TRUE(Shows(text, "1b 00 02 4e 72...\"error 29\"")) << "the command after it must be shown";
 }
 
-/// Prints a job of two cards with a query beside it and a trace of that name; the file's text.
+/// Prints a job of two cards with a concurrent query and a trace of that name. Returns the trace.
 std::string TraceOfAJob(const std::string& name)
 {
     CHostFixture fixture;
@@ -157,7 +157,7 @@ TEST(Trace, HasALineOfJsonForEveryCall)
             jobBytes += CountOf(meaning, "query ") == 0 ? std::stoul(record["/taken"]) : 0;
         }
     }
-    EXPECT_EQ(JobBytes(2).size(), jobBytes) << "every byte of the job is in a write of its own";
+    EXPECT_EQ(JobBytes(2).size(), jobBytes) << "every byte of the job is in a separate write";
     EXPECT_EQ((std::set<std::string>{"job", "queries 1"}), threads);
     for (const char* call : {"OpenPort", "ClosePort", "StartDocPort"}) {
         EXPECT_EQ(1, counts[call]) << call;

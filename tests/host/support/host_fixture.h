@@ -27,7 +27,7 @@ public:
     ~CHostFixture();
 
     /// Runs zrtctl with these words, which blanks part; in single quotes a word may hold blanks. "@NAME" in a
-    /// word stands for the path of that file in Folder.
+    /// word is replaced by the path of that file in Folder.
     CCommandResult Run(const std::string& commandLine);
 
     const std::filesystem::path& Folder() const { return m_folder; }
@@ -62,7 +62,7 @@ std::string JobBytes(uint32_t cards);
 
 size_t CountOf(const std::string& text, const std::string& part);
 
-/// Whether the text holds these parts in their order; "..." stands between two of them.
+/// Whether the text contains these parts, separated by "...", in this order.
 testing::AssertionResult Shows(const std::string& text, std::string_view parts);
 
 } // namespace zrtmon::test
