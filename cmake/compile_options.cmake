@@ -7,6 +7,7 @@ target_compile_options(zrt_options INTERFACE
 if(ZRTMON_SANITIZE)
     add_compile_options(-fsanitize=${ZRTMON_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${ZRTMON_SANITIZE})
+    add_compile_options(-w) # instrumented code gives false warnings; the dev preset compiles the same sources with all
 endif()
 
 if(ZRTMON_FUZZ)
