@@ -35,10 +35,11 @@ public:
     /// thread.
     virtual BOOL EndDoc(PortRecord* port);
 
-    /// Answers a value name with 8-bit NUL-terminated text. *returned is the size needed, including the NUL;
-    /// if that exceeds outputSize, nothing is copied and the result is still TRUE. FALSE with last error 87
-    /// (unknown name or rejected parameters, at once; failed request), 170 (printer in use for 5000 ms), 4319
-    /// (exchange running for 30000 ms), or as left if the request has no text. Query threads.
+    /// Queries the printer by value name; output receives the answer, 8-bit NUL-terminated text. *returned is
+    /// the size needed, including the NUL; if that exceeds outputSize, nothing is copied and the result is
+    /// still TRUE. FALSE with last error 87 (unknown name or rejected parameters, at once; failed request),
+    /// 170 (printer in use for 5000 ms), 4319 (exchange running for 30000 ms), or as left if the request has
+    /// no text. Query threads.
     virtual BOOL GetPrinterData(PortRecord* port, const wchar_t* valueName, const void* input,
                                 DWORD inputSize, void* output, DWORD outputSize, DWORD* returned);
 

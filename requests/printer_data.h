@@ -26,8 +26,8 @@ public:
 
     /// Sends the request's command by its send method, reports the count sent to the request, and sleeps its
     /// send delay (also when there was nothing to send). FALSE, without the delay, for a failed send or an
-    /// unknown method. One write, which is not repeated: a port that takes a part of the command, or none of
-    /// it, and returns TRUE has sent it.
+    /// unknown method. One write, which is not repeated: if the port accepts only a part of the command, or
+    /// none of it, and returns TRUE, the command counts as sent.
     virtual BOOL Send(PortRecord* port, CData* request);
 
     /// Reads the reply by the request's receive method, in chunks of at most 2048 bytes, and passes each to

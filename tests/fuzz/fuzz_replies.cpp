@@ -23,7 +23,8 @@ struct RequestRow {
     const wchar_t* text = nullptr;
 };
 
-/// The first input byte, modulo their number, chooses one. New ones go to the end: the corpus counts on it.
+/// The first input byte, modulo their number, chooses one. New ones are appended, because the corpus refers
+/// to the numbers.
 constexpr RequestRow kRequests[] = {
     {Status},
     {CardCount},
@@ -101,7 +102,7 @@ void CheckFields(CData& request)
     }
 }
 
-/// In a block of its own that ends with the NUL, so that a read past it is seen.
+/// In a separate block that ends with the NUL, so that a read past it is detected.
 BOOL Take(CData& request, std::string_view reply)
 {
     const auto block = std::make_unique<char[]>(reply.size() + 1);
@@ -109,7 +110,7 @@ BOOL Take(CData& request, std::string_view reply)
     return request.ProcessReply(block.get(), static_cast<uint32_t>(reply.size()));
 }
 
-/// The answer of the chain to one reply for each of its elements; nothing when one fails.
+/// Whether every element of the chain accepts its reply; if so, with the answer of the chain.
 std::pair<bool, std::string> AnswerTo(CData& head, std::string_view reply, std::string_view next)
 {
     bool ok = true;

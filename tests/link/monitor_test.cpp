@@ -188,7 +188,7 @@ TEST_F(CMonitorTest, ALinkInTheChainThatIsNotSupportedEndsItAsASuccess)
 TEST_F(CMonitorTest, AChannelThatCannotBeOpenedFailsTheQuery)
 {
     port.lower.allow = [this](const char* call) {
-        port.lower.failError = GetLastError(); // it sets none of its own
+        port.lower.failError = GetLastError(); // the failing call does not set an error
         return call != "StartDocPort"s;
     };
     EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(L"MoveTo/x").error);

@@ -61,7 +61,7 @@ TEST(VirtualClock, StandsStillBetweenASignalAndItsEffect)
 }
 
 // ---------------------------------------------------------------------------------------------
-// Who is let in, and when: the same for all that can be waited for
+// Which thread is woken, and when: the same for everything that can be waited for
 
 struct Gate {
     std::function<DWORD(DWORD)> enter; // within that many milliseconds

@@ -1,4 +1,4 @@
-// What the printer says of itself: every reply request that is no status, by its value name.
+// What the printer reports about itself: every request with a reply that is not a status, by its value name.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -47,7 +47,7 @@ public:
 
     CFeeder() { job.Prepare(nullptr); }
 
-    /// One buffer until it is taken, or until nothing of it can go any more. Answers the count taken.
+    /// Sends one buffer until it is accepted, or until no more of it can be sent. Returns the count accepted.
     size_t Offer(const std::string& data)
     {
         size_t taken = 0;
@@ -228,7 +228,7 @@ TEST(PrintJob, TheBoundaryIsWhereTheSentBytesEndNotTheScanner)
     EXPECT_TRUE(job.SentDataEndsAtBoundary());
     job.TakeAcceptedCount();
 
-    const std::string open = Packet(Card()); // the card goes on in the next packet
+    const std::string open = Packet(Card()); // the card continues in the next packet
     job.SetReply(open.data(), static_cast<uint32_t>(open.size()));
     job.SetSentLength(static_cast<uint32_t>(open.size()));
     EXPECT_TRUE(job.IsPacketDone());

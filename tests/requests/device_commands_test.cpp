@@ -31,7 +31,7 @@ TEST(DeviceCommand, SendsItsBytes)
                           {L"UtilityCommand/1", Esc("TRT")},
                           {L"UtilityCommand/2", Esc("TCT")},
                           {L"UtilityCommand/9/4", Esc("TLT"), 10000},
-                          // The 32nd character, a nine, is not looked at.
+                          // The 32nd character, a nine, is ignored.
                           {L"UtilityCommand/00000000000000000000000000000019", Esc("TRT")},
                           {L"SimulateButtonPress", {}},
                           {L"SimulateButtonPress/", Esc("B1")},
@@ -103,7 +103,7 @@ TEST(Station, IsLookedForInBothBays)
                           {L"StationStatus/6", "Bay1:4,7", "Bay2:4,7", ""},
                           {L"StationStatus/-1", "Bay1:4,7", "Bay2:4,7", ""},
                           {L"StationStatus/2", "Bay1:4,13;", "Bay2:1,0;", "13"},
-                          // State 0 of bay 2 reads like "not there", and bay 1 answers.
+                          // State 0 of bay 2 reads like "not there", and that of bay 1 is the answer.
                           {L"StationStatus/2", "Bay1:4,1", "Bay2:4,0", "0"},
                           {L"StationStatus/2", "Bay1:4", "Bay2:1,0;", ""},
                           {L"StationStatus/2", "Bay1:4,7", "Bay2:1", ""},

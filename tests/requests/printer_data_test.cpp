@@ -186,7 +186,7 @@ TEST(PrinterValues, EndInANulWrittenAndRead)
     CPrinterData reader;
     spooler::StoreValue(L"Cards", L"Short", REG_BINARY, "-2");
     EXPECT_STREQ("-2147483648", reader.ReadValue(L"Cards", L"CardCount"));
-    EXPECT_STREQ("-2", reader.ReadValue(L"Cards", L"Short")) << "nothing of the longer one is behind it";
+    EXPECT_STREQ("-2", reader.ReadValue(L"Cards", L"Short")) << "no byte of the longer one follows it";
     spooler::RemovePrinter(L"Cards");
 }
 

@@ -1,4 +1,4 @@
-// The first, second, third ... call of a kind fails: whatever comes of it, the port is usable or cleanly
+// The first, second, third ... call of a kind fails: whatever the result, the port is usable or cleanly
 // closed.
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ void UsePort(CSpoolerFixture& fixture, const std::vector<uint8_t>& job)
     fixture.Close();
 }
 
-/// The port, opened anew if need be, prints a job whole and answers.
+/// The port, reopened if necessary, prints a complete job and answers a query.
 void ExpectUsable(CSpoolerFixture& fixture, const std::vector<uint8_t>& job)
 {
     if (fixture.port) {
@@ -53,7 +53,8 @@ void ExpectUsable(CSpoolerFixture& fixture, const std::vector<uint8_t>& job)
     EXPECT_TRUE(fixture.Close());
 }
 
-/// UsePort with one call failing, of that kind or, without one, at the lower port. Answers whether it came.
+/// UsePort with one call failing, of that kind or, without one, at the lower port. Returns whether a call
+/// failed.
 bool UseWithFault(CSpoolerFixture& fixture, std::optional<FaultPoint> point, uint64_t failAt,
                   const std::vector<uint8_t>& job)
 {
@@ -83,7 +84,7 @@ void Sweep(std::optional<FaultPoint> point)
         {
             CSpoolerFixture fixture("card-ms=1");
             fired = UseWithFault(fixture, point, failAt, job);
-            // A document that could not be ended below leaves the record behind when its port is closed.
+            // If the lower monitor could not end a document, closing its port does not free the record.
             leftOpen = fixture.lower.FailedCall() == "EndDocPort" ? 1 : 0;
             ExpectUsable(fixture, job);
             const sim::PortView view = fixture.ports.View(fixture.PortName());

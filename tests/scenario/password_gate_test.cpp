@@ -62,14 +62,14 @@ constexpr const char* kAfterAnHour =
 
 constexpr const char* kOnFirstCard = "<PassWordOnfirstCard Enabled='True'/>";
 
-/// With a policy, whose file printer data names.
+/// With a policy, whose file is named in printer data.
 struct CPolicyFixture : CGateFixture {
-    /// behind: bytes of the value behind the path
-    explicit CPolicyFixture(const std::string& behind = {}) : policy(test::PolicyText(kAfterAnHour))
+    /// suffix: bytes of the value after the path
+    explicit CPolicyFixture(const std::string& suffix = {}) : policy(test::PolicyText(kAfterAnHour))
     {
         const std::wstring path = policy.Path();
         const std::string bytes(reinterpret_cast<const char*>(path.data()), path.size() * sizeof(wchar_t));
-        spooler::StoreValue(kPrinter, L"ConfigurationFile", REG_SZ, bytes + behind);
+        spooler::StoreValue(kPrinter, L"ConfigurationFile", REG_SZ, bytes + suffix);
     }
 
     const test::CPolicyFile policy;
@@ -88,7 +88,7 @@ TEST(PasswordGate, HoldsUntilTheRightPasswordIsStored)
         EXPECT_TRUE(fixture.IsPasswordWanted());
         fixture.StorePassword("wrong");
         EXPECT_FALSE(fixture.IsReleasedNow(kOneCheckMs));
-        EXPECT_EQ("1", fixture.ValueOf(L"PrinterError")) << "presented, whatever came of it";
+        EXPECT_EQ("1", fixture.ValueOf(L"PrinterError")) << "presented, whether or not it was right";
         EXPECT_EQ("-", fixture.ValueOf(L"Password"));
         EXPECT_FALSE(fixture.IsReleasedNow());
         EXPECT_TRUE(fixture.IsPasswordWanted());
@@ -198,9 +198,9 @@ TEST(PasswordGate, AChangedPolicyWantsAFreshPassword)
 TEST(PasswordGate, ThePolicyPresentsTheLastPasswordAgain)
 {
     const std::string end(sizeof(wchar_t), '\0');
-    for (const std::string& behind : {end, std::string(), std::string("x"), end + "x", end + "more"}) {
-        SCOPED_TRACE(testing::PrintToString(behind));
-        CPolicyFixture fixture(behind);
+    for (const std::string& suffix : {end, std::string(), std::string("x"), end + "x", end + "more"}) {
+        SCOPED_TRACE(testing::PrintToString(suffix));
+        CPolicyFixture fixture(suffix);
         fixture.StorePassword("clerk");
         EXPECT_TRUE(fixture.Prints());
         EXPECT_TRUE(fixture.IsReleased()) << "within the hour";

@@ -54,8 +54,8 @@ constexpr const char* kRibbon =
 constexpr const char* kTracks = "Track1=ZRT SIMULATED CARD;Track2=22;Track3=0987654321;";
 constexpr const char* kWritten = "Image Darkness=-9,-128,127,1;Flipper Home Offset=3,-5,5,1;";
 
-/// A text that opens a channel: what goes out, how long it takes, and what comes of it. A command that has
-/// no answer fails and leaves no error.
+/// A text that opens a channel: what is sent, how long it takes, and the answer. A command that has no answer
+/// fails without an error.
 struct NameCase {
     const char* name;
     const wchar_t* text;
@@ -104,7 +104,7 @@ const NameCase kOpened[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Texts, ValueName, testing::ValuesIn(kOpened), test::CaseName{});
 
-/// The served names without a row above, which have tests of their own.
+/// The served names without a row above, which have separate tests.
 const wchar_t* const kServedOthers[] = {L"DefaultSettings", L"SecurityInfo",   L"EnableOemSupplies",
                                         L"Password",        L"EnablePassword", L"SetAdminPassword",
                                         L"SetUserPassword", L"DisablePassword"};
@@ -245,7 +245,7 @@ const ReplyRow kReplies[] = {
     {L"VersionInfo", "NV", "Ver:9", "Firmware=9"},
 };
 
-/// Takes what the printer still has to say, as a caller with a channel of its own may.
+/// Reads the replies that the printer still has, as a caller that has opened a channel may.
 void DrainReplies(CSpoolerFixture& fixture)
 {
     DOC_INFO_2W channel{};
@@ -268,7 +268,7 @@ struct BadReply {
 };
 class BadReplies : public testing::TestWithParam<BadReply> {};
 
-/// The reply with a NUL and filling behind it, of that size in all.
+/// The reply followed by a NUL and padding, up to that size in all.
 std::string Filled(const std::string& reply, size_t size)
 {
     return reply + '\0' + std::string(size - reply.size() - 1, '.');

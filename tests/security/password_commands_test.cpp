@@ -98,7 +98,7 @@ TEST(PasswordCommands, AnswerTheChallengeOrAreRefused)
 {
     struct Case {
         const wchar_t* text;
-        std::string command; ///< behind the security query; empty: the text is refused
+        std::string command; ///< after the security query; empty: the text is refused
     };
     for (const Case& c :
          {Case{L"Password/abc", kPresent + kAbc},
@@ -126,7 +126,8 @@ TEST(PasswordCommands, AnswerTheChallengeOrAreRefused)
             EXPECT_EQ(kQuery + c.command, CommandOf(command));
             command.SetSentLength(34);
             EXPECT_TRUE(Take(command, "anything"));
-            EXPECT_EQ(0u, token->GetTextLength() + command.GetTextLength()) << "the challenge is no answer";
+            EXPECT_EQ(0u, token->GetTextLength() + command.GetTextLength())
+                << "the challenge is not an answer";
         }
     }
 }

@@ -18,7 +18,7 @@ bool IsSecurityCommand(std::string_view bytes)
            (bytes.size() == kPresentBytes && bytes.starts_with("\x1B\0\2NP\x1B"sv));
 }
 
-/// What a job's thread sends besides the job.
+/// What a job's thread sends in addition to the job.
 bool IsOwnCommand(std::string_view bytes)
 {
     return bytes == "\x1B\0\2Nr"sv || bytes == kCancel || IsSecurityCommand(bytes);
@@ -134,7 +134,7 @@ void CFaultyPort::NoteJobData(std::string_view bytes)
     m_simulation.journal.Expect(fits, "the bytes sent are not the job's next bytes,",
                                 std::to_string(bytes.size()) + " at " + std::to_string(m_below));
     m_simulation.journal.Expect(!m_isCommandInside,
-                                "a packet goes on after a command that was sent inside it,",
+                                "a packet continues after a command that was sent inside it,",
                                 "at " + std::to_string(m_below));
     m_below += bytes.size();
     m_lastProgress = m_simulation.clock.Elapsed();

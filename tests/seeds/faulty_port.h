@@ -34,10 +34,11 @@ public:
     size_t Below() const { return m_below; }
     /// When the last of them was, in virtual milliseconds.
     uint64_t LastProgress() const { return m_lastProgress; }
-    /// The printer need not answer now: the job was cancelled, which the job's thread does beside whatever
-    /// query there is, or is none. From then to the end of the document nothing on the wire has an order.
+    /// The printer need not reply now: the job was cancelled, which the job's thread does concurrently with
+    /// any query, or the bytes are not a job. Until the end of the document no order of the bytes is
+    /// guaranteed.
     bool IsDisorderly() const { return m_isCancelled || (m_job && !m_isValid); }
-    /// How often that began.
+    /// How often such a time began.
     uint64_t Disorders() const { return m_disorders; }
     /// The printer need not understand the rest of the document: it was cancelled, or the port took only a
     /// part of a command.

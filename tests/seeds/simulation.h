@@ -93,7 +93,7 @@ public:
     CJournal journal;
     Troubles troubles;
     unsigned opening = 0;    ///< ports that are being opened: no plan is changed meanwhile
-    uint64_t blocksLeft = 0; ///< that the library must leave behind: ports closed under a document
+    uint64_t blocksLeft = 0; ///< that the library must not free: ports closed while a document was open
 
 private:
     std::array<std::optional<CFaultPlan>, 3> m_plans;

@@ -92,7 +92,7 @@ TEST(InputParser, ReadsAStreamTheSameHoweverItIsCut)
          "packet J C record j Nr()@498 <498+0> packet C record j TE(0,-5T\r)@999 <994+0> "
          "packet packet Z NV()@1031 <1015+0> <1015+0> "},
         {"CancelledInARecord", CancelledInARecord(),
-         // The zero bytes fill the record and go on as stray bytes, until the cancel explains them.
+         // The zero bytes fill the record and continue as stray bytes, until the cancel explains them.
          "packet J C record j packet C record "
          "[a byte 0x00 is in a packet where a command is expected]@988 cancel@1110 lead@598 Nr()@1115 "
          "<992+0> packet C record j <1486+0> "},

@@ -20,8 +20,8 @@ public:
     static MONITOR2* Table();
     HANDLE Handle() { return this; }
 
-    /// Asked before each call but bidi, by its name ("StartDocPort"). False fails the call; the last error
-    /// is set.
+    /// Called before each call except bidi, with its name ("StartDocPort"). False fails the call; the last
+    /// error is set.
     virtual bool Admits(const char* call) = 0;
 
     virtual BOOL OpenPort(LPWSTR name, PHANDLE port);
@@ -36,13 +36,12 @@ public:
     DWORD bidiAnswer = ERROR_NOT_SUPPORTED;
 };
 
-/// Replies from a script and keeps a record. Everything succeeds unless set otherwise; guarded for any
-/// thread.
+/// Replies from a script and keeps a record. Everything succeeds unless set otherwise. Any thread.
 class CScriptedPort : public CLowerPort {
 public:
-    /// What WritePort takes of the bytes offered: a count, or nothing for a failure. Default: all.
+    /// How many of the offered bytes WritePort accepts; std::nullopt: it fails. Default: all.
     std::function<std::optional<DWORD>(DWORD size)> take;
-    /// What comes of a reply: called for each ReadPort; empty text: no bytes yet.
+    /// The bytes of a reply: called for each ReadPort; empty text: no bytes yet.
     std::function<std::string()> reply;
     /// What ReadPort reports instead of the bytes it has read.
     std::optional<DWORD> readCount;
@@ -79,10 +78,10 @@ public:
     const std::string& FailedCall() const { return m_failedCall; }
     uint64_t CallCount() const { return m_count; }
 
-    /// Asked before each call, and as "WritePort's end" after a write that was forwarded: the error that it
+    /// Called before each call, and as "WritePort's end" after a write that was forwarded: the error that it
     /// fails with, 0 for none.
     std::function<DWORD(const char* call)> trouble;
-    /// Asked before each write: how many of the offered bytes are passed on; more than size passes all.
+    /// Called before each write: how many of the offered bytes are passed on; more than size passes all.
     std::function<DWORD(const uint8_t* data, DWORD size)> limitWrite;
 
     bool Admits(const char* call) override;

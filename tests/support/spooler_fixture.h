@@ -45,10 +45,10 @@ public:
     void DeleteJob() const;
     /// Takes the job out of the queue, as EndDocument does.
     void RemoveJob();
-    /// The JOB_STATUS_* bits of the job, 0 when it was never in the queue. The last ones stay.
+    /// The job's JOB_STATUS_* flags, also after it has left the queue; 0 if it was never in it.
     DWORD JobStatus() const;
 
-    /// All of them in one; true when every byte was taken and every call succeeded.
+    /// All of them; true if every byte was accepted and every call succeeded.
     bool Print(const std::vector<uint8_t>& job, const std::function<size_t()>& pieceSize = {});
 
     /// A published value without its NUL; "-" if there is none.
