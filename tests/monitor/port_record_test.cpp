@@ -129,7 +129,7 @@ TEST(PortRecord, OnlyWholeEntriesThatTheLowerTableHasAreTaken)
                                                {0, kEntries}};
     for (const auto& [size, taken] : cases) {
         SCOPED_TRACE(size);
-        // Behind the table's own size lies memory that must not be read: the sanitizer watches it.
+        // After the table's own size there is memory that must not be read: the sanitizer watches it.
         std::vector<char> block(std::max(size, sizeof(DWORD)));
         std::memcpy(block.data(), &full, std::min(block.size(), sizeof full));
         auto* lower = reinterpret_cast<MONITOR2*>(block.data());
