@@ -56,8 +56,8 @@ uint32_t CDataPrintJobZRT::ScanCommands(const uint8_t* data, uint32_t length)
     return position;
 }
 
-/// The bytes at the start of a piece that complete a record. The parameters of a "C" command end only with the
-/// marker of the first record, so that record counts as begun.
+/// The bytes at the start of a piece that complete a record. The parameters of a "C" command end only with
+/// the marker of the first record, so that record counts as begun.
 uint32_t CDataPrintJobZRT::RecordRest(const Piece& piece) const
 {
     if (m_scanState == ScanState::RecordBody) {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <cwctype>
@@ -143,7 +142,8 @@ TEST(EntryPoints, AChannelSendsNothingOfAnEarlierDocumentAndForbidsNoQuery)
     sent.clear();
     DOC_INFO_2W channel{};
     channel.dwMode = DI_CHANNEL;
-    ASSERT_TRUE(fixture.table->pfnStartDocPort(fixture.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
+    ASSERT_TRUE(
+        fixture.table->pfnStartDocPort(fixture.port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&channel)));
     const std::string text = "text that is sent in part";
     EXPECT_EQ(text.size(), fixture.Offer(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
     EXPECT_EQ(text, sent);

@@ -332,7 +332,9 @@ TEST(PasswordGate, HoldsTheEndOfAJobOfAnyLayoutInBuffersOfAnySize)
             SCOPED_TRACE(testing::Message() << "one packet " << inOnePacket << ", buffers of " << size);
             CGateFixture fixture(kLockedAndFast);
             ASSERT_TRUE(fixture.StartDocument());
-            EXPECT_LT(fixture.Offer(job.data(), job.size(), [size] { return size; }, kOneCheckMs), job.size());
+            EXPECT_LT(fixture.Offer(
+                          job.data(), job.size(), [size] { return size; }, kOneCheckMs),
+                      job.size());
             ExpectHeldToTheEnd(fixture);
         }
     }
@@ -342,11 +344,12 @@ TEST(PasswordGate, SendsOnlyTheRestOfARecordBeforeItsQuery)
 {
     const std::vector<uint8_t> job = JobOfLayout(true);
     const size_t end = job.size() - 4 - 5; // of the second record: before "j" and "X" "Z"
-    for (const auto& [cut, sentBefore] : {std::pair<size_t, size_t>{end - 476 - 1, end - 476}, // in the first one
-                                          {end - 476, end - 476},
-                                          {end - 100, end},
-                                          {end - 2 * 476 + 1, end - 476}, // after the marker that ends "C"
-                                          {end, end}}) {
+    for (const auto& [cut, sentBefore] :
+         {std::pair<size_t, size_t>{end - 476 - 1, end - 476}, // in the first one
+          {end - 476, end - 476},
+          {end - 100, end},
+          {end - 2 * 476 + 1, end - 476}, // after the marker that ends "C"
+          {end, end}}) {
         SCOPED_TRACE(cut);
         CGateFixture fixture;
         size_t sent = 0;

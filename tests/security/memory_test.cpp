@@ -91,7 +91,9 @@ TEST(ParameterFaults, WithoutMemoryARequestIsRefused)
          {L"Password/", L"DisablePassword/", L"EnablePassword/", L"SetAdminPassword/a/",
           L"SetUserPassword/a/", L"MoveTo/", L"StationStatus/", L"InitializeSettings/Cards"}) {
         const bool takesNewPassword = std::wcsstr(name, L"Password/a") != nullptr;
-        const std::wstring text = name + (name[0] == L'I' ? L"" : takesNewPassword ? L"12345678901" : longText);
+        const std::wstring text = name + (name[0] == L'I'    ? L""
+                                          : takesNewPassword ? L"12345678901"
+                                                             : longText);
         bool fired = true;
         bool isRefused = false;
         for (uint64_t failAt = 0; fired; ++failAt) {
