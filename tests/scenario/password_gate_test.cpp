@@ -5,10 +5,8 @@
 #include <deque>
 #include <string>
 
-#include "platform/faults.h"
 #include "platform/spooler_admin.h"
 #include "simulator/job_builder.h"
-#include "tests/support/allocation.h"
 #include "tests/support/policy_file.h"
 #include "tests/support/spooler_fixture.h"
 
@@ -370,29 +368,6 @@ TEST(PasswordGate, SendsOnlyTheRestOfARecordBeforeItsQuery)
     }
 }
 
-TEST(PasswordGate, WipesTheStoredPasswordAlsoWithoutMemory)
-{
-    bool fired = true;
-    for (uint64_t failAt = 0; fired; ++failAt) {
-        ASSERT_LT(failAt, 1000u) << "the sweep does not end";
-        SCOPED_TRACE("allocation " + std::to_string(failAt) + " fails");
-        CGateFixture fixture("protected=1,admin-password=open sesame 12,card-ms=1");
-        ASSERT_TRUE(fixture.StartDocument());
-        const size_t rest = fixture.job.size() - fixture.Offer(fixture.job.data(), fixture.job.size(), {}, 1);
-        fixture.StorePassword("open sesame 12");
-        const test::CSecretWatch watch("open sesame 12");
-        DWORD written = 0;
-        {
-            const CFaultPlan plan(FaultPoint::Allocation, failAt);
-            fixture.table->pfnWritePort(fixture.port, fixture.job.data() + fixture.job.size() - rest,
-                                        static_cast<DWORD>(rest), &written);
-            fired = plan.Fired();
-        }
-        EXPECT_EQ(0u, watch.UnwipedBlocks());
-        EXPECT_TRUE(fixture.EndDocument());
-    }
-}
-
 TEST(PasswordGate, PresentsAPasswordInsideAPacket)
 {
     CGateFixture fixture;
@@ -525,31 +500,6 @@ TEST(PasswordGate, AStateThatCannotBeReadKeepsWhatIsKnownOfTheValidation)
     fixture.Printer().ClearReply("NP");
     fixture.Printer().SetValidated(true);
     EXPECT_FALSE(fixture.IsReleased()) << "the validation was used by the first job";
-}
-
-TEST(PasswordGate, PresentsTheStoredPasswordWhateverQueriesPresentConcurrently)
-{
-    for (uint64_t seed = 1; seed <= 50; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        CVirtualClock clock(CVirtualClock::kBeforeWrap, seed);
-        sim::CPortMonitor ports;
-        test::CPortFixture fixture(clock, ports, CSpoolerFixture::kPrinter, kLocked);
-        ASSERT_TRUE(fixture.Open());
-        const std::vector<uint8_t> job = sim::BuildJob({}).bytes;
-        spooler::StoreValue(CSpoolerFixture::kPrinter, L"Password", REG_BINARY, "boss");
-        bool isDone = false;
-        CVirtualClock::CClockThread person([&] {
-            while (!isDone) {
-                fixture.Ask(L"Password/nobody"); // each ends the validation
-            }
-        });
-        EXPECT_TRUE(fixture.StartDocument());
-        fixture.Offer(job.data(), job.size(), {}, kSeveralChecksMs);
-        isDone = true;
-        person.Join();
-        EXPECT_EQ(1u, fixture.Printer().View().passwordsAccepted);
-        EXPECT_EQ("-", fixture.ValueOf(L"Password"));
-    }
 }
 
 TEST(PasswordRequests, ChangeWhatSecurityInfoReports)
