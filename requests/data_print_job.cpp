@@ -160,7 +160,7 @@ uint32_t CDataPrintJob::FilterData(const uint8_t* data, uint32_t length)
     }
     const uint32_t payloadLength = m_packet->m_payloadLength;
     const uint32_t available = std::min(payloadLength, length - forwarded);
-    const uint32_t scanned = available > 0 ? ScanCommands(data + forwarded, available) : 0;
+    const uint32_t scanned = ScanCommands(data + forwarded, available);
     m_unitRest += m_unitRest > 0 ? forwarded : 0;
     m_packet->m_payloadLength.store(payloadLength - scanned, std::memory_order_release);
     return forwarded + scanned;

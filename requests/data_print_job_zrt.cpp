@@ -42,6 +42,9 @@ BOOL CDataPrintJobZRT::Prepare(const wchar_t* requestText)
 
 uint32_t CDataPrintJobZRT::ScanCommands(const uint8_t* data, uint32_t length)
 {
+    if (length == 0) {
+        return 0;
+    }
     Piece piece{data, length, m_packetParser.m_payloadLength};
     const uint32_t recordRest = RecordRest(piece);
     uint32_t position = 0;
@@ -64,7 +67,7 @@ uint32_t CDataPrintJobZRT::RecordRest(const Piece& piece) const
         return kRecordBodySize;
     }
     const bool isFirst = m_scanState == ScanState::RecordMarkerDue && m_isFirstRecordDue;
-    return isFirst && piece.length > 0 && piece.data[0] == kRecordMarker ? kRecordSize : 0;
+    return isFirst && piece.data[0] == kRecordMarker ? kRecordSize : 0;
 }
 
 uint32_t CDataPrintJobZRT::ScanUnit(Piece& piece, uint32_t position)

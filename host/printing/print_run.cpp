@@ -98,7 +98,8 @@ void CPrintRun::Offer(CDocument& document, std::string& bytes)
     COfferPause pause;
     uint64_t offset = 0;
     while (offset < bytes.size() && m_stop == Stop::No) {
-        const auto size = static_cast<size_t>(std::min<uint64_t>(m_options.pieceBytes, bytes.size() - offset));
+        const auto size =
+            static_cast<size_t>(std::min<uint64_t>(m_options.pieceBytes, bytes.size() - offset));
         const DWORD written = document.Write({bytes.data() + offset, size});
         offset += written;
         m_takenBytes = offset;

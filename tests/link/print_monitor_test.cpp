@@ -6,6 +6,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/virtual_clock.h"
@@ -40,6 +41,51 @@ TEST(PrintMonitor, ThreadsThatNeedACodeConcurrentlyGetOneObject)
     }
     EXPECT_EQ(model.GetRequestByName(L"printerERROR/ignored"), seen.front()[PrinterError]);
     EXPECT_NE(nullptr, seen.front()[PrinterError]);
+}
+
+TEST(RequestNames, HaveTheirCodesInTheirOrder)
+{
+    const std::vector<std::pair<uint32_t, std::wstring>> expected = {{1, L"CancelPrint"},
+                                                                     {2, L"CardCount"},
+                                                                     {3, L"ConfigInfo"},
+                                                                     {4, L"DeviceError"},
+                                                                     {5, L"FilmInfo"},
+                                                                     {6, L"LaminateInfo_0"},
+                                                                     {7, L"LaminateInfo_1"},
+                                                                     {8, L"RibbonInfo"},
+                                                                     {20, L"CurrentSettings"},
+                                                                     {21, L"DefaultSettings"},
+                                                                     {22, L"InitializeSettings"},
+                                                                     {17, L"SecurityInfo"},
+                                                                     {18, L"EnableOemSupplies"},
+                                                                     {19, L"SerialNumber"},
+                                                                     {9, L"PassthroughOut"},
+                                                                     {10, L"Password"},
+                                                                     {12, L"EnablePassword"},
+                                                                     {13, L"SetAdminPassword"},
+                                                                     {14, L"SetUserPassword"},
+                                                                     {11, L"DisablePassword"},
+                                                                     {15, L"CurrentActivity"},
+                                                                     {16, L"PrinterError"},
+                                                                     {24, L"HopperSelect"},
+                                                                     {25, L"MoveTo"},
+                                                                     {26, L"StationStatus"},
+                                                                     {27, L"LCDInfo"},
+                                                                     {28, L"SimulateButtonPress"},
+                                                                     {29, L"ReadMagStrip"},
+                                                                     {30, L"ReadMagStripEx"},
+                                                                     {31, L"MagData"},
+                                                                     {33, L"UtilityCommand"},
+                                                                     {34, L"VersionInfo"},
+                                                                     {35, L"SensorStatus"},
+                                                                     {36, L"MoveToEx"}};
+    std::vector<std::pair<uint32_t, std::wstring>> names;
+    for (const RequestName& row : RequestNameTable) {
+        names.emplace_back(row.code, row.valueName);
+    }
+    EXPECT_EQ(expected, names);
+    EXPECT_EQ(23u, Status);
+    EXPECT_EQ(32u, PrintJob);
 }
 
 TEST(PrintMonitor, FollowsTheScannerBetweenCardsAndAtTheEnd)

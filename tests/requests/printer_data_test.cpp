@@ -18,8 +18,8 @@ using test::CUnitPort;
 class CFreeData : public CData {
 public:
     std::string command = "\x1B\0\2Nr"s;
-    uint32_t sendMethod = kSendToPort;
-    uint32_t receiveMethod = kReceiveFromPort;
+    uint32_t sendMethod = 1;
+    uint32_t receiveMethod = 1;
     std::vector<uint32_t> sentLengths;
     unsigned chunks = 0;
 
@@ -49,7 +49,7 @@ struct TransportTest : testing::Test {
 TEST_F(TransportTest, FailedSendsAreReportedWithoutADelay)
 {
     port.lower.allow = [](const char*) { return false; };
-    for (const uint32_t method : {uint32_t{CData::kSendToPort}, uint32_t{CData::kSendVendorControl}, 7u}) {
+    for (const uint32_t method : {1u, 2u, 7u}) {
         request.sendMethod = method;
         EXPECT_FALSE(transport.Send(port.record.get(), &request));
     }
@@ -83,7 +83,7 @@ TEST_F(TransportTest, AReplyIsNeverLongerThanWhatWasRequested)
     port.lower.readCount = 4000000000;
     EXPECT_FALSE(transport.Receive(port.record.get(), &request)) << "full chunks without an end";
     EXPECT_EQ(64u, request.chunks);
-    request.receiveMethod = CData::kReceiveVendorControl;
+    request.receiveMethod = 2;
     port.lower.control = [](DWORD, const std::string&) { return std::string(5000, 'v'); };
     EXPECT_FALSE(transport.Receive(port.record.get(), &request));
     EXPECT_EQ(std::string(2048, 'v'), request.GetText());
@@ -134,14 +134,14 @@ TEST_F(TransportTest, VendorCommandsFollowThreeZeroBytes)
         EXPECT_EQ("\0\0\0"s + request.command, input);
         return ""s;
     };
-    request.sendMethod = CData::kSendVendorControl;
+    request.sendMethod = 2;
     EXPECT_TRUE(transport.Send(port.record.get(), &request));
     EXPECT_EQ(1u, port.lower.CountCalls("GetPrinterDataFromPort"));
 }
 
 TEST_F(TransportTest, VendorRepliesAreTriedTenTimes)
 {
-    request.receiveMethod = CData::kReceiveVendorControl;
+    request.receiveMethod = 2;
     EXPECT_FALSE(transport.Receive(port.record.get(), &request));
     EXPECT_EQ(1000u, Elapsed());
     EXPECT_EQ(10u, port.lower.CountCalls("GetPrinterDataFromPort"));
@@ -158,7 +158,7 @@ TEST_F(TransportTest, VendorRepliesAreTriedTenTimes)
 
 TEST_F(TransportTest, DeviceIdIsReadToItsFirstNul)
 {
-    request.receiveMethod = CData::kReceiveDeviceId;
+    request.receiveMethod = 3;
     const std::pair<std::optional<std::string>, std::pair<bool, std::string>> cases[] = {
         {"SN:A1;\0junk"s, {true, "SN:A1;"}},
         {std::string(4000, 'i'), {true, std::string(2047, 'i')}},

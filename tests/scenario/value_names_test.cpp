@@ -22,8 +22,8 @@ constexpr DWORD kInvalid = ERROR_INVALID_PARAMETER;
 std::string Esc(const char* mnemonic) { return "\x1B\0\2"s + mnemonic; }
 
 /// The fixture with its port open and the writes of the lower port kept.
-struct NameBench : test::COpenPortFixture {
-    explicit NameBench(const std::string& options = "") : COpenPortFixture(options)
+struct CNameFixture : test::COpenPortFixture {
+    explicit CNameFixture(const std::string& options = "") : COpenPortFixture(options)
     {
         lower.limitWrite = [this](const uint8_t* data, DWORD size) {
             writes.emplace_back(data, data + size);
@@ -68,7 +68,8 @@ class ValueName : public testing::TestWithParam<NameCase> {};
 
 TEST_P(ValueName, SendsItsBytesTakesItsTimeAndAnswers)
 {
-    NameBench fixture("cards=250,serial=SN77,firmware=3.1,ribbon=42,track2=22,bay1-station=4,bay1-state=7");
+    CNameFixture fixture(
+        "cards=250,serial=SN77,firmware=3.1,ribbon=42,track2=22,bay1-station=4,bay1-state=7");
     fixture.StoreSettings(kWritten);
     const CSpoolerFixture::Answer answer = fixture.Ask(GetParam().text);
     EXPECT_EQ(!GetParam().answer.empty(), answer.ok);
@@ -139,7 +140,7 @@ TEST(ValueNames, RefusedOnesOpenNoChannel)
             texts.emplace_back(row.valueName);
         }
     }
-    NameBench fixture;
+    CNameFixture fixture;
     const uint64_t calls = fixture.lower.CallCount();
     for (const std::wstring& text : texts) {
         EXPECT_EQ(kInvalid, fixture.Ask(text).error) << testing::PrintToString(text);
@@ -150,7 +151,7 @@ TEST(ValueNames, RefusedOnesOpenNoChannel)
 
 TEST(ValueNames, SettingsReadAreWrittenBack)
 {
-    NameBench fixture;
+    CNameFixture fixture;
     const std::string defaults = fixture.Ask(L"DefaultSettings").text;
     ASSERT_NE(defaults, fixture.Ask(L"CurrentSettings").text);
     fixture.StoreSettings(defaults);
@@ -168,7 +169,7 @@ TEST(ValueNames, SettingsReadAreWrittenBack)
 
 TEST(ValueNames, AnAnswerNeedsRoomForItsNul)
 {
-    NameBench fixture("cards=250");
+    CNameFixture fixture("cards=250");
     wchar_t name[] = L"CardCount";
     for (const DWORD size : {0u, 3u, 4u}) {
         char text[8] = "same";
@@ -185,7 +186,7 @@ TEST(ValueNames, AnAnswerNeedsRoomForItsNul)
 
 TEST(ValueNames, TheLongUtilityCommandKeepsOthersAway)
 {
-    NameBench fixture;
+    CNameFixture fixture;
     CVirtualClock::CClockThread utility([&fixture] { fixture.Ask(L"UtilityCommand/9"); });
     Sleep(1);
     EXPECT_EQ(DWORD{ERROR_BUSY}, fixture.Ask(L"CardCount").error);
@@ -197,7 +198,7 @@ TEST(ValueNames, TheLongUtilityCommandKeepsOthersAway)
 
 TEST(ValueNames, CommandsChangeThePrinter)
 {
-    NameBench fixture;
+    CNameFixture fixture;
     fixture.Printer().SetBay(2, 0, 0);
     struct Move {
         const wchar_t* text;
@@ -286,7 +287,7 @@ TEST_P(BadReplies, FailTheQueryAndNothingElse)
 {
     for (const ReplyRow& row : kReplies) {
         SCOPED_TRACE(std::string(row.mnemonic) + " " + row.good);
-        NameBench fixture;
+        CNameFixture fixture;
         fixture.Printer().SetReply(row.mnemonic, GetParam().make(row.good));
         const uint64_t start = fixture.clock.Elapsed();
         const CSpoolerFixture::Answer answer = fixture.Ask(row.text);
@@ -317,7 +318,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, BadReplies, testing::ValuesIn(kBadReplies), test
 
 TEST(ValueNames, ADeviceIdWithoutASerialNumberFails)
 {
-    NameBench fixture;
+    CNameFixture fixture;
     for (const char* id : {"MFG:X;MDL:Y;", "sn:1;"}) {
         fixture.Printer().SetDeviceId(id);
         EXPECT_EQ(kInvalid, fixture.Ask(L"SerialNumber").error) << id;
