@@ -4,6 +4,10 @@ target_include_directories(zrt_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(zrt_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    target_compile_options(zrt_options INTERFACE -Wno-restrict) # false for a text plus a std::string in optimised builds
+endif()
+
 if(ZRTMON_SANITIZE)
     add_compile_options(-fsanitize=${ZRTMON_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${ZRTMON_SANITIZE})

@@ -48,6 +48,7 @@ void CFaultyPort::BeginJob(const sim::Job& job, bool isValid)
 void CFaultyPort::EndJob(bool hasEnded)
 {
     m_job = nullptr;
+    m_isCommandInside = false;
     m_disorders += m_isValid ? 0 : 1;
     m_isCancelled = false;
     m_isConfused = m_isConfused && !hasEnded;
@@ -149,6 +150,7 @@ void CFaultyPort::ExpectBoundary()
     }
     const bool isBoundary =
         m_below == m_job->bytes.size() || std::ranges::binary_search(m_job->packetStarts, m_below);
+    m_disorders += !isBoundary && !m_isCommandInside;
     m_isCommandInside = m_isCommandInside || !isBoundary;
     m_simulation.journal.Expect(isBoundary || m_isEnding, "a command was sent inside a packet,",
                                 "at " + std::to_string(m_below));

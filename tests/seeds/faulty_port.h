@@ -37,7 +37,7 @@ public:
     /// The printer need not reply now: the job was cancelled, which the job's thread does concurrently with
     /// any query, or the bytes are not a job. Until the end of the document no order of the bytes is
     /// guaranteed.
-    bool IsDisorderly() const { return m_isCancelled || (m_job && !m_isValid); }
+    bool IsDisorderly() const { return m_isCancelled || m_isCommandInside || (m_job && !m_isValid); }
     /// How often such a time began.
     uint64_t Disorders() const { return m_disorders; }
     /// The printer need not understand the rest of the document: it was cancelled, or the port took only a

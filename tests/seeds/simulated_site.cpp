@@ -289,13 +289,13 @@ void CSimulatedSite::CheckBytes(const Print& print)
     if (m_faultyPort.Below() >= print.reported) {
         return;
     }
+    if (print.isGivenUp && m_faultyPort.Below() + kHeldAtMost >= print.reported) {
+        m_simulation.journal.Note("piece dropped", m_number);
+        return;
+    }
     if (!print.isValid) {
         m_simulation.journal.Note("tail dropped", m_number);
         Expect(m_faultyPort.Below() >= kHeldAtMost, "a tail is dropped that could be held");
-        return;
-    }
-    if (print.isGivenUp && m_faultyPort.Below() + kHeldAtMost >= print.reported) {
-        m_simulation.journal.Note("piece dropped", m_number);
         return;
     }
     const uint64_t lastProgress = std::max(m_faultyPort.LastProgress(), print.endedAt);
