@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
+#include <string>
 
 #include "platform/print_system.h"
 #include "platform/spooler_setup.h"
@@ -35,6 +37,8 @@ struct CHostEnvironment {
     bool inputIsTyped = false;
     /// As terminal::ReadSecret.
     std::function<terminal::SecretEnd(CSecret& line, const std::function<bool()>& stop)> readSecret;
+    /// As terminal::ReadLine.
+    std::function<std::optional<std::string>(const std::function<bool()>& stop)> readLine;
     std::function<std::unique_ptr<IRunningThread>(std::function<void()> body)> startThread;
     /// The program's folder, where the search for the monitor's library begins.
     std::filesystem::path programFolder;

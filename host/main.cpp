@@ -33,6 +33,7 @@ int main(int argc, char** argv)
         .wasInterrupted = terminal::CInterruptKey::WasPressed,
         .inputIsTyped = terminal::IsInputTyped(),
         .readSecret = terminal::ReadSecret,
+        .readLine = terminal::ReadLine,
         .startThread = [](std::function<void()> body) -> std::unique_ptr<host::IRunningThread> {
             return std::make_unique<CSystemThread>(std::move(body));
         },

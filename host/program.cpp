@@ -54,7 +54,11 @@ std::string PortHelp()
         help += Padded(option.name + '=' + option.form, kFormColumns) + option.meaning;
         help += option.defaultValue.empty() ? "\n" : " (" + option.defaultValue + ")\n";
     }
-    return help + "  file:PATH      a file that captures the bytes a printer would receive\n";
+    return help +
+           "  file:PATH      a file that captures the bytes a printer would receive\n"
+           "  usb:           the only USB printer; usb:/dev/usb/lp0 or usb:serial=SN names one (Linux)\n"
+           "  tcp:HOST:PORT  a network printer; port 9100 unless given (Linux)\n"
+           "    serial=SN, drain-ms=N, half-close=0      options of these two, each after a comma\n";
 }
 
 /// Ends the help of every command, at every level.
@@ -71,8 +75,9 @@ CCommand Program()
     CCommand program{.name = kProgram,
                      .help = "Prints on ID-card printers and queries them, through the language monitor.",
                      .parts = {PrintCommand(), GetCommand(), StatusCommand(), SettingsCommand(),
-                               PasswordCommand(), NamesCommand(), MakeJobCommand(), DoctorCommand(),
-                               InstallCommand(), UninstallCommand(), SetupCommand()},
+                               PasswordCommand(), NamesCommand(), MakeJobCommand(), SimulateCommand(),
+                               DevicesCommand(), DoctorCommand(), InstallCommand(), UninstallCommand(),
+                               SetupCommand()},
                      .footer = PortHelp() + '\n' + StatusHelp()};
     SetFooters(program.parts);
     return program;

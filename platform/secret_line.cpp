@@ -11,6 +11,28 @@ SecretEnd Dropped(CSecret& line, SecretEnd end)
 
 } // namespace
 
+std::optional<std::string> ReadPlainLine(IInputBytes& input, const std::function<bool()>& stop)
+{
+    constexpr size_t kLongest = 4096;
+    std::string line;
+    while (!stop()) {
+        if (!input.Wait()) {
+            continue;
+        }
+        const std::optional<char> byte = input.Read();
+        if (!byte && line.empty()) {
+            return std::nullopt;
+        }
+        if (!byte || *byte == '\n') {
+            return line;
+        }
+        if (line.size() < kLongest) {
+            line += *byte;
+        }
+    }
+    return std::nullopt;
+}
+
 SecretEnd ReadSecretLine(IInputBytes& input, CSecret& line, const std::function<bool()>& stop)
 {
     line.Clear();

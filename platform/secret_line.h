@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 
 #include "platform/terminal.h"
 
@@ -18,6 +19,9 @@ public:
     /// The next byte, nothing at the end. Only after Wait has answered true.
     virtual std::optional<char> Read() = 0;
 };
+
+/// What ReadLine does with it.
+std::optional<std::string> ReadPlainLine(IInputBytes& input, const std::function<bool()>& stop);
 
 /// What ReadSecret does with it.
 SecretEnd ReadSecretLine(IInputBytes& input, CSecret& line, const std::function<bool()>& stop);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 namespace zrtmon::sim {
 
@@ -44,6 +45,12 @@ DWORD CCaptureFile::Open()
 
 DWORD CCaptureFile::Start()
 {
+    m_hasFailed = false;
+    m_takenBytes = 0;
+    {
+        CSectionHold hold(m_lock);
+        m_failure.reset();
+    }
     if (m_isEmptied) {
         return ERROR_SUCCESS;
     }
@@ -54,13 +61,44 @@ DWORD CCaptureFile::Start()
 
 DWORD CCaptureFile::End(bool)
 {
-    return m_file && std::fflush(m_file.get()) == 0 ? ERROR_SUCCESS : ERROR_WRITE_FAULT;
+    errno = 0;
+    if (!m_hasFailed && m_file && std::fflush(m_file.get()) != 0) {
+        NoteFailure(errno);
+    }
+    return ERROR_SUCCESS;
 }
 
 DWORD CCaptureFile::Write(const BYTE* data, DWORD size, DWORD* count)
 {
-    *count = m_file ? static_cast<DWORD>(std::fwrite(data, 1, size, m_file.get())) : 0;
-    return *count == size ? ERROR_SUCCESS : ERROR_WRITE_FAULT;
+    *count = 0;
+    if (!m_file || m_hasFailed) {
+        return ERROR_WRITE_FAULT;
+    }
+    errno = 0;
+    *count = static_cast<DWORD>(std::fwrite(data, 1, size, m_file.get()));
+    m_takenBytes += *count;
+    if (*count < size) {
+        NoteFailure(errno);
+        return ERROR_WRITE_FAULT;
+    }
+    return ERROR_SUCCESS;
+}
+
+void CCaptureFile::NoteFailure(int error)
+{
+    m_hasFailed = true;
+    CSectionHold hold(m_lock);
+    m_failure =
+        PortFailure{.systemError = error,
+                    .text = "writing to " + std::filesystem::path(m_path).string() + ": " +
+                            std::generic_category().message(error) + "; make room, or give another file",
+                    .bytesTaken = m_takenBytes};
+}
+
+std::optional<PortFailure> CCaptureFile::Failure()
+{
+    CSectionHold hold(m_lock);
+    return m_failure;
 }
 
 DWORD CCaptureFile::Read(BYTE*, DWORD, DWORD* count)

@@ -238,6 +238,10 @@ size_t CCardPrinter::TakeReply(uint8_t* buffer, size_t size)
     return access->m_replies.Take(buffer, size, access->m_nowMs);
 }
 
+bool CCardPrinter::HasReplies() { return !CAccess(*this)->m_replies.IsEmpty(); }
+
+void CCardPrinter::DropReplies() { CAccess(*this)->m_replies.Clear(); }
+
 void CCardPrinter::EndDocument() { CAccess(*this)->EndDocument(); }
 
 std::string CCardPrinter::DeviceId() const { return CAccess(*this)->m_deviceId; }

@@ -38,6 +38,10 @@ public:
     /// Copies at most size bytes of the oldest reply that is ready, and returns how many; 0 if none is.
     /// Never copies from two replies at once.
     size_t TakeReply(uint8_t* buffer, size_t size);
+    /// Whether replies are on their way, ready or not.
+    bool HasReplies();
+    /// Drops them: nobody reads them any more.
+    void DropReplies();
     /// The host has ended a document: raw data ends, and a packet that is not complete is a violation and
     /// is dropped.
     void EndDocument();

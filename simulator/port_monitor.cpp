@@ -105,17 +105,9 @@ MONITOR2 MakeTable()
     return table;
 }
 
-std::unique_ptr<IPortDevice> MakeDevice(const PortName& name)
-{
-    if (name.kind == PortName::Kind::File) {
-        return std::make_unique<CCaptureFile>(name.filePath);
-    }
-    return std::make_unique<CPrinterPortDevice>(name.options);
-}
-
 } // namespace
 
-CPortMonitor::CPortMonitor() = default;
+CPortMonitor::CPortMonitor(DeviceMaker makeDevice) : m_makeDevice(std::move(makeDevice)) {}
 
 CPortMonitor::~CPortMonitor() = default;
 
@@ -130,17 +122,35 @@ DWORD CPortMonitor::OpenPort(const std::wstring& portName, HANDLE* port)
     CSectionHold hold(m_lock);
     CSimPort* found = FindPort(portName);
     if (!found) {
-        std::string problem;
-        const std::optional<PortName> parsed = ParsePortName(portName, &problem);
-        if (!parsed) {
-            return HasKnownKind(portName) ? ERROR_INVALID_PARAMETER : ERROR_UNKNOWN_PORT;
+        DWORD error = ERROR_SUCCESS;
+        std::unique_ptr<IPortDevice> device = MakeDevice(portName, &error);
+        if (!device) {
+            return error;
         }
-        m_ports.push_back(std::make_unique<CSimPort>(portName, MakeDevice(*parsed)));
+        m_ports.push_back(std::make_unique<CSimPort>(portName, std::move(device)));
         found = m_ports.back().get();
     }
     const DWORD error = found->Open();
     *port = error == ERROR_SUCCESS ? found : nullptr;
     return error;
+}
+
+std::unique_ptr<IPortDevice> CPortMonitor::MakeDevice(const std::wstring& portName, DWORD* error) const
+{
+    if (!HasKnownKind(portName)) {
+        *error = ERROR_UNKNOWN_PORT;
+        return m_makeDevice ? m_makeDevice(portName) : nullptr;
+    }
+    std::string problem;
+    const std::optional<PortName> name = ParsePortName(portName, &problem);
+    if (!name) {
+        *error = ERROR_INVALID_PARAMETER;
+        return nullptr;
+    }
+    if (name->kind == PortName::Kind::File) {
+        return std::make_unique<CCaptureFile>(name->filePath);
+    }
+    return std::make_unique<CPrinterPortDevice>(name->options);
 }
 
 CCardPrinter* CPortMonitor::FindPrinter(const std::wstring& portName)
@@ -155,6 +165,13 @@ PortView CPortMonitor::View(const std::wstring& portName)
     CSectionHold hold(m_lock);
     CSimPort* port = FindPort(portName);
     return port ? port->View() : PortView();
+}
+
+IPortDevice* CPortMonitor::FindDevice(const std::wstring& portName)
+{
+    CSectionHold hold(m_lock);
+    CSimPort* port = FindPort(portName);
+    return port ? &port->Device() : nullptr;
 }
 
 /// The lock is held.

@@ -3,13 +3,16 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/sync.h"
 #include "platform/win32.h"
 #include "simulator/card_printer.h"
+#include "simulator/port_device.h"
 
 namespace zrtmon::sim {
 
@@ -44,7 +47,11 @@ struct PortView {
 /// counts as the world outside for `CFaultPlan`.
 class CPortMonitor {
 public:
-    CPortMonitor();
+    /// Makes the device of a port whose name is neither "sim:" nor "file:"; null for a name that it does not
+    /// know.
+    using DeviceMaker = std::function<std::unique_ptr<IPortDevice>(const std::wstring& portName)>;
+
+    explicit CPortMonitor(DeviceMaker makeDevice = nullptr);
     /// No call may be under way; handles become invalid.
     ~CPortMonitor();
     CPortMonitor(const CPortMonitor&) = delete;
@@ -61,6 +68,9 @@ public:
     CCardPrinter* FindPrinter(const std::wstring& portName);
     /// All zero for a port that was never opened.
     PortView View(const std::wstring& portName);
+    /// The device of a port that was opened once, lent as long as this object, for what may be called
+    /// concurrently; null for others.
+    IPortDevice* FindDevice(const std::wstring& portName);
 
     /// What the table's OpenPort does: 0 and the port's handle, valid until it is closed, or an error code
     /// and null. std::bad_alloc may leave it.
@@ -68,7 +78,9 @@ public:
 
 private:
     CSimPort* FindPort(const std::wstring& portName) const;
+    std::unique_ptr<IPortDevice> MakeDevice(const std::wstring& portName, DWORD* error) const;
 
+    DeviceMaker m_makeDevice;
     CCriticalSection m_lock;                        ///< guards m_ports, not the ports themselves
     std::vector<std::unique_ptr<CSimPort>> m_ports; ///< one per name ever opened; its address is its handle
 };

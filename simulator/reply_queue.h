@@ -19,6 +19,10 @@ public:
     void Add(std::string bytes, uint64_t nowMs);
     size_t Take(uint8_t* buffer, size_t size, uint64_t nowMs);
 
+    /// Whether none is on its way, ready or not.
+    bool IsEmpty() const { return m_replies.empty(); }
+    void Clear() { m_replies.clear(); }
+
 private:
     struct Reply {
         std::string bytes;

@@ -31,6 +31,8 @@ public:
     /// Null when the port is closed or its device no printer.
     CCardPrinter* Printer();
     PortView View();
+    /// For what may be called concurrently.
+    IPortDevice& Device() { return *m_device; }
 
 private:
     DWORD Misuse(const char* text, DWORD error);

@@ -18,6 +18,8 @@ CCommand PasswordCommand();
 CCommand NamesCommand();
 CCommand MakeJobCommand();
 CCommand DoctorCommand();
+CCommand DevicesCommand();
+CCommand SimulateCommand();
 CCommand InstallCommand();
 CCommand UninstallCommand();
 CCommand SetupCommand();

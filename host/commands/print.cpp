@@ -35,22 +35,12 @@ void CheckAskNames(const std::vector<std::string>& names)
     }
 }
 
-struct CJobFile {
-    std::filesystem::path path;
-    std::string bytes;
-};
-
-/// Reads all of them, so that nothing is printed if one is invalid.
-std::vector<CJobFile> ReadJobs(const std::vector<std::string>& files)
+/// Opens all of them, so that nothing is printed if one is invalid.
+std::vector<CJobSource> OpenJobs(const std::vector<std::string>& files)
 {
-    std::vector<CJobFile> jobs;
+    std::vector<CJobSource> jobs;
     for (const std::string& file : files) {
-        const std::filesystem::path path = PathFromUtf8(file);
-        jobs.push_back({path, ReadWholeFile(path)});
-        if (jobs.back().bytes.empty()) {
-            throw CHostError(ExitStatus::BadData,
-                             DisplayPath(path) + ": the file is empty, nothing to print");
-        }
+        jobs.emplace_back(PathFromUtf8(file));
     }
     return jobs;
 }
@@ -80,17 +70,17 @@ void StorePolicyPath(CSpoolerSession& session, const std::wstring& path)
 ExitStatus Print(const CPrintArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
     CheckAskNames(arguments.print.askNames);
-    std::vector<CJobFile> jobs = ReadJobs(arguments.files);
+    std::vector<CJobSource> jobs = OpenJobs(arguments.files);
     const std::wstring policy = PolicyPath(arguments.policy);
     CSpoolerSession session(arguments.session, environment);
     if (!policy.empty()) {
         StorePolicyPath(session, policy);
     }
-    for (CJobFile& job : jobs) {
-        console.Message("printing " + DisplayPath(job.path) + " (" + ByteCount(job.bytes.size()) + ") on " +
+    for (CJobSource& job : jobs) {
+        console.Message("printing " + DisplayPath(job.Path()) + " (" + ByteCount(job.TotalBytes()) + ") on " +
                         PrintableInput(arguments.session.port));
         CPrintRun run(session, arguments.print, environment, console);
-        const ExitStatus status = run.Run(job.bytes, DisplayPath(job.path.filename()));
+        const ExitStatus status = run.Run(job);
         if (status != ExitStatus::Done) {
             return status;
         }

@@ -9,7 +9,7 @@ std::vector<COption> WithSessionOptions(std::vector<COption> options, CSessionOp
     const COption shared[] = {
         {.name = "--port",
          .target = &session.port,
-         .help = "Port: sim:, sim:OPTIONS or file:PATH",
+         .help = "Port: sim:, sim:OPTIONS, file:PATH, usb: or tcp:HOST",
          .form = "PORT"},
         {.name = "--printer",
          .target = &session.printer,

@@ -30,6 +30,7 @@ CPublishedValues ReadStatus(CSpoolerSession& session)
     if (!document.End()) {
         throw CHostError(ExitStatus::NoDevice, "cannot end the document on this port");
     }
+    session.ThrowFailure();
     CPublishedValues status = session.PublishedValues();
     status.printerError = category.value;
     return status;

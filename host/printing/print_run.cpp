@@ -5,6 +5,7 @@
 #include "host/printer/status_words.h"
 #include "host/printing/query_poller.h"
 #include "host/session/query.h"
+#include "host/text/file.h"
 #include "host/text/text.h"
 
 namespace zrtmon::host {
@@ -56,16 +57,44 @@ CPrintRun::CPrintRun(CSpoolerSession& session, const CPrintOptions& options, CHo
 {
 }
 
-ExitStatus CPrintRun::Run(std::string& bytes, const std::string& documentName)
+ExitStatus CPrintRun::Run(CJobSource& source)
 {
-    m_totalBytes = bytes.size();
+    m_totalBytes = source.TotalBytes();
     CProgress progress(m_console, QueryDevice("CardCount").value);
-    const bool ended = Print(bytes, documentName, progress);
+    const bool ended = Print(source, progress);
     m_console.ClearProgress();
+    if (const std::optional<sim::PortFailure> failure = m_session.Failure()) {
+        ThrowFailure(*failure);
+    }
     const CQueriedNumber category = QueryDevice("PrinterError");
     ReportEnd(progress);
     ReportValues(category.value);
-    return Conclude(ended, category);
+    const ExitStatus status = Conclude(ended, category);
+    if (status == ExitStatus::Done) {
+        CheckCards(progress);
+    }
+    return status;
+}
+
+void CPrintRun::ThrowFailure(const sim::PortFailure& failure) const
+{
+    throw CHostError(FailureStatus(failure), Printable(failure.text) + " (at most " +
+                                                 std::to_string(std::min(failure.bytesTaken, m_totalBytes)) +
+                                                 " of " + std::to_string(m_totalBytes) +
+                                                 " bytes have reached it; the job is deleted)");
+}
+
+/// The kernel's USB driver never reports that a transfer failed after it was submitted.
+void CPrintRun::CheckCards(const CProgress& progress) const
+{
+    const std::optional<int> printed = progress.CardsPrinted(m_session.PublishedValues());
+    if (m_session.Kind() != PortKind::UsbPrinter || !printed || *printed == m_cards.Cards()) {
+        return;
+    }
+    throw CHostError(ExitStatus::PrinterError,
+                     "the job has " + CardCountText(m_cards.Cards()) + ", and the printer counted " +
+                         std::to_string(*printed) +
+                         ": check what was printed, and print what is missing again");
 }
 
 CQueriedNumber CPrintRun::QueryDevice(const std::string& name)
@@ -76,10 +105,10 @@ CQueriedNumber CPrintRun::QueryDevice(const std::string& name)
     return QueryNumber(m_session, name);
 }
 
-bool CPrintRun::Print(std::string& bytes, const std::string& documentName, CProgress& progress)
+bool CPrintRun::Print(CJobSource& source, CProgress& progress)
 {
     m_startTick = GetTickCount();
-    CDocument document(m_session, WideFromUtf8(documentName));
+    CDocument document(m_session, WideFromUtf8(DisplayPath(source.Path().filename())));
     CQueryPoller queryPoller(m_session, m_console, m_options.askNames, m_startTick);
     const auto watcher = m_environment.startThread([&] { Watch(document, progress); });
     std::unique_ptr<IRunningThread> asker;
@@ -88,22 +117,41 @@ bool CPrintRun::Print(std::string& bytes, const std::string& documentName, CProg
     if (!m_options.askNames.empty() && m_session.HasDevice()) {
         asker = m_environment.startThread([&] { queryPoller.Run(m_done.Get()); });
     }
-    Offer(document, bytes);
+    Offer(document, source);
     m_finishing = true;
     return document.End();
 }
 
-void CPrintRun::Offer(CDocument& document, std::string& bytes)
+/// The whole job, or up to where it is stopped.
+void CPrintRun::Offer(CDocument& document, CJobSource& source)
+{
+    try {
+        OfferAll(document, source);
+    } catch (const CHostError&) {
+        document.DeleteJob(); // half a job must not end like a whole one
+        throw;
+    }
+    if (m_stop == Stop::DeviceFailed) {
+        document.DeleteJob();
+    }
+}
+
+void CPrintRun::OfferAll(CDocument& document, CJobSource& source)
 {
     COfferPause pause;
-    uint64_t offset = 0;
-    while (offset < bytes.size() && m_stop == Stop::No) {
-        const auto size =
-            static_cast<size_t>(std::min<uint64_t>(m_options.pieceBytes, bytes.size() - offset));
-        const DWORD written = document.Write({bytes.data() + offset, size});
-        offset += written;
-        m_takenBytes = offset;
+    for (std::span<char> piece = source.Piece(m_options.pieceBytes); !piece.empty() && m_stop == Stop::No;
+         piece = source.Piece(m_options.pieceBytes)) {
+        const DWORD written = document.Write(piece);
+        if (m_session.Kind() == PortKind::UsbPrinter) {
+            m_cards.Add({piece.data(), written});
+        }
+        source.Take(written);
+        m_takenBytes += written;
         if (written == 0) {
+            // The monitor reports a failed device like a busy one, and would be offered the bytes for ever.
+            if (m_session.Failure()) {
+                m_stop = Stop::DeviceFailed;
+            }
             pause.Rest(m_session.MovedBytes());
         }
     }
@@ -155,6 +203,10 @@ void CPrintRun::DeleteJob(CDocument& document, Stop reason, const char* message)
         return;
     }
     m_console.Message(message, Tone::Warning);
+    // A cancel command that waited for its turn at a network printer would cancel another client's job.
+    if (m_session.Kind() == PortKind::NetworkPrinter && !m_session.HasReplied()) {
+        m_session.AbandonDocument();
+    }
     // The job first: the monitor checks its state as soon as the document ends.
     document.DeleteJob();
     m_stop = reason;
@@ -197,6 +249,7 @@ ExitStatus CPrintRun::Conclude(bool ended, const CQueriedNumber& category)
         return ExitStatus::PrinterError;
     case Stop::NoPassword:
         return ExitStatus::NoPermission;
+    case Stop::DeviceFailed: // was thrown
     case Stop::No:
         break;
     }

@@ -10,6 +10,8 @@
 #include "host/environment.h"
 #include "host/exit_status.h"
 #include "host/passwords/password_supply.h"
+#include "host/printing/card_counter.h"
+#include "host/printing/job_source.h"
 #include "host/printing/progress.h"
 #include "host/session/query.h"
 #include "host/session/spooler_session.h"
@@ -33,16 +35,19 @@ public:
     CPrintRun(CSpoolerSession& session, const CPrintOptions& options, CHostEnvironment& environment,
               CConsole& console);
 
-    /// Prints the bytes, which are not changed. Returns how the job ended. Throws CHostError if the document
-    /// does not start or its result is unknown or an error.
-    ExitStatus Run(std::string& bytes, const std::string& documentName);
+    /// Prints what the source has. Returns how the job ended. Throws CHostError if the document does not
+    /// start, the device fails, or the result is unknown or an error.
+    ExitStatus Run(CJobSource& source);
 
 private:
-    enum class Stop { No, Interrupted, GaveUp, NoPassword };
+    enum class Stop { No, Interrupted, GaveUp, NoPassword, DeviceFailed };
 
     CQueriedNumber QueryDevice(const std::string& name);
-    bool Print(std::string& bytes, const std::string& documentName, CProgress& progress);
-    void Offer(CDocument& document, std::string& bytes);
+    bool Print(CJobSource& source, CProgress& progress);
+    void Offer(CDocument& document, CJobSource& source);
+    void OfferAll(CDocument& document, CJobSource& source);
+    [[noreturn]] void ThrowFailure(const sim::PortFailure& failure) const;
+    void CheckCards(const CProgress& progress) const;
     void Watch(CDocument& document, CProgress& progress);
     CPrintView Poll(CDocument& document, CStallDetector& detector);
     void SupplyPassword(CDocument& document, CStallDetector& detector, const CPrintView& view,
@@ -64,6 +69,7 @@ private:
     std::atomic<uint64_t> m_takenBytes{0};
     std::atomic<bool> m_finishing{false};
     std::atomic<Stop> m_stop{Stop::No};
+    CCardCounter m_cards; ///< of a job for a USB printer
 };
 
 } // namespace zrtmon::host

@@ -27,6 +27,15 @@ CQueriedNumber QueryNumber(const CSpoolerSession& session, const std::string& re
 
 std::string QueryErrorText(const CSpoolerSession& session, DWORD error)
 {
+    // What the device itself reports says more than the last error that the monitor makes of it.
+    if (const std::optional<sim::PortFailure> failure = session.Failure()) {
+        return Printable(failure->text);
+    }
+    if (error == kNotServedError) {
+        return "the printer does not answer on this connection; it may be serving another client: nothing "
+               "was sent, "
+               "try again later";
+    }
     return session.HasDevice() ? QueryErrorWords(error) : "the port is a file: there is no printer to query";
 }
 
@@ -34,6 +43,7 @@ ExitStatus QueryStatus(DWORD error)
 {
     switch (error) {
     case ERROR_BUSY:
+    case kNotServedError:
         return ExitStatus::Busy;
     case ERROR_DEVICE_NOT_AVAILABLE:
     case ERROR_NOT_SUPPORTED:

@@ -11,6 +11,9 @@ namespace zrtmon::host {
 
 class CSpoolerSession;
 
+/// The error of an action that was not sent: the printer did not answer on its connection (ERROR_RETRY).
+inline constexpr DWORD kNotServedError = 1237;
+
 struct CQueryResult {
     bool answered;    ///< the text is the printer's answer; it is empty after most actions
     std::string text; ///< as the monitor returned it

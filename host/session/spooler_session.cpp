@@ -1,7 +1,11 @@
 #include "host/session/spooler_session.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <vector>
+
+#include "devices/device_name.h"
+#include "devices/device_ports.h"
 
 #include "host/exit_status.h"
 #include "host/printer/status_words.h"
@@ -18,14 +22,15 @@ namespace {
 
 ExitStatus PortStatus(DWORD error) { return error == ERROR_BUSY ? ExitStatus::Busy : ExitStatus::NoDevice; }
 
-sim::PortName CheckedPort(const std::string& port)
+PortKind DeviceKindOf(const std::wstring& port)
 {
-    std::string problem;
-    const std::optional<sim::PortName> name = sim::ParsePortName(WideFromUtf8(port), &problem);
+    std::string problem = devices::DeviceNameProblem(port);
+    const std::optional<devices::CDeviceName> name =
+        problem.empty() ? devices::ParseDeviceName(port, &problem) : std::nullopt;
     if (!name) {
         throw CHostError(ExitStatus::Usage, PrintableInput(problem));
     }
-    return *name;
+    return name->kind == devices::CDeviceName::Kind::Tcp ? PortKind::NetworkPrinter : PortKind::UsbPrinter;
 }
 
 std::wstring CheckedPrinterName(const std::string& name)
@@ -98,7 +103,21 @@ CQueryResult QueryWide(const MONITOR2& table, HANDLE port, std::wstring& request
 
 } // namespace
 
-bool IsPrinterPort(const std::string& port) { return CheckedPort(port).kind == sim::PortName::Kind::Printer; }
+PortKind PortKindOf(const std::string& port)
+{
+    const std::wstring wide = WideFromUtf8(port);
+    if (devices::IsDeviceName(wide)) {
+        return DeviceKindOf(wide);
+    }
+    std::string problem;
+    const std::optional<sim::PortName> name = sim::ParsePortName(wide, &problem);
+    if (!name) {
+        throw CHostError(ExitStatus::Usage, PrintableInput(problem));
+    }
+    return name->kind == sim::PortName::Kind::Printer ? PortKind::SimulatedPrinter : PortKind::File;
+}
+
+bool IsPrinterPort(const std::string& port) { return PortKindOf(port) != PortKind::File; }
 
 CSpoolerPrinter::CSpoolerPrinter(const std::wstring& name) : m_name(name), m_handle(CreateAndOpen(name))
 {
@@ -112,8 +131,8 @@ CSpoolerPrinter::CSpoolerPrinter(const std::wstring& name) : m_name(name), m_han
 CSpoolerPrinter::~CSpoolerPrinter() { spooler::RemovePrinter(m_name); }
 
 CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvironment& environment)
-    : m_hasDevice(IsPrinterPort(options.port)), m_library(PathFromUtf8(options.library), environment),
-      m_trace(MakeTrace(options.trace)),
+    : m_kind(PortKindOf(options.port)), m_library(PathFromUtf8(options.library), environment),
+      m_trace(MakeTrace(options.trace)), m_portMonitor(devices::MakeDevice),
       m_proxy(m_portMonitor.Handle(), *sim::CPortMonitor::Table(), m_trace.get()),
       m_printer(CheckedPrinterName(options.printer))
 {
@@ -126,6 +145,7 @@ CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvi
         throw CHostError(PortStatus(error), "port " + PrintableInput(options.port) + ": cannot be opened, " +
                                                 PortErrorWords(error));
     }
+    m_device = m_portMonitor.FindDevice(portName);
 }
 
 CSpoolerSession::~CSpoolerSession() { Table().pfnClosePort(m_port); }
@@ -133,7 +153,82 @@ CSpoolerSession::~CSpoolerSession() { Table().pfnClosePort(m_port); }
 CQueryResult CSpoolerSession::Query(const std::string& requestText) const
 {
     std::wstring wideText = WideFromUtf8(requestText);
-    return QueryWide(Table(), m_port, wideText, MayBeSilent(requestText));
+    return MayBeSilent(requestText) ? Act(wideText)
+                                    : WithDeviceError(QueryWide(Table(), m_port, wideText, false));
+}
+
+/// A channel of the monitor's, while which all queries use one connection to the device.
+class CSpoolerSession::CChannel {
+public:
+    explicit CChannel(const CSpoolerSession& session) : m_session(session)
+    {
+        DOC_INFO_2W info{};
+        info.dwMode = DI_CHANNEL;
+        m_isOpen =
+            session.Table().pfnStartDocPort(session.m_port, nullptr, 0, 2, reinterpret_cast<LPBYTE>(&info));
+    }
+    ~CChannel()
+    {
+        if (m_isOpen) {
+            m_session.Table().pfnEndDocPort(m_session.m_port);
+        }
+    }
+    CChannel(const CChannel&) = delete;
+    CChannel& operator=(const CChannel&) = delete;
+
+    bool IsOpen() const { return m_isOpen; }
+
+private:
+    const CSpoolerSession& m_session;
+    BOOL m_isOpen;
+};
+
+/// An action, which may leave no text.
+CQueryResult CSpoolerSession::Act(std::wstring& requestText) const
+{
+    if (m_kind != PortKind::NetworkPrinter) {
+        return WithDeviceError(QueryWide(Table(), m_port, requestText, true));
+    }
+    const CChannel channel(*this);
+    std::wstring question = L"PrinterError";
+    if (!channel.IsOpen() || !QueryWide(Table(), m_port, question, false).answered) {
+        return WithDeviceError({false, {}, kNotServedError});
+    }
+    return WithDeviceError(QueryWide(Table(), m_port, requestText, true));
+}
+
+/// A failed device is not a printer that did not reply, whatever last error the monitor made of it.
+CQueryResult CSpoolerSession::WithDeviceError(CQueryResult result) const
+{
+    const std::optional<sim::PortFailure> failure = result.answered ? std::nullopt : Failure();
+    if (failure) {
+        result.error = FailureStatus(*failure) == ExitStatus::Busy ? ERROR_BUSY : ERROR_DEVICE_NOT_AVAILABLE;
+    }
+    return result;
+}
+
+std::optional<sim::PortFailure> CSpoolerSession::Failure() const
+{
+    return m_device ? m_device->Failure() : std::nullopt;
+}
+
+void CSpoolerSession::ThrowFailure() const
+{
+    if (const std::optional<sim::PortFailure> failure = Failure()) {
+        throw CHostError(FailureStatus(*failure), Printable(failure->text));
+    }
+}
+
+void CSpoolerSession::AbandonDocument() const
+{
+    if (m_device) {
+        m_device->Abandon();
+    }
+}
+
+ExitStatus FailureStatus(const sim::PortFailure& failure)
+{
+    return failure.systemError == EBUSY ? ExitStatus::Busy : ExitStatus::NoDevice;
 }
 
 CQueryResult CSpoolerSession::SendPasswords(const std::string& name,
@@ -151,7 +246,7 @@ CQueryResult CSpoolerSession::SendPasswords(const std::string& name,
             requestText += static_cast<unsigned char>(byte);
         }
     }
-    const CQueryResult result = QueryWide(Table(), m_port, requestText, true);
+    const CQueryResult result = Act(requestText);
     Wipe(requestText);
     return result;
 }
@@ -206,6 +301,7 @@ CDocument::CDocument(CSpoolerSession& session, const std::wstring& name)
     if (!m_open) {
         const DWORD error = GetLastError();
         spooler::RemoveJob(printerName, m_jobId);
+        session.ThrowFailure();
         throw CHostError(PortStatus(error),
                          "cannot start the document on this port: " + PortErrorWords(error));
     }

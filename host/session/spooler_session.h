@@ -19,11 +19,17 @@
 namespace zrtmon::host {
 
 struct CSessionOptions {
-    std::string port = "sim:";            ///< as sim::CPortMonitor names its ports, UTF-8
+    std::string port = "sim:";            ///< as sim::CPortMonitor or devices/ names its ports, UTF-8
     std::string printer = "Card Printer"; ///< UTF-8
     std::string library;                  ///< path of the monitor's library; empty: it is searched for
     std::string trace;                    ///< path of the trace file; empty: none
 };
+
+/// What a port leads to.
+enum class PortKind { SimulatedPrinter, File, UsbPrinter, NetworkPrinter };
+
+/// The kind of a port by its name. Throws CHostError (Usage) if the name is invalid.
+PortKind PortKindOf(const std::string& port);
 
 /// Whether a port name is that of a printer, and not of a file. Throws CHostError (Usage) if it is invalid.
 bool IsPrinterPort(const std::string& port);
@@ -70,9 +76,23 @@ public:
     const std::wstring& PrinterName() const { return m_printer.Name(); }
     /// Whether a printer that can reply is connected to the port; a file captures the bytes and never
     /// replies.
-    bool HasDevice() const { return m_hasDevice; }
+    bool HasDevice() const { return m_kind != PortKind::File; }
+    PortKind Kind() const { return m_kind; }
+
+    /// What failed at the device in the document or channel that was started last.
+    std::optional<sim::PortFailure> Failure() const;
+    /// Throws CHostError if something failed: Busy for a device that another program has open, else NoDevice.
+    void ThrowFailure() const;
+    /// Whether the device has sent something since the document or channel was started.
+    bool HasReplied() const { return !m_device || m_device->HasReplied(); }
+    /// Sends nothing more in this document, and does not wait at its end.
+    void AbandonDocument() const;
 
     /// Queries the printer by a value name and its parameters, UTF-8.
+    ///
+    /// A network printer serves one connection at a time. An action that waited for its turn would be carried
+    /// out later, on another client's job; so it is sent only after the printer has answered a query on the
+    /// same connection, and fails with kNotServedError otherwise.
     CQueryResult Query(const std::string& requestText) const;
     /// Makes the printer perform an action whose parameters are passwords, 8-bit text each. Every copy made
     /// of them is wiped.
@@ -95,16 +115,24 @@ public:
 private:
     friend class CDocument;
 
-    const MONITOR2& Table() const { return m_library.Table(); }
+    class CChannel;
 
-    bool m_hasDevice;
+    const MONITOR2& Table() const { return m_library.Table(); }
+    CQueryResult Act(std::wstring& requestText) const;
+    CQueryResult WithDeviceError(CQueryResult result) const;
+
+    PortKind m_kind;
     CMonitorLibrary m_library;
     std::unique_ptr<CTrace> m_trace; ///< null if none is written
     sim::CPortMonitor m_portMonitor;
     CPortMonitorProxy m_proxy;
     CSpoolerPrinter m_printer;
     HANDLE m_port = nullptr;
+    sim::IPortDevice* m_device = nullptr; ///< of m_portMonitor; null if the monitor has not opened the port
 };
+
+/// The exit status after a device's failure.
+ExitStatus FailureStatus(const sim::PortFailure& failure);
 
 /// A job in the queue with its document open on the port.
 class CDocument {

@@ -86,6 +86,12 @@ SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop)
     return ReadSecretLine(input, line, stop);
 }
 
+std::optional<std::string> ReadLine(const std::function<bool()>& stop)
+{
+    CStandardInput input;
+    return ReadPlainLine(input, stop);
+}
+
 bool IsTerminal(Stream stream)
 {
     return isatty(Descriptor(stream)) && Environment("TERM").value_or("dumb") != "dumb";

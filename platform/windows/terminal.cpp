@@ -177,6 +177,12 @@ SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop)
     return ReadSecretLine(input, line, stop);
 }
 
+std::optional<std::string> ReadLine(const std::function<bool()>& stop)
+{
+    CStreamInput input(GetStdHandle(STD_INPUT_HANDLE));
+    return ReadPlainLine(input, stop);
+}
+
 bool IsTerminal(Stream stream)
 {
     HANDLE const handle = StandardHandle(stream);

@@ -179,14 +179,21 @@ TEST(CaptureFile, ThatCannotBeWrittenIsNotOpened)
     std::filesystem::remove_all(folder);
 }
 
-TEST(CaptureFile, ThatIsFullFailsTheDocument)
+TEST(CaptureFile, ThatIsFullFailsTheDocumentToItsEndAndFreesThePort)
 {
     CPortClient client(L"file:/dev/full");
-    if (client.port) { // where there is such a device
+    if (!client.port) { // there is no such device everywhere
+        return;
+    }
+    for (const size_t size : {size_t{1}, size_t{1} << 20}) { // one that a buffer holds, one that it does not
         EXPECT_EQ(0u, client.Start());
-        EXPECT_EQ(0u, client.Write("x"));
-        EXPECT_EQ(ERROR_WRITE_FAULT, client.End());
+        EXPECT_EQ(size == 1 ? 0u : ERROR_WRITE_FAULT, client.Write(std::string(size, 'x')));
+        EXPECT_EQ(size == 1 ? 0u : ERROR_WRITE_FAULT, client.Write("y"));
+        EXPECT_EQ(0u, client.End());
         EXPECT_FALSE(client.View().documentOpen);
+        ASSERT_TRUE(client.monitor.FindDevice(client.name)->Failure());
+        EXPECT_EQ("writing to /dev/full: No space left on device; make room, or give another file",
+                  client.monitor.FindDevice(client.name)->Failure()->text);
     }
 }
 

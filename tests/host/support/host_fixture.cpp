@@ -59,6 +59,7 @@ CCommandResult CHostFixture::Run(const std::string& commandLine)
         .inputIsTyped = typed,
         .readSecret = [this](CSecret& line,
                              const std::function<bool()>& stop) { return ReadSecret(line, stop); },
+        .readLine = [](const std::function<bool()>&) { return std::optional<std::string>(); },
         .startThread = [](std::function<void()> body) -> std::unique_ptr<host::IRunningThread> {
             return std::make_unique<CClockThread>(std::move(body));
         },
