@@ -29,7 +29,7 @@ const CardData& Card(size_t bytes, uint32_t payloadBytes = kUsualPayload)
 double SecondsToCarry(HANDLE port, std::span<const uint8_t> card, size_t pieceSize,
                       decltype(MONITOR2::pfnWritePort) writePort)
 {
-    const Stopwatch watch;
+    const CStopwatch watch;
     Carry(port, card, pieceSize, writePort);
     return watch.Seconds();
 }
@@ -53,7 +53,7 @@ void CarryBothWays(benchmark::State& state, const CardData& card, size_t pieceSi
     const auto writeLibrary = Library().pfnWritePort;
     const auto writeBelow = CopyingMonitor().pfnWritePort;
     CopyingPort alone;
-    MonitoredPort port(L"bench:");
+    CMonitoredPort port(L"bench:");
     port.lower.jobBegin = card.bytes.data();
     port.lower.jobEnd = card.bytes.data() + card.bytes.size();
     port.StartDocument();

@@ -87,9 +87,9 @@ const Run& Fastest(const Rounds& rounds)
 }
 
 /// Prints the fastest round of each benchmark, and keeps all rounds under its plain name.
-class KeepingReporter final : public benchmark::ConsoleReporter {
+class CKeepingReporter final : public benchmark::ConsoleReporter {
 public:
-    KeepingReporter() : ConsoleReporter(OO_Tabular) {}
+    CKeepingReporter() : ConsoleReporter(OO_Tabular) {}
 
     void ReportRuns(const std::vector<Run>& reports) override
     {
@@ -199,7 +199,7 @@ int main(int argumentCount, char** arguments)
     if (benchmark::ReportUnrecognizedArguments(argumentCount, arguments)) {
         return 64;
     }
-    KeepingReporter reporter;
+    CKeepingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     return PrintGoals(reporter.runs) ? 0 : 1;

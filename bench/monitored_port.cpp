@@ -34,7 +34,7 @@ const MONITOR2& Library()
     return table;
 }
 
-MonitoredPort::MonitoredPort(std::wstring portName) : m_name(std::move(portName))
+CMonitoredPort::CMonitoredPort(std::wstring portName) : m_name(std::move(portName))
 {
     MONITOR2 below = CopyingMonitor();
     if (!Library().pfnOpenPortEx(nullptr, &lower, m_name.data(), printerName, &m_port, &below)) {
@@ -42,17 +42,17 @@ MonitoredPort::MonitoredPort(std::wstring portName) : m_name(std::move(portName)
     }
 }
 
-MonitoredPort::~MonitoredPort() { Library().pfnClosePort(m_port); }
+CMonitoredPort::~CMonitoredPort() { Library().pfnClosePort(m_port); }
 
-void MonitoredPort::StartDocument()
+void CMonitoredPort::StartDocument()
 {
     DOC_INFO_1W info{};
     Library().pfnStartDocPort(m_port, printerName, 1, 1, reinterpret_cast<LPBYTE>(&info));
 }
 
-void MonitoredPort::EndDocument() { Library().pfnEndDocPort(m_port); }
+void CMonitoredPort::EndDocument() { Library().pfnEndDocPort(m_port); }
 
-DWORD MonitoredPort::Ask(const wchar_t* valueName) const
+DWORD CMonitoredPort::Ask(const wchar_t* valueName) const
 {
     std::array<char, kLongestAnswer> answer{};
     DWORD returned = 0;

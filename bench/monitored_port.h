@@ -15,12 +15,12 @@ const MONITOR2& Library();
 
 /// Opened by the constructor, closed by the destructor. Throws std::runtime_error if the port does not
 /// open.
-class MonitoredPort {
+class CMonitoredPort {
 public:
-    explicit MonitoredPort(std::wstring portName);
-    ~MonitoredPort();
-    MonitoredPort(const MonitoredPort&) = delete;
-    MonitoredPort& operator=(const MonitoredPort&) = delete;
+    explicit CMonitoredPort(std::wstring portName);
+    ~CMonitoredPort();
+    CMonitoredPort(const CMonitoredPort&) = delete;
+    CMonitoredPort& operator=(const CMonitoredPort&) = delete;
 
     void StartDocument();
     void EndDocument();

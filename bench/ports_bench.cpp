@@ -16,13 +16,13 @@ namespace {
 
 constexpr size_t kPiece = 4096;
 
-using Ports = std::vector<std::unique_ptr<MonitoredPort>>;
+using Ports = std::vector<std::unique_ptr<CMonitoredPort>>;
 
 Ports OpenPorts(int64_t count)
 {
     Ports ports;
     for (int64_t number = 0; number < count; ++number) {
-        ports.push_back(std::make_unique<MonitoredPort>(L"bench" + std::to_wstring(number) + L':'));
+        ports.push_back(std::make_unique<CMonitoredPort>(L"bench" + std::to_wstring(number) + L':'));
     }
     return ports;
 }
@@ -59,7 +59,7 @@ void WriteToOne(benchmark::State& state)
     const Ports ports = OpenPorts(state.range(0));
     const CardData card = LongCard(200 << 10, kPiece);
     const std::span<const uint8_t> records = card.Records();
-    MonitoredPort& port = *ports[ports.size() / 2];
+    CMonitoredPort& port = *ports[ports.size() / 2];
     port.StartDocument();
     Carry(port.Handle(), card.bytes, kPiece, Library().pfnWritePort);
     while (state.KeepRunning()) {

@@ -24,9 +24,9 @@ constexpr uint32_t kPieceBytes = 4096;
 /// The columns that matter: CPU, which is this thread's, and wall time beyond the delay.
 void OneAfterAnother(benchmark::State& state)
 {
-    const MonitoredPort port(L"bench:");
+    const CMonitoredPort port(L"bench:");
     while (state.KeepRunning()) {
-        const Stopwatch watch;
+        const CStopwatch watch;
         if (port.Ask(kValueName) == 0) {
             state.SkipWithError("no answer");
             return;
@@ -46,10 +46,10 @@ void DelayAlone(benchmark::State& state)
 /// All at once; the time is each one's share beyond its delay.
 void SixteenAtOnce(benchmark::State& state)
 {
-    const MonitoredPort port(L"bench:");
+    const CMonitoredPort port(L"bench:");
     while (state.KeepRunning()) {
         std::atomic<int> answered = 0;
-        const Stopwatch watch;
+        const CStopwatch watch;
         {
             std::vector<std::jthread> askers;
             askers.reserve(kAskers);
@@ -66,27 +66,27 @@ void SixteenAtOnce(benchmark::State& state)
 }
 
 /// A port with a job inside one card, where no query is let through.
-class PortInsideCard {
+class CPortInsideCard {
 public:
-    explicit PortInsideCard(const wchar_t* name, const CardData& card)
+    explicit CPortInsideCard(const wchar_t* name, const CardData& card)
         : m_records(card.Records()), m_port(name)
     {
         m_port.StartDocument();
         Carry(m_port.Handle(), card.bytes, kPieceBytes, Library().pfnWritePort);
     }
-    ~PortInsideCard() { m_port.EndDocument(); }
+    ~CPortInsideCard() { m_port.EndDocument(); }
 
     double SecondsToCarryRecords()
     {
-        const Stopwatch watch;
+        const CStopwatch watch;
         Carry(m_port.Handle(), m_records, kPieceBytes, Library().pfnWritePort);
         return watch.Seconds();
     }
-    const MonitoredPort& Port() const { return m_port; }
+    const CMonitoredPort& Port() const { return m_port; }
 
 private:
     std::span<const uint8_t> m_records;
-    MonitoredPort m_port;
+    CMonitoredPort m_port;
 };
 
 /// What the locks alone cost a job while threads query all the time: job data goes alternately to the queried
@@ -94,8 +94,8 @@ private:
 void CarryBesideQueries(benchmark::State& state)
 {
     const CardData card = LongCard(kCardBytes, kPieceBytes);
-    PortInsideCard asked(L"asked:", card);
-    PortInsideCard quiet(L"quiet:", card);
+    CPortInsideCard asked(L"asked:", card);
+    CPortInsideCard quiet(L"quiet:", card);
     std::atomic<bool> isOver = false;
     std::vector<std::jthread> askers;
     askers.reserve(kAskers);
@@ -109,7 +109,7 @@ void CarryBesideQueries(benchmark::State& state)
     double askedSeconds = 0;
     double quietSeconds = 0;
     while (state.KeepRunning()) {
-        const Stopwatch watch;
+        const CStopwatch watch;
         while (watch.Seconds() < kJobSeconds) {
             askedSeconds += asked.SecondsToCarryRecords();
             quietSeconds += quiet.SecondsToCarryRecords();

@@ -5,7 +5,7 @@
 namespace zrtmon::bench {
 
 /// Wall time since construction.
-class Stopwatch {
+class CStopwatch {
 public:
     double Seconds() const
     {

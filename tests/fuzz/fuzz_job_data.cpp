@@ -18,9 +18,9 @@ constexpr unsigned kOffersAtMost = 64; // of one piece, before it counts as stuc
 using Bytes = std::vector<uint8_t>;
 
 /// The device link's handling of one document, with a spooler that moves its buffers about.
-class Document {
+class CDocument {
 public:
-    Document(std::string_view job, uint32_t seed) : m_rest(job), m_random(seed)
+    CDocument(std::string_view job, uint32_t seed) : m_rest(job), m_random(seed)
     {
         m_request.Prepare(nullptr);
     }
@@ -90,7 +90,7 @@ private:
 
 void Check(std::string_view job, uint32_t seed)
 {
-    Document document(job, seed);
+    CDocument document(job, seed);
     const Bytes sent = document.Print();
     Demand(sent.size() <= job.size() &&
                std::equal(sent.begin(), sent.end(), job.begin(),
