@@ -5,7 +5,8 @@ target_compile_options(zrt_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    target_compile_options(zrt_options INTERFACE -Wno-restrict) # false for a text plus a std::string in optimised builds
+    # False for a text plus a std::string at -O3. In this configuration alone: clang-tidy reads those of dev.
+    target_compile_options(zrt_options INTERFACE $<$<CONFIG:Release>:-Wno-restrict>)
 endif()
 
 if(ZRTMON_SANITIZE)

@@ -6,7 +6,7 @@ namespace zrtmon::sim {
 
 namespace {
 
-constexpr size_t kBufferBytes = 64 * 1024;
+constexpr size_t kBufferBytes = size_t{64} * 1024;
 constexpr size_t kReplyBytes = 2048;
 constexpr uint64_t kThousand = 1000;
 constexpr int32_t kPrintingState = 11;
@@ -157,7 +157,7 @@ void CPrinterServer::Report()
     // A violation may be taken back: what looked like stray zero bytes was the lead of a cancel command.
     m_toldViolations = std::min<uint64_t>(m_toldViolations, view.violationCount);
     for (; m_toldViolations < view.violations.size(); ++m_toldViolations) {
-        m_events.OnViolation(view.violations[m_toldViolations]);
+        m_events.OnViolation(view.violations[static_cast<size_t>(m_toldViolations)]);
     }
 }
 
