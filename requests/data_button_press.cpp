@@ -16,13 +16,14 @@ constexpr uint8_t kButtons[] = {'1', kNoButton, '2', kNoButton, kNoButton}; // b
 
 const uint8_t* CDataButtonPress::GetCommand(uint32_t* length)
 {
+    const uint8_t* command = CommandBytes(m_command, length);
     const int number = WholeNumber();
     const bool isListed = number >= 0 && number < static_cast<int>(std::size(kButtons));
     if (!isListed || kButtons[number] == kNoButton) {
-        return CommandBytes({}, length);
+        return nullptr;
     }
     *std::copy(kPress.begin(), kPress.end(), m_command.begin()) = kButtons[number];
-    return CommandBytes(m_command, length);
+    return command;
 }
 
 } // namespace zrtmon

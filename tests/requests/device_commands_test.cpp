@@ -56,6 +56,14 @@ TEST(DeviceCommand, SendsItsBytes)
     }
 }
 
+TEST(DeviceCommand, APressOfNoButtonHasItsLengthButNoBytes)
+{
+    CPrintMonitorZRT model;
+    uint32_t length = 0;
+    EXPECT_EQ(nullptr, model.GetRequestByName(L"SimulateButtonPress/1")->GetCommand(&length));
+    EXPECT_EQ(5u, length);
+}
+
 TEST(UtilityCommand, GivesItsParametersAsNumbers)
 {
     const auto parameter = [](const wchar_t* text, uint32_t index) {
