@@ -210,25 +210,6 @@ TEST_F(CMonitorTest, TheLastErrorSurvivesTheEndOfTheChannel)
     EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, Query(L"MoveTo/x").error);
 }
 
-TEST_F(CMonitorTest, AnAnswerThatDoesNotFitIsNotWritten)
-{
-    const struct {
-        DWORD size;
-        const char* text;
-    } rows[] = {{0, "untouched"}, {3, "untouched"}, {4, "abc"}, {9, "abc"}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.size);
-        char output[] = "untouched";
-        for (char* buffer : {output, static_cast<char*>(nullptr)}) {
-            DWORD returned = 4711;
-            EXPECT_TRUE(monitor->GetPrinterData(port.record.get(), L"MoveTo/abc", nullptr, 0, buffer,
-                                                row.size, &returned));
-            EXPECT_EQ(4u, returned);
-        }
-        EXPECT_STREQ(row.text, output);
-    }
-}
-
 TEST_F(CMonitorTest, AShorterOfferOfABufferThatWasSentIsTheMostThatIsReported)
 {
     StartDocument();

@@ -6,7 +6,6 @@
 #include <list>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/virtual_clock.h"
@@ -43,47 +42,29 @@ TEST(PrintMonitor, ThreadsThatNeedACodeConcurrentlyGetOneObject)
     EXPECT_NE(nullptr, seen.front()[PrinterError]);
 }
 
+/// The value names with their codes, in the order of the table.
+constexpr const char* kNames = "1 CancelPrint 2 CardCount 3 ConfigInfo 4 DeviceError 5 FilmInfo 6 "
+                               "LaminateInfo_0 7 LaminateInfo_1 8 RibbonInfo "
+                               "20 CurrentSettings 21 DefaultSettings 22 InitializeSettings 17 SecurityInfo "
+                               "18 EnableOemSupplies 19 SerialNumber "
+                               "9 PassthroughOut 10 Password 12 EnablePassword 13 SetAdminPassword 14 "
+                               "SetUserPassword 11 DisablePassword "
+                               "15 CurrentActivity 16 PrinterError 24 HopperSelect 25 MoveTo 26 "
+                               "StationStatus 27 LCDInfo 28 SimulateButtonPress "
+                               "29 ReadMagStrip 30 ReadMagStripEx 31 MagData 33 UtilityCommand 34 "
+                               "VersionInfo 35 SensorStatus 36 MoveToEx ";
+
 TEST(RequestNames, HaveTheirCodesInTheirOrder)
 {
-    const std::vector<std::pair<uint32_t, std::wstring>> expected = {{1, L"CancelPrint"},
-                                                                     {2, L"CardCount"},
-                                                                     {3, L"ConfigInfo"},
-                                                                     {4, L"DeviceError"},
-                                                                     {5, L"FilmInfo"},
-                                                                     {6, L"LaminateInfo_0"},
-                                                                     {7, L"LaminateInfo_1"},
-                                                                     {8, L"RibbonInfo"},
-                                                                     {20, L"CurrentSettings"},
-                                                                     {21, L"DefaultSettings"},
-                                                                     {22, L"InitializeSettings"},
-                                                                     {17, L"SecurityInfo"},
-                                                                     {18, L"EnableOemSupplies"},
-                                                                     {19, L"SerialNumber"},
-                                                                     {9, L"PassthroughOut"},
-                                                                     {10, L"Password"},
-                                                                     {12, L"EnablePassword"},
-                                                                     {13, L"SetAdminPassword"},
-                                                                     {14, L"SetUserPassword"},
-                                                                     {11, L"DisablePassword"},
-                                                                     {15, L"CurrentActivity"},
-                                                                     {16, L"PrinterError"},
-                                                                     {24, L"HopperSelect"},
-                                                                     {25, L"MoveTo"},
-                                                                     {26, L"StationStatus"},
-                                                                     {27, L"LCDInfo"},
-                                                                     {28, L"SimulateButtonPress"},
-                                                                     {29, L"ReadMagStrip"},
-                                                                     {30, L"ReadMagStripEx"},
-                                                                     {31, L"MagData"},
-                                                                     {33, L"UtilityCommand"},
-                                                                     {34, L"VersionInfo"},
-                                                                     {35, L"SensorStatus"},
-                                                                     {36, L"MoveToEx"}};
-    std::vector<std::pair<uint32_t, std::wstring>> names;
+    std::string names;
     for (const RequestName& row : RequestNameTable) {
-        names.emplace_back(row.code, row.valueName);
+        names += std::to_string(row.code) + ' ';
+        for (const wchar_t* letter = row.valueName; *letter; ++letter) {
+            names += static_cast<char>(*letter);
+        }
+        names += ' ';
     }
-    EXPECT_EQ(expected, names);
+    EXPECT_EQ(kNames, names);
     EXPECT_EQ(23u, Status);
     EXPECT_EQ(32u, PrintJob);
 }

@@ -16,69 +16,53 @@
 #include "monitor/port_record.h"
 #include "platform/spooler_admin.h"
 #include "platform/virtual_clock.h"
+#include "tests/support/lower_port.h"
 
 namespace zrtmon {
 namespace {
 
-using Control = std::tuple<HANDLE, DWORD, LPWSTR, LPWSTR, DWORD, LPWSTR, DWORD, LPDWORD>;
-using Bidi = std::tuple<HANDLE, DWORD, LPCWSTR, BIDI_REQUEST_CONTAINER*, BIDI_RESPONSE_CONTAINER**>;
-using Start = std::tuple<HANDLE, LPWSTR, DWORD, DWORD, LPBYTE>;
-using Read = std::tuple<HANDLE, LPBYTE, DWORD, LPDWORD>;
-using Open = std::tuple<HANDLE, std::wstring>;
+using Control = std::tuple<DWORD, LPWSTR, LPWSTR, DWORD, LPWSTR, DWORD, LPDWORD>;
+using Bidi = std::tuple<DWORD, LPCWSTR, BIDI_REQUEST_CONTAINER*, BIDI_RESPONSE_CONTAINER**>;
+using Start = std::tuple<LPWSTR, DWORD, DWORD, LPBYTE>;
+using Read = std::tuple<LPBYTE, DWORD, LPDWORD>;
 
-struct CLastCalls {
-    Open open;
+/// Records the arguments of the last call of each kind. All calls succeed.
+class CRecordingPort final : public test::CScriptedPort {
+public:
+    std::wstring name;
     Control control;
     Bidi bidi;
     Start start;
     Read read;
+
+    BOOL OpenPort(LPWSTR portName, PHANDLE port) override
+    {
+        name = portName;
+        return CScriptedPort::OpenPort(portName, port);
+    }
+    BOOL StartDocPort(LPWSTR printer, DWORD job, DWORD level, LPBYTE info) override
+    {
+        start = {printer, job, level, info};
+        return TRUE;
+    }
+    BOOL ReadPort(LPBYTE buffer, DWORD size, LPDWORD count) override
+    {
+        read = {buffer, size, count};
+        return TRUE;
+    }
+    BOOL GetPrinterData(DWORD code, LPWSTR valueName, LPWSTR input, DWORD inputSize, LPWSTR output,
+                        DWORD outputSize, LPDWORD returned) override
+    {
+        control = {code, valueName, input, inputSize, output, outputSize, returned};
+        return TRUE;
+    }
+    DWORD SendRecvBidi(DWORD access, LPCWSTR action, BIDI_REQUEST_CONTAINER* request,
+                       BIDI_RESPONSE_CONTAINER** response) override
+    {
+        bidi = {access, action, request, response};
+        return ERROR_SUCCESS;
+    }
 };
-CLastCalls lastCalls;
-
-wchar_t lowerPort[] = L"the lower port";
-
-/// A lower monitor that records the arguments of its calls. All of them succeed.
-MONITOR2* RecordingMonitor()
-{
-    static MONITOR2 table = [] {
-        MONITOR2 entries{};
-        entries.cbSize = sizeof entries;
-        entries.pfnOpenPort = [](HANDLE monitor, LPWSTR name, PHANDLE port) WINAPI -> BOOL {
-            lastCalls.open = {monitor, name};
-            *port = lowerPort;
-            return TRUE;
-        };
-        entries.pfnClosePort = [](HANDLE) WINAPI -> BOOL { return TRUE; };
-        entries.pfnStartDocPort = [](HANDLE port, LPWSTR printer, DWORD job, DWORD level, LPBYTE info)
-                                      WINAPI -> BOOL {
-            lastCalls.start = {port, printer, job, level, info};
-            return TRUE;
-        };
-        entries.pfnWritePort = [](HANDLE, LPBYTE, DWORD size, LPDWORD written) WINAPI -> BOOL {
-            *written = size;
-            return TRUE;
-        };
-        entries.pfnReadPort = [](HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read) WINAPI -> BOOL {
-            lastCalls.read = {port, buffer, size, read};
-            return TRUE;
-        };
-        entries.pfnEndDocPort = [](HANDLE) WINAPI -> BOOL { return TRUE; };
-        entries.pfnGetPrinterDataFromPort = [](HANDLE port, DWORD code, LPWSTR name, LPWSTR input,
-                                               DWORD inputSize, LPWSTR output, DWORD outputSize,
-                                               LPDWORD returned) WINAPI -> BOOL {
-            lastCalls.control = {port, code, name, input, inputSize, output, outputSize, returned};
-            return TRUE;
-        };
-        entries.pfnSendRecvBidiDataFromPort = [](HANDLE port, DWORD access, LPCWSTR action,
-                                                 BIDI_REQUEST_CONTAINER* request,
-                                                 BIDI_RESPONSE_CONTAINER** response) WINAPI -> DWORD {
-            lastCalls.bidi = {port, access, action, request, response};
-            return ERROR_SUCCESS;
-        };
-        return entries;
-    }();
-    return &table;
-}
 
 wchar_t printerName[] = L"Cards";
 
@@ -87,27 +71,27 @@ TEST(PassThrough, EveryArgumentReachesTheLowerMonitor)
     CVirtualClock clock;
     spooler::CreatePrinter(printerName);
     DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
-    int monitor = 0;
+    CRecordingPort lower;
     wchar_t portName[] = L"Port 7:";
     HANDLE port = nullptr;
-    ASSERT_TRUE(OpenPortEx(nullptr, &monitor, portName, printerName, &port, RecordingMonitor()));
-    EXPECT_EQ(Open(&monitor, portName), lastCalls.open);
+    ASSERT_TRUE(OpenPortEx(nullptr, lower.Handle(), portName, printerName, &port, CRecordingPort::Table()));
+    EXPECT_EQ(portName, lower.name);
 
     wchar_t valueName[] = L"CardCount";
     wchar_t buffers[2][8] = {};
     DWORD count = 0;
     for (const auto& [code, name] : {std::pair<DWORD, LPWSTR>{77, valueName}, {77, nullptr}, {0, nullptr}}) {
         EXPECT_TRUE(GetPrinterDataFromPort(port, code, name, buffers[0], 11, buffers[1], 12, &count));
-        EXPECT_EQ(Control(lowerPort, code, name, buffers[0], 11, buffers[1], 12, &count), lastCalls.control);
+        EXPECT_EQ(Control(code, name, buffers[0], 11, buffers[1], 12, &count), lower.control);
     }
     wchar_t action[] = L"Get";
     auto* request = reinterpret_cast<BIDI_REQUEST_CONTAINER*>(buffers[0]);
     auto* response = reinterpret_cast<BIDI_RESPONSE_CONTAINER*>(buffers[1]);
     EXPECT_EQ(DWORD{ERROR_SUCCESS}, SendRecvBidiDataFromPort(port, 3, action, request, &response));
-    EXPECT_EQ(Bidi(lowerPort, 3, action, request, &response), lastCalls.bidi);
+    EXPECT_EQ(Bidi(3, action, request, &response), lower.bidi);
     BYTE bytes[4] = {};
     EXPECT_TRUE(ReadPort(port, bytes, 4, &count));
-    EXPECT_EQ(Read(lowerPort, bytes, 4, &count), lastCalls.read);
+    EXPECT_EQ(Read(bytes, 4, &count), lower.read);
 
     DOC_INFO_1W document{};
     DOC_INFO_2W channel{};
@@ -115,7 +99,7 @@ TEST(PassThrough, EveryArgumentReachesTheLowerMonitor)
     for (const auto& [level, info] : {std::pair<DWORD, void*>{1, &document}, {2, &channel}}) {
         auto* docInfo = static_cast<LPBYTE>(info);
         EXPECT_TRUE(StartDocPort(port, printerName, 4242, level, docInfo));
-        EXPECT_EQ(Start(lowerPort, printerName, 4242, level, docInfo), lastCalls.start);
+        EXPECT_EQ(Start(printerName, 4242, level, docInfo), lower.start);
         EXPECT_TRUE(EndDocPort(port));
     }
     count = 4711;
@@ -133,16 +117,17 @@ TEST(PortList, ThreadsOpenAndClosePortsConcurrently)
     std::list<CVirtualClock::CClockThread> threads;
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([&isStarted, number] {
+            CRecordingPort lower;
             std::wstring name = L"Port " + std::to_wstring(number);
             while (!isStarted) {
             }
             for (int round = 0; round < 20; ++round) {
                 HANDLE port = nullptr;
-                ASSERT_TRUE(
-                    OpenPortEx(nullptr, nullptr, name.data(), printerName, &port, RecordingMonitor()));
+                ASSERT_TRUE(OpenPortEx(nullptr, lower.Handle(), name.data(), printerName, &port,
+                                       CRecordingPort::Table()));
                 HANDLE second = nullptr;
-                EXPECT_FALSE(
-                    OpenPortEx(nullptr, nullptr, name.data(), printerName, &second, RecordingMonitor()));
+                EXPECT_FALSE(OpenPortEx(nullptr, lower.Handle(), name.data(), printerName, &second,
+                                        CRecordingPort::Table()));
                 EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
                 EXPECT_TRUE(ClosePort(port));
             }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-
 #include "platform/spooler_admin.h"
 #include "requests/data.h"
 #include "tests/support/unit_port.h"
@@ -87,27 +85,6 @@ TEST_F(TransportTest, AReplyIsNeverLongerThanWhatWasRequested)
     port.lower.control = [](DWORD, const std::string&) { return std::string(5000, 'v'); };
     EXPECT_FALSE(transport.Receive(port.record.get(), &request));
     EXPECT_EQ(std::string(2048, 'v'), request.GetText());
-}
-
-TEST(PrinterValues, AValueThatGrowsWhileItIsReadIsWholeOrAbsent)
-{
-    spooler::CreatePrinter(L"Cards");
-    const std::string values[] = {"short", std::string(5000, 'l')};
-    std::atomic<bool> isDone = false;
-    CVirtualClock clock;
-    CVirtualClock::CClockThread writer([&] {
-        for (unsigned round = 0; !isDone; ++round) {
-            spooler::StoreValue(L"Cards", L"Grows", REG_BINARY, values[round % 2]);
-        }
-    });
-    CPrinterData reader;
-    for (int round = 0; round < 2000; ++round) {
-        const char* value = reader.ReadValue(L"Cards", L"Grows");
-        EXPECT_TRUE(!value || value == values[0] || value == values[1]);
-    }
-    isDone = true;
-    writer.Join();
-    spooler::RemovePrinter(L"Cards");
 }
 
 TEST_F(TransportTest, ADeviceThatNeverStopsIsCutOff)

@@ -173,10 +173,12 @@ TEST(ValueNames, AnAnswerNeedsRoomForItsNul)
     wchar_t name[] = L"CardCount";
     for (const DWORD size : {0u, 3u, 4u}) {
         char text[8] = "same";
-        DWORD returned = 0;
-        EXPECT_TRUE(fixture.table->pfnGetPrinterDataFromPort(
-            fixture.port, 0, name, nullptr, 0, reinterpret_cast<LPWSTR>(text), size, &returned));
-        EXPECT_EQ(4u, returned);
+        for (char* output : {static_cast<char*>(nullptr), text}) {
+            DWORD returned = 0;
+            EXPECT_TRUE(fixture.table->pfnGetPrinterDataFromPort(
+                fixture.port, 0, name, nullptr, 0, reinterpret_cast<LPWSTR>(output), size, &returned));
+            EXPECT_EQ(4u, returned);
+        }
         EXPECT_STREQ(size < 4 ? "same" : "250", text);
     }
     EXPECT_FALSE(

@@ -29,9 +29,19 @@ constexpr uint64_t kEnoughRuns = 1000;     ///< from this number on all rare eve
 
 /// Events that some runs must have.
 constexpr const char* kRare[] = {
-    "answered",     "busy",        "not answered",    "tail dropped",
-    "job given up", "port closed", "document ended",  "document refused",
-    "gate opened",  "whole job",   "port not opened", "closed under a document",
+    "answered",
+    "busy",
+    "not answered",
+    "tail dropped",
+    "job given up",
+    "port closed",
+    "document ended",
+    "document refused",
+    "piece dropped",
+    "gate opened",
+    "whole job",
+    "port not opened",
+    "closed under a document",
 };
 
 volatile uint64_t g_seed = 0;

@@ -71,8 +71,8 @@ std::string DrawOptions(CRandomSource& random, unsigned number)
 
 CSimulatedSite::CSimulatedSite(CSimulation& simulation, unsigned number)
     : m_simulation(simulation), m_number(number), m_printerName(L"Printer " + std::to_wstring(number)),
-      m_bench(simulation.clock, simulation.ports, m_printerName, DrawOptions(simulation.random, number)),
-      m_faultyPort(simulation, number, m_bench.lower)
+      m_fixture(simulation.clock, simulation.ports, m_printerName, DrawOptions(simulation.random, number)),
+      m_faultyPort(simulation, number, m_fixture.lower)
 {
     if (simulation.random.OneIn(3)) {
         spooler::StoreValue(m_printerName, L"ConfigurationFile", REG_SZ, WideBytes(ZRT_POLICY_FILE));
@@ -100,7 +100,7 @@ bool CSimulatedSite::OpenPort()
 {
     ++m_simulation.opening;
     const unsigned strikesBefore = m_simulation.Strikes();
-    const bool isOpen = CSimulation::Call([this] { return m_bench.Open(); });
+    const bool isOpen = CSimulation::Call([this] { return m_fixture.Open(); });
     const bool isUnguarded = m_simulation.Strikes() != strikesBefore;
     --m_simulation.opening;
     m_simulation.journal.Note(isOpen ? "port opened" : "port not opened", m_number, isUnguarded);
@@ -109,7 +109,7 @@ bool CSimulatedSite::OpenPort()
         return false;
     }
     m_faultyPort.NoteOpened(isUnguarded);
-    m_printer = &m_bench.Printer();
+    m_printer = &m_fixture.Printer();
     m_isAway = false;
     return true;
 }
@@ -125,7 +125,7 @@ void CSimulatedSite::ClosePort()
         ++m_misuses;
         ++m_simulation.blocksLeft;
     }
-    while (!CSimulation::Call([this] { return m_bench.Close(); })) {
+    while (!CSimulation::Call([this] { return m_fixture.Close(); })) {
         if (!Expect(m_simulation.troubles.documents, "a port does not close")) {
             return;
         }
@@ -145,11 +145,11 @@ void CSimulatedSite::RunJobs()
     CRandomSource& random = m_simulation.random;
     for (uint32_t jobs = random.Between(1, 4); jobs > 0; --jobs) {
         Sleep(random.Between(0, 500));
-        if (!m_bench.port && !OpenPort()) {
+        if (!m_fixture.port && !OpenPort()) {
             continue;
         }
         PrintOne(DrawPrint());
-        if (m_bench.port && (m_faultyPort.IsStuck() || random.OneIn(4))) {
+        if (m_fixture.port && (m_faultyPort.IsStuck() || random.OneIn(4))) {
             ClosePort();
         }
     }
@@ -183,14 +183,14 @@ void CSimulatedSite::PrintOne(Print print)
     m_faultyPort.BeginJob(print.job, print.isValid);
     print.securityChanges = m_securityChanges;
     print.before = m_printer->View();
-    const bool started = CSimulation::Call([this] { return m_bench.StartDocument(); });
+    const bool started = CSimulation::Call([this] { return m_fixture.StartDocument(); });
     const DWORD error = GetLastError();
     m_simulation.journal.Note(started ? "document" : "document refused", m_number, started ? 0 : error);
     if (!started) {
         Expect(error == ERROR_BUSY || !m_simulation.troubles.IsQuiet(), "a document does not begin,",
                "error " + std::to_string(error));
         m_isStartUndone = m_isStartUndone || m_faultyPort.IsJobStuck();
-        m_bench.RemoveJob();
+        m_fixture.RemoveJob();
         return m_faultyPort.EndJob(false);
     }
     OfferAll(print);
@@ -225,11 +225,11 @@ bool CSimulatedSite::OfferPiece(Print& print, size_t piece)
     DWORD written = 0;
     for (unsigned round = 1; written == 0; ++round) {
         const BOOL ok = CSimulation::Call([&] {
-            return m_bench.table->pfnWritePort(m_bench.port, buffer.data(), static_cast<DWORD>(piece),
-                                               &written);
+            return m_fixture.table->pfnWritePort(m_fixture.port, buffer.data(), static_cast<DWORD>(piece),
+                                                 &written);
         });
         Expect(ok && written <= piece, "WritePort returns an invalid result");
-        const bool isDeleted = (m_bench.JobStatus() & JOB_STATUS_DELETING) != 0;
+        const bool isDeleted = (m_fixture.JobStatus() & JOB_STATUS_DELETING) != 0;
         if (written == 0 && isDeleted && random.OneIn(3)) {
             m_simulation.journal.Note("job given up", m_number);
             return false;
@@ -254,19 +254,19 @@ bool CSimulatedSite::OfferPiece(Print& print, size_t piece)
 /// Its thread may return; it is refused, and its document released.
 void CSimulatedSite::CloseUnderDocument()
 {
-    const HANDLE port = m_bench.port;
+    const HANDLE port = m_fixture.port;
     ClosePort();
     m_simulation.journal.Note("closed under a document", m_number);
-    Expect(!m_bench.table->pfnEndDocPort(port) && GetLastError() == ERROR_INVALID_PARAMETER,
+    Expect(!m_fixture.table->pfnEndDocPort(port) && GetLastError() == ERROR_INVALID_PARAMETER,
            "a port that was closed under its document still serves it");
-    m_bench.RemoveJob();
+    m_fixture.RemoveJob();
 }
 
 void CSimulatedSite::End(Print& print)
 {
     print.endedAt = m_simulation.clock.Elapsed();
     m_faultyPort.NoteEnding();
-    const bool ended = CSimulation::Call([this] { return m_bench.EndDocument(); });
+    const bool ended = CSimulation::Call([this] { return m_fixture.EndDocument(); });
     m_simulation.journal.Note(ended ? "document ended" : "document not ended", m_number,
                               m_faultyPort.Below());
     if (!ended) {
@@ -335,9 +335,9 @@ void CSimulatedSite::CheckPrinterData()
         m_simulation.troubles.Fails(FaultPoint::Allocation)) {
         return;
     }
-    Expect(m_bench.ValueOf(L"PrinterError") == "1", "PrinterError is not 1 after a job");
-    Expect((m_bench.JobStatus() & JOB_STATUS_PRINTED) != 0, "the job is not reported as sent");
-    const std::string error = m_bench.ValueOf(L"DeviceError");
+    Expect(m_fixture.ValueOf(L"PrinterError") == "1", "PrinterError is not 1 after a job");
+    Expect((m_fixture.JobStatus() & JOB_STATUS_PRINTED) != 0, "the job is not reported as sent");
+    const std::string error = m_fixture.ValueOf(L"DeviceError");
     Expect(error == "-" || error == "0" ||
                std::ranges::find(kErrorCodes, std::stoul(error)) != std::end(kErrorCodes),
            "DeviceError is not one of the printer's errors", error);
@@ -371,7 +371,7 @@ void CSimulatedSite::AskOne()
     const uint32_t countBefore = m_printer->View().cardCount;
     const uint64_t disorders = m_faultyPort.Disorders();
     const uint64_t start = m_simulation.clock.Elapsed();
-    const auto answer = CSimulation::Call([&] { return m_bench.Ask(name); });
+    const auto answer = CSimulation::Call([&] { return m_fixture.Ask(name); });
     m_securityChanges += isSecurity; // the query may have begun before a job
     const uint64_t elapsed = m_simulation.clock.Elapsed() - start;
     const bool isBusy = !answer.ok && answer.error == ERROR_BUSY;
@@ -417,7 +417,7 @@ void CSimulatedSite::MakeTrouble()
         [&] { m_printer->FailAtCard(m_printer->View().cardsPrinted + random.Between(1, 3), code, clearMs); },
         [&] { m_printer->SetBusy(true); },
         [&] { m_printer->SetPrintState(random.OneIn(2) ? 11 : 0); },
-        [&] { m_bench.DeleteJob(); },
+        [&] { m_fixture.DeleteJob(); },
         [&] {
             ++m_securityChanges;
             m_printer->SetProtection(random.OneIn(2));
@@ -444,7 +444,7 @@ void CSimulatedSite::Soothe()
     m_printer->SetReplyDelay(0);
     m_printer->NeverAnswer(false);
     m_printer->CutReplies(0);
-    if (m_bench.ValueOf(L"PrinterError") == "100") {
+    if (m_fixture.ValueOf(L"PrinterError") == "100") {
         m_simulation.journal.Note("password stored", m_number);
         spooler::StoreValue(m_printerName, L"Password", REG_BINARY, m_simulation.random.Pick(kPasswords));
     }
@@ -472,10 +472,10 @@ void CSimulatedSite::Finish()
     m_printer->EndDocument(); // discards what was sent in part
     Sleep(kSettleMs);
     DrainReplies();
-    if (m_bench.port && (m_faultyPort.IsStuck() || m_faultyPort.IsUnguarded())) {
+    if (m_fixture.port && (m_faultyPort.IsStuck() || m_faultyPort.IsUnguarded())) {
         ClosePort();
     }
-    if (!Expect(m_bench.port || OpenPort(), "the port no longer opens")) {
+    if (!Expect(m_fixture.port || OpenPort(), "the port no longer opens")) {
         return;
     }
     Print print;
@@ -487,7 +487,7 @@ void CSimulatedSite::Finish()
     const uint32_t printed = m_printer->View().cardsPrinted;
     PrintOne(print);
     Expect(m_printer->View().cardsPrinted == printed + 1, "the port no longer prints");
-    const auto answer = m_bench.Ask(L"CardCount");
+    const auto answer = m_fixture.Ask(L"CardCount");
     Expect(answer.ok && answer.text == std::to_string(m_printer->View().cardCount),
            "the port no longer answers,", answer.text + " error " + std::to_string(answer.error));
     ClosePort();

@@ -57,13 +57,13 @@ private:
 
     bool OpenPort();
     void ClosePort();
-    sim::PortView Port() { return m_simulation.ports.View(m_bench.PortName()); }
+    sim::PortView Port() { return m_simulation.ports.View(m_fixture.PortName()); }
     bool Expect(bool holds, const char* rule, const std::string& context = {});
 
     CSimulation& m_simulation;
     unsigned m_number;
     std::wstring m_printerName;
-    test::CPortFixture m_bench;
+    test::CPortFixture m_fixture;
     CFaultyPort m_faultyPort;
     std::list<CVirtualClock::CClockThread> m_threads;
     sim::CCardPrinter* m_printer = nullptr; ///< set by the first open

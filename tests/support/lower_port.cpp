@@ -24,9 +24,10 @@ BOOL WINAPI Entry(HANDLE handle, Arguments... arguments)
     return port->Admits(kName.text) && (port->*kFunction)(arguments...);
 }
 
-DWORD WINAPI BidiEntry(HANDLE port, DWORD, LPCWSTR, BIDI_REQUEST_CONTAINER*, BIDI_RESPONSE_CONTAINER**)
+DWORD WINAPI BidiEntry(HANDLE port, DWORD access, LPCWSTR action, BIDI_REQUEST_CONTAINER* request,
+                       BIDI_RESPONSE_CONTAINER** response)
 {
-    return static_cast<CLowerPort*>(port)->bidiAnswer;
+    return static_cast<CLowerPort*>(port)->SendRecvBidi(access, action, request, response);
 }
 
 } // namespace

@@ -33,6 +33,11 @@ public:
     virtual BOOL GetPrinterData(DWORD code, LPWSTR valueName, LPWSTR input, DWORD inputSize, LPWSTR output,
                                 DWORD outputSize, LPDWORD returned) = 0;
 
+    virtual DWORD SendRecvBidi(DWORD, LPCWSTR, BIDI_REQUEST_CONTAINER*, BIDI_RESPONSE_CONTAINER**)
+    {
+        return bidiAnswer;
+    }
+
     DWORD bidiAnswer = ERROR_NOT_SUPPORTED;
 };
 
