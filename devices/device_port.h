@@ -46,7 +46,7 @@ protected:
     /// Everything that derived classes set up: what a port name says, and the most bytes of one write.
     CDevicePort(CDeviceName name, size_t mostWriteBytes);
 
-    /// The device, not opened; null when there is none, after Fail.
+    /// A file for the device, not yet opened. Null if there is no such device; Fail was then called.
     virtual std::unique_ptr<CDeviceFile> MakeFile() = 0;
     /// The device, for messages: "/dev/usb/lp0", "192.0.2.7 port 9100".
     virtual std::string Place() const = 0;
@@ -65,8 +65,8 @@ protected:
     bool IsSound() const { return m_error == ERROR_SUCCESS && !m_isAbandoned; }
     /// Waits for the event in steps, as long as the document goes on; whether it is there.
     bool AwaitEvent(DescriptorEvent event, DWORD timeoutMs);
-    /// One read without waiting. Bytes read; 0 when there are none, or after the end of the stream; fails the
-    /// device otherwise.
+    /// Reads once, without waiting. Returns the number of bytes, 0 if there were none or the stream has
+    /// ended. Any other result marks the device as failed.
     size_t ReadSome(uint8_t* buffer, size_t size);
 
     const CDeviceName m_name;

@@ -27,7 +27,7 @@ struct CFoundDevice {
 
 /// All devices that the system lists. Opens none. Any thread.
 std::vector<CFoundDevice> FindDevices();
-/// What to do when there are none; one clause.
+/// Advice for a user whose system lists no device: one clause, to end an error line.
 std::string NoDeviceAdvice();
 
 } // namespace zrtmon::devices

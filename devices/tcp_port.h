@@ -7,8 +7,8 @@
 
 namespace zrtmon::devices {
 
-/// There is no limit on the time for which the printer takes no data: one that waits for a ribbon closes its
-/// window for as long as that takes.
+/// The printer may refuse data for any length of time: one that is waiting for a ribbon keeps its window
+/// closed until it has one.
 class CTcpPort final : public CDevicePort {
 public:
     /// The end of a document waits so long for the printer to close the connection, milliseconds.

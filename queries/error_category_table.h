@@ -2,8 +2,8 @@
 
 namespace zrtmon {
 
-/// The category that a printer's error code belongs to: what an application shows or does about it. Category
-/// 1 means that there is no error, and is also used for codes that are not in the table.
+/// The category of a printer's error code, from which an application decides what to show and do. Category 1
+/// means "no error" and also stands for codes that the table does not list.
 struct ErrorCategory {
     int errorCode;
     int category;
