@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <list>
 #include <optional>
 
 #include "link/print_monitor_zrt.h"
@@ -35,7 +34,6 @@ public:
     }
     BOOL Prepare(const wchar_t* text) override
     {
-        EXPECT_FALSE(m_isRunning) << "prepared while it runs";
         const std::wstring whole = text;
         const size_t slash = whole.find(L'/');
         if (!m_isConstant && slash != std::wstring::npos) {
@@ -44,14 +42,9 @@ public:
         return slash != std::wstring::npos;
     }
     uint32_t GetSendMethod() override { return m_method; }
-    uint32_t GetSendDelay() override
-    {
-        m_isRunning = true;
-        return 250;
-    }
+    uint32_t GetSendDelay() override { return 250; }
     uint32_t GetReceiveMethod() override
     {
-        m_isRunning = false;
         m_text = m_parameters;
         return kReceiveNothing;
     }
@@ -60,7 +53,6 @@ private:
     const bool m_isConstant;
     const uint32_t m_method;
     std::string m_parameters;
-    bool m_isRunning = false;
 };
 
 /// The printer family's model, with two names that echo.
@@ -236,22 +228,6 @@ TEST_F(CMonitorTest, BusyIsRetriedEveryMillisecondForFiveSeconds)
     EXPECT_EQ(DWORD{ERROR_BUSY}, Query(L"MoveTo/x").error);
     EXPECT_EQ(5001u, port.clock.Elapsed());
     EXPECT_EQ(0u, port.lower.CountCalls("WritePort"));
-}
-
-TEST_F(CMonitorTest, QueriesWithDifferentParametersGetTheirOwnAnswers)
-{
-    std::list<CVirtualClock::CClockThread> threads;
-    for (int number = 0; number < 8; ++number) {
-        threads.emplace_back([this, number] {
-            const std::wstring name = L"MoveTo/parameter" + std::to_wstring(number);
-            for (int round = 0; round < 5; ++round) {
-                const Answer answer = Query(name.c_str());
-                EXPECT_EQ(DWORD{ERROR_BUSY}, answer.error.value_or(ERROR_BUSY));
-                EXPECT_TRUE(answer.error || answer.text == "parameter" + std::to_string(number))
-                    << answer.text;
-            }
-        });
-    }
 }
 
 TEST_F(CMonitorTest, AStatusWithoutACountLeavesTheOldOne)

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <functional>
-#include <list>
 #include <vector>
 
 #include "monitor/entry_points.h"
@@ -74,32 +72,6 @@ TEST(PortRecord, ReadsPollUntilTheFirstByteOrTheLimit)
     EXPECT_TRUE(ReadLowerPort(port.record.get(), buffer, 1, &read, 3000));
     EXPECT_EQ(1u, read);
     EXPECT_EQ(3030u, port.clock.Elapsed());
-}
-
-TEST(PortRecord, NeverHasTwoDocumentsOrChannels)
-{
-    CUnitPort port;
-    std::atomic<int> open = 0;
-    std::atomic<int> most = 0;
-    std::atomic<int> claims = 0;
-    {
-        std::list<CVirtualClock::CClockThread> threads;
-        for (DWORD number = 0; number < 6; ++number) {
-            threads.emplace_back([&, number] {
-                for (int round = 0; round < 200; ++round) {
-                    if (ClaimDocument(port.record.get(), number % 3)) {
-                        most = std::max(most.load(), ++open);
-                        ++claims;
-                        Sleep(number % 2);
-                        --open;
-                        ReleaseDocument(port.record.get());
-                    }
-                }
-            });
-        }
-    }
-    EXPECT_EQ(1, most);
-    EXPECT_GT(claims, 200);
 }
 
 TEST(PortRecord, AWakeUpThatFindsTheFlagSetWaitsOn)

@@ -39,27 +39,6 @@ TEST(VirtualClock, JumpsExactlyToTheEndOfEachWait)
     }
 }
 
-TEST(VirtualClock, StandsStillBetweenASignalAndItsEffect)
-{
-    CVirtualClock clock;
-    const CHandle ping = MakeEvent(false);
-    const CHandle pong = MakeEvent(false);
-    constexpr unsigned kRounds = 500;
-    CVirtualClock::CClockThread thread([&] {
-        for (unsigned round = 0; round < kRounds; ++round) {
-            EXPECT_EQ(WAIT_OBJECT_0, Wait(ping, 7));
-            EXPECT_EQ(round * 10, clock.Elapsed());
-            SetEvent(pong.Get());
-            Sleep(5);
-        }
-    });
-    for (unsigned round = 0; round < kRounds; ++round) {
-        SetEvent(ping.Get());
-        EXPECT_EQ(WAIT_OBJECT_0, Wait(pong, 1));
-        Sleep(10);
-    }
-}
-
 // ---------------------------------------------------------------------------------------------
 // Which thread is woken, and when: the same for everything that can be waited for
 
@@ -114,22 +93,6 @@ TEST(VirtualClock, LetsThreadsInOneByOneInTheOrderOfTheirComing)
         threads.clear();
         EXPECT_EQ((decltype(entered){{1, 10}, {2, 110}, {3, 210}, {4, 310}}), entered);
         EXPECT_EQ(410u, clock.Elapsed());
-    }
-}
-
-TEST(VirtualClock, AWaitThatEndedLeavesTheTurnToTheNext)
-{
-    for (const MakeGate make : {MakeMutexGate, MakeEventGate}) {
-        CVirtualClock clock;
-        Gate gate = make();
-        CVirtualClock::CClockThread impatient([&] { EXPECT_EQ(WAIT_TIMEOUT, gate.enter(20)); });
-        CVirtualClock::CClockThread patient([&] {
-            EXPECT_EQ(WAIT_OBJECT_0, gate.enter(80));
-            EXPECT_EQ(50u, clock.Elapsed());
-            gate.leave();
-        });
-        Sleep(50);
-        gate.leave();
     }
 }
 
@@ -193,29 +156,6 @@ TEST(VirtualClock, AWaitOutlivesItsHandle)
 
 // ---------------------------------------------------------------------------------------------
 // Threads
-
-TEST(VirtualClock, JoinsAtTheEndOfTheThreadAndOnlyOnce)
-{
-    CVirtualClock clock;
-    CVirtualClock::CClockThread first([] { Sleep(70); });
-    CVirtualClock::CClockThread second([] { Sleep(30); });
-    CVirtualClock::CClockThread moved(std::move(first));
-    second.Join();
-    EXPECT_EQ(30u, clock.Elapsed());
-    first.Join();
-    moved.Join();
-    moved.Join();
-    EXPECT_EQ(70u, clock.Elapsed());
-}
-
-TEST(VirtualClock, WaitsForAThreadThatHasNotStartedYet)
-{
-    for (int round = 0; round < 100; ++round) {
-        CVirtualClock clock;
-        CVirtualClock::CClockThread thread([&] { EXPECT_EQ(0u, clock.Elapsed()); });
-        Sleep(1000);
-    }
-}
 
 TEST(VirtualClock, ServesThreadsThatItDoesNotCount)
 {

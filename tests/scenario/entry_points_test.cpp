@@ -226,20 +226,6 @@ TEST(EntryPoints, AnEndThatFailsBelowLeavesThePortMarkedOpen)
     EXPECT_EQ(DWORD{ERROR_BUSY}, GetLastError());
 }
 
-TEST(EntryPoints, ControlCodesGoToTheLowerMonitorUnchanged)
-{
-    COpenPortFixture fixture("serial=SN77");
-    char id[300] = "";
-    DWORD returned = 0;
-    EXPECT_TRUE(fixture.table->pfnGetPrinterDataFromPort(fixture.port, IOCTL_PAR_QUERY_DEVICE_ID, nullptr,
-                                                         nullptr, 0, reinterpret_cast<LPWSTR>(id), sizeof id,
-                                                         &returned));
-    EXPECT_NE(nullptr, std::strstr(id, "SN77"));
-    EXPECT_FALSE(fixture.table->pfnGetPrinterDataFromPort(fixture.port, 0, nullptr, nullptr, 0, nullptr, 0,
-                                                          &returned));
-    EXPECT_EQ(DWORD{ERROR_NOT_SUPPORTED}, GetLastError());
-}
-
 TEST(EntryPoints, WithoutAQueryEntryBelowNoNameIsServed)
 {
     CSpoolerFixture fixture;
