@@ -1,15 +1,14 @@
 /// The spooler of this machine, as a program sees the printers that are installed there.
 ///
-/// A spooler that answers GetPrinterDataW for a bidirectional printer asks the language monitor, stores what it
-/// got, and may fall back to the stored value when the monitor refuses. So GetData is a question to the printer;
-/// what the monitor has published is read with StoredValues, which sends the printer nothing.
+/// A spooler that answers GetPrinterDataW for a bidirectional printer asks the language monitor, stores what
+/// it got, and may fall back to the stored value when the monitor refuses. So GetData is a question to the
+/// printer; what the monitor has published is read with StoredValues, which sends the printer nothing.
 #pragma once
 
-#include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/win32.h"
@@ -43,28 +42,32 @@ struct CStoredValue {
     std::string bytes;
 };
 
-/// A printer that is open. Functions return 0 or the spooler's error: 5 the right is missing, 6 the printer is gone,
-/// 1722 the spooler does not run. Any thread; a call that asks the printer may take half a minute.
+/// A printer that is open. Functions return 0 or the spooler's error: 5 the right is missing, 6 the printer
+/// is gone, 1722 the spooler does not run. Any thread; a call that asks the printer may take half a minute.
 class ISpoolerQueue {
 public:
     virtual ~ISpoolerQueue() = default;
 
-    /// Without the jobs' owner's rights nothing is missing here: everybody may read it.
+    /// As ListQueues has it, now.
     virtual DWORD Info(CQueueEntry* entry) = 0;
 
-    /// GetPrinterDataW. At most buffer.size() bytes are written; needed is the size of the whole answer. 234 if the
-    /// buffer is too small: the printer has been asked nevertheless.
+    /// GetPrinterDataW. At most buffer.size() bytes are written; needed is the size of the whole answer. 234
+    /// if the buffer is too small: the printer has been asked nevertheless. For a question that the monitor
+    /// refuses, a spooler returns the stored value, 2 if there is none, or the monitor's error; for an
+    /// action, whose answer is empty, also 0 with needed 0.
     virtual DWORD GetData(const std::wstring& requestText, std::span<char> buffer, DWORD* needed) = 0;
-    /// EnumPrinterDataExW of the key "PrinterDriverData". The printer is not asked.
+    /// EnumPrinterDataExW of the key "PrinterDriverData", in no order. The printer is not asked. They may be
+    /// passwords: the caller wipes what it does not show.
     virtual DWORD StoredValues(std::vector<std::pair<std::wstring, CStoredValue>>* values) = 0;
     /// SetPrinterDataW. The bytes are not kept.
     virtual DWORD SetData(const std::wstring& valueName, DWORD type, std::span<const char> bytes) = 0;
     /// DeletePrinterDataW; 2 if there is no such value.
     virtual DWORD DeleteData(const std::wstring& valueName) = 0;
 
-    /// StartDocPrinterW of a RAW document, then StartPagePrinter. One document at a time.
+    /// StartDocPrinterW of a RAW document, then StartPagePrinter. One document at a time. A document that is
+    /// open when the queue is closed may be printed as far as it was written: delete its job first.
     virtual DWORD StartDocument(const std::wstring& title, DWORD* jobId) = 0;
-    /// WritePrinter, until all of it has been taken.
+    /// WritePrinter, until all of it has been taken. 63 if the job has been deleted.
     virtual DWORD Write(std::span<const char> bytes) = 0;
     /// EndPagePrinter and EndDocPrinter: the spooler prints what it has.
     virtual DWORD EndDocument() = 0;
@@ -74,8 +77,9 @@ public:
     /// SetJobW with JOB_CONTROL_DELETE.
     virtual DWORD DeleteJob(DWORD jobId) = 0;
 
-    /// Waits until jobs, the printer or its values change (FindFirstPrinterChangeNotification), or for the time. A
-    /// spooler may miss a change: look again after each wait. False if it cannot tell changes, and did not wait.
+    /// Waits until jobs, the printer or its values change (FindFirstPrinterChangeNotification), or for the
+    /// time. A spooler may miss a change: look again after each wait. False if it cannot tell changes, and
+    /// did not wait.
     virtual bool WaitForChange(DWORD milliseconds) = 0;
 };
 
@@ -84,12 +88,13 @@ class ISystemSpooler {
 public:
     virtual ~ISystemSpooler() = default;
 
-    /// The local printers. Returns 0 or an error: 50 there is no spooler of this kind on this system, 1722 it does not
-    /// run.
+    /// The local printers. Returns 0 or an error: 50 there is no spooler of this kind on this system, 1722 it
+    /// does not run.
     virtual DWORD ListQueues(std::vector<CQueueEntry>* queues) = 0;
-    /// access: PRINTER_ACCESS_USE or PRINTER_ACCESS_ADMINISTER | PRINTER_ACCESS_USE. Returns 0 and the queue, or 5, 1801
-    /// no such printer, and those above.
-    virtual DWORD Open(const std::wstring& printerName, DWORD access, std::unique_ptr<ISpoolerQueue>* queue) = 0;
+    /// access: PRINTER_ACCESS_USE or PRINTER_ACCESS_ADMINISTER | PRINTER_ACCESS_USE. Returns 0 and the queue,
+    /// or 5, 1801 no such printer, and those above.
+    virtual DWORD Open(const std::wstring& printerName, DWORD access,
+                       std::unique_ptr<ISpoolerQueue>* queue) = 0;
 };
 
 /// That of this machine; off Windows one that answers 50.

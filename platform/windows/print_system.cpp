@@ -1,10 +1,10 @@
 #include "platform/print_system.h"
 
-#include <array>
-#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <optional>
+
+#include "platform/windows/spooler_library.h"
 
 namespace zrtmon {
 namespace {
@@ -19,17 +19,8 @@ constexpr wchar_t kEnvironment[] = L"Windows NT x86";
 constexpr char kArchitecture[] = "x86";
 #endif
 constexpr DWORD kMonitorLevel = 2;
-constexpr DWORD kPrinterLevel = 2;
-constexpr DWORD kDriverLevel = 3;
 constexpr DWORD kLongestAnswer = 4096;
 constexpr const wchar_t* kAskedValues[] = {L"SerialNumber", L"PrinterError"};
-
-std::wstring SystemFolder()
-{
-    std::array<wchar_t, MAX_PATH> folder{};
-    GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
-    return folder.data();
-}
 
 std::string Utf8(const wchar_t* text)
 {
@@ -51,55 +42,6 @@ std::wstring Wide(const std::string& text)
     result.pop_back();
     return result;
 }
-
-/// The system's own print library. The functions of these names that the program links are its own spooler's.
-class CSpoolerLibrary {
-public:
-    CSpoolerLibrary() : m_module(LoadLibraryW((SystemFolder() + L"\\winspool.drv").c_str()))
-    {
-        Find("AddMonitorW", &addMonitor);
-        Find("DeleteMonitorW", &deleteMonitor);
-        Find("EnumMonitorsW", &enumMonitors);
-        Find("EnumPrintersW", &enumPrinters);
-        Find("OpenPrinterW", &openPrinter);
-        Find("ClosePrinter", &closePrinter);
-        Find("GetPrinterDriverW", &getPrinterDriver);
-        Find("GetPrinterDataW", &getPrinterData);
-    }
-    ~CSpoolerLibrary()
-    {
-        if (m_module) {
-            FreeLibrary(m_module);
-        }
-    }
-    CSpoolerLibrary(const CSpoolerLibrary&) = delete;
-    CSpoolerLibrary& operator=(const CSpoolerLibrary&) = delete;
-
-    /// Whether all of the functions are there.
-    bool IsComplete() const { return m_isComplete; }
-
-    decltype(&::AddMonitorW) addMonitor = nullptr;
-    decltype(&::DeleteMonitorW) deleteMonitor = nullptr;
-    decltype(&::EnumMonitorsW) enumMonitors = nullptr;
-    decltype(&::EnumPrintersW) enumPrinters = nullptr;
-    decltype(&::OpenPrinterW) openPrinter = nullptr;
-    decltype(&::ClosePrinter) closePrinter = nullptr;
-    decltype(&::GetPrinterDriverW) getPrinterDriver = nullptr;
-    decltype(&::GetPrinterDataW) getPrinterData = nullptr;
-
-private:
-    template <typename Function>
-    void Find(const char* name, Function* function)
-    {
-        const FARPROC address = m_module ? GetProcAddress(m_module, name) : nullptr;
-        static_assert(sizeof *function == sizeof address);
-        std::memcpy(function, &address, sizeof address);
-        m_isComplete = m_isComplete && address;
-    }
-
-    bool m_isComplete = true;
-    HMODULE m_module;
-};
 
 /// The machine type of a library's file; std::nullopt if it is not a library.
 std::optional<WORD> MachineOf(const std::wstring& file)
@@ -181,19 +123,16 @@ public:
         if (!m_spooler.IsComplete()) {
             return ERROR_MOD_NOT_FOUND;
         }
-        DWORD needed = 0;
-        DWORD count = 0;
-        m_spooler.enumMonitors(nullptr, kMonitorLevel, nullptr, 0, &needed, &count);
-        std::vector<uint64_t> buffer(needed / sizeof(uint64_t) + 1);
-        if (!m_spooler.enumMonitors(nullptr, kMonitorLevel, reinterpret_cast<LPBYTE>(buffer.data()), needed,
-                                    &needed, &count)) {
-            return GetLastError();
+        CRecordList<MONITOR_INFO_2W> entries;
+        const DWORD error = entries.Load([this](LPBYTE data, DWORD size, DWORD* needed, DWORD* count) {
+            return ErrorOf(m_spooler.enumMonitors(nullptr, kMonitorLevel, data, size, needed, count));
+        });
+        if (error != ERROR_SUCCESS) {
+            return error;
         }
-        const auto* entries = reinterpret_cast<const MONITOR_INFO_2W*>(buffer.data());
-        for (DWORD i = 0; i < count; ++i) {
-            const auto text = [](const wchar_t* value) { return std::wstring(value ? value : L""); };
-            monitors->push_back(
-                {text(entries[i].pName), text(entries[i].pEnvironment), text(entries[i].pDLLName)});
+        const auto text = [](const wchar_t* value) { return std::wstring(value ? value : L""); };
+        for (const MONITOR_INFO_2W& entry : entries) {
+            monitors->push_back({text(entry.pName), text(entry.pEnvironment), text(entry.pDLLName)});
         }
         return ERROR_SUCCESS;
     }
@@ -215,23 +154,17 @@ private:
     void ExaminePrinters(const std::wstring& monitor, const std::wstring& target,
                          std::vector<CDiagnostic>* findings)
     {
-        constexpr DWORD kFlags = PRINTER_ENUM_LOCAL;
-        DWORD needed = 0;
-        DWORD count = 0;
-        m_spooler.enumPrinters(kFlags, nullptr, kPrinterLevel, nullptr, 0, &needed, &count);
-        std::vector<uint64_t> buffer(needed / sizeof(uint64_t) + 1);
-        if (!m_spooler.enumPrinters(kFlags, nullptr, kPrinterLevel, reinterpret_cast<LPBYTE>(buffer.data()),
-                                    needed, &needed, &count)) {
-            findings->push_back({"printers", "error " + std::to_string(GetLastError()),
-                                 "start the service \"Print Spooler\""});
+        CRecordList<PRINTER_INFO_2W> printers;
+        if (const DWORD error = LoadPrinters(&printers)) {
+            findings->push_back(
+                {"printers", "error " + std::to_string(error), "start the service \"Print Spooler\""});
             return;
         }
-        const auto* printers = reinterpret_cast<const PRINTER_INFO_2W*>(buffer.data());
         const size_t before = findings->size();
-        for (DWORD i = 0; i < count; ++i) {
-            const bool isNamed = lstrcmpiW(printers[i].pPrinterName, target.c_str()) == 0;
+        for (const PRINTER_INFO_2W& printer : printers) {
+            const bool isNamed = lstrcmpiW(printer.pPrinterName, target.c_str()) == 0;
             if (isNamed || target.empty()) {
-                ExaminePrinter(printers[i], monitor, isNamed, findings);
+                ExaminePrinter(printer, monitor, isNamed, findings);
             }
         }
         if (findings->size() == before) {
@@ -244,13 +177,12 @@ private:
     void ExaminePrinter(const PRINTER_INFO_2W& info, const std::wstring& monitor, bool isNamed,
                         std::vector<CDiagnostic>* findings)
     {
-        std::wstring name = info.pPrinterName;
-        HANDLE printer = nullptr;
-        if (!m_spooler.openPrinter(name.data(), &printer, nullptr)) {
+        const CSystemPrinter printer(info.pPrinterName);
+        if (!printer) {
             findings->push_back({"printer", Utf8(info.pPrinterName), "cannot be opened: check the rights"});
             return;
         }
-        const std::wstring used = DriverMonitor(printer);
+        const std::wstring used = printer.DriverMonitor();
         const bool isOurs = lstrcmpiW(used.c_str(), monitor.c_str()) == 0;
         if (isOurs || isNamed) {
             findings->push_back({"printer", Utf8(info.pPrinterName) + ", port " + Utf8(info.pPortName), ""});
@@ -262,23 +194,9 @@ private:
                                                  : "switch it on (printer properties, Ports): without it "
                                                    "jobs bypass the monitor and its password gate"});
             for (const wchar_t* value : kAskedValues) {
-                findings->push_back(AskPrinter(printer, value));
+                findings->push_back(AskPrinter(printer.Get(), value));
             }
         }
-        m_spooler.closePrinter(printer);
-    }
-
-    std::wstring DriverMonitor(HANDLE printer)
-    {
-        DWORD needed = 0;
-        m_spooler.getPrinterDriver(printer, nullptr, kDriverLevel, nullptr, 0, &needed);
-        std::vector<uint64_t> buffer(needed / sizeof(uint64_t) + 1);
-        if (!m_spooler.getPrinterDriver(printer, nullptr, kDriverLevel,
-                                        reinterpret_cast<LPBYTE>(buffer.data()), needed, &needed)) {
-            return {};
-        }
-        const wchar_t* name = reinterpret_cast<const DRIVER_INFO_3W*>(buffer.data())->pMonitorName;
-        return name ? name : L"";
     }
 
     CDiagnostic AskPrinter(HANDLE printer, const wchar_t* valueName)
@@ -295,7 +213,7 @@ private:
         return {Utf8(valueName), reinterpret_cast<const char*>(answer.data()), ""};
     }
 
-    CSpoolerLibrary m_spooler;
+    const CSpoolerLibrary& m_spooler = CSpoolerLibrary::Get();
 };
 
 } // namespace

@@ -1,19 +1,15 @@
 #include "platform/spooler_setup.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstring>
-#include <vector>
+
+#include "platform/windows/spooler_library.h"
 
 namespace zrtmon {
 namespace {
 
 constexpr wchar_t kServiceName[] = L"Spooler";
 constexpr DWORD kDriverLevel = 3;
-constexpr DWORD kPrinterLevel = 4;
 constexpr DWORD kJobLevel = 1;
-constexpr unsigned kMostReads = 5; // of a list that grows while it is read
 constexpr DWORD kPollMs = 100;
 constexpr unsigned kMostPolls = 600;
 
@@ -34,60 +30,6 @@ public:
 private:
     SC_HANDLE m_handle;
 };
-
-/// The system's own winspool.drv: the print services that the program links are its own spooler's.
-class CPrintLibrary {
-public:
-    CPrintLibrary()
-    {
-        std::array<wchar_t, MAX_PATH> folder{};
-        GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
-        m_module = LoadLibraryW((std::wstring(folder.data()) + L"\\winspool.drv").c_str());
-    }
-    ~CPrintLibrary()
-    {
-        if (m_module) {
-            FreeLibrary(m_module);
-        }
-    }
-    CPrintLibrary(const CPrintLibrary&) = delete;
-    CPrintLibrary& operator=(const CPrintLibrary&) = delete;
-
-    /// Calls the function of that name. False, with last error 126 or 127, when it is missing, too.
-    template <typename Function, typename... Arguments>
-    BOOL Call(const char* name, Arguments... arguments) const
-    {
-        const FARPROC address = m_module ? GetProcAddress(m_module, name) : nullptr;
-        if (!address) {
-            return FALSE;
-        }
-        Function* function = nullptr;
-        static_assert(sizeof function == sizeof address);
-        std::memcpy(&function, &address, sizeof address);
-        return function(arguments...);
-    }
-
-private:
-    HMODULE m_module = nullptr;
-};
-
-/// Reads a list of the spooler's: read(data, size, &needed, &count) is one of its Enum functions.
-template <typename Read>
-DWORD ReadList(const Read& read, std::vector<uint64_t>* buffer, DWORD* count)
-{
-    for (unsigned i = 0; i < kMostReads; ++i) {
-        DWORD needed = 0;
-        const auto size = static_cast<DWORD>(buffer->size() * sizeof(uint64_t));
-        if (read(reinterpret_cast<LPBYTE>(buffer->data()), size, &needed, count)) {
-            return ERROR_SUCCESS;
-        }
-        if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
-            return GetLastError();
-        }
-        buffer->resize(needed / sizeof(uint64_t) + 1);
-    }
-    return ERROR_INSUFFICIENT_BUFFER;
-}
 
 DWORD WaitForState(SC_HANDLE service, DWORD state)
 {
@@ -126,37 +68,33 @@ class CSpoolerSetup final : public ISpoolerSetup {
 public:
     DWORD CheckUnused(const std::wstring& monitor) override
     {
+        if (!m_spooler.IsComplete()) {
+            return ERROR_MOD_NOT_FOUND;
+        }
         std::wstring every = L"all";
-        std::vector<uint64_t> buffer;
-        DWORD count = 0;
-        const auto read = [&](LPBYTE data, DWORD size, DWORD* needed, DWORD* rows) {
-            return m_library.Call<decltype(::EnumPrinterDriversW)>(
-                "EnumPrinterDriversW", nullptr, every.data(), kDriverLevel, data, size, needed, rows);
+        CRecordList<DRIVER_INFO_3W> drivers;
+        const auto read = [&](LPBYTE data, DWORD size, DWORD* needed, DWORD* count) {
+            return ErrorOf(
+                m_spooler.enumPrinterDrivers(nullptr, every.data(), kDriverLevel, data, size, needed, count));
         };
-        if (const DWORD error = ReadList(read, &buffer, &count)) {
+        if (const DWORD error = drivers.Load(read)) {
             return error;
         }
-        const auto* drivers = reinterpret_cast<const DRIVER_INFO_3W*>(buffer.data());
-        const bool isUsed = std::any_of(drivers, drivers + count, [&monitor](const DRIVER_INFO_3W& driver) {
-            return driver.pMonitorName && lstrcmpiW(driver.pMonitorName, monitor.c_str()) == 0;
-        });
+        const bool isUsed =
+            std::any_of(drivers.begin(), drivers.end(), [&monitor](const DRIVER_INFO_3W& driver) {
+                return driver.pMonitorName && lstrcmpiW(driver.pMonitorName, monitor.c_str()) == 0;
+            });
         return isUsed ? ERROR_PRINT_MONITOR_IN_USE : ERROR_SUCCESS;
     }
 
     DWORD CheckIdle() override
     {
-        std::vector<uint64_t> buffer;
-        DWORD count = 0;
-        const auto read = [this](LPBYTE data, DWORD size, DWORD* needed, DWORD* rows) {
-            return m_library.Call<decltype(::EnumPrintersW)>("EnumPrintersW", PRINTER_ENUM_LOCAL, nullptr,
-                                                             kPrinterLevel, data, size, needed, rows);
-        };
-        if (const DWORD error = ReadList(read, &buffer, &count)) {
+        CRecordList<PRINTER_INFO_2W> printers;
+        if (const DWORD error = LoadPrinters(&printers)) {
             return error;
         }
-        const auto* printers = reinterpret_cast<const PRINTER_INFO_4W*>(buffer.data());
-        for (DWORD i = 0; i < count; ++i) {
-            if (const DWORD error = CheckPrinterIdle(printers[i].pPrinterName)) {
+        for (const PRINTER_INFO_2W& printer : printers) {
+            if (const DWORD error = CheckPrinterIdle(printer.pPrinterName)) {
                 return error;
             }
         }
@@ -178,32 +116,27 @@ public:
     }
 
 private:
-    DWORD CheckPrinterIdle(LPWSTR name)
+    DWORD CheckPrinterIdle(const wchar_t* name)
     {
-        HANDLE printer = nullptr;
-        if (!m_library.Call<decltype(::OpenPrinterW)>("OpenPrinterW", name, &printer, nullptr)) {
+        const CSystemPrinter printer(name);
+        if (!printer) {
             return GetLastError();
         }
-        std::vector<uint64_t> buffer;
-        DWORD count = 0;
-        const DWORD error = ReadList(
-            [this, printer](LPBYTE data, DWORD size, DWORD* needed, DWORD* rows) {
-                return m_library.Call<decltype(::EnumJobsW)>("EnumJobsW", printer, 0, MAXDWORD, kJobLevel,
-                                                             data, size, needed, rows);
-            },
-            &buffer, &count);
-        m_library.Call<decltype(::ClosePrinter)>("ClosePrinter", printer);
-        if (error != ERROR_SUCCESS) {
+        CRecordList<JOB_INFO_1W> jobs;
+        const auto read = [this, &printer](LPBYTE data, DWORD size, DWORD* needed, DWORD* count) {
+            return ErrorOf(
+                m_spooler.enumJobs(printer.Get(), 0, MAXDWORD, kJobLevel, data, size, needed, count));
+        };
+        if (const DWORD error = jobs.Load(read)) {
             return error;
         }
-        const auto* jobs = reinterpret_cast<const JOB_INFO_1W*>(buffer.data());
-        const bool isPrinting = std::any_of(jobs, jobs + count, [](const JOB_INFO_1W& job) {
+        const bool isPrinting = std::any_of(jobs.begin(), jobs.end(), [](const JOB_INFO_1W& job) {
             return (job.Status & JOB_STATUS_PRINTING) != 0;
         });
         return isPrinting ? ERROR_PRINTER_HAS_JOBS_QUEUED : ERROR_SUCCESS;
     }
 
-    CPrintLibrary m_library;
+    const CSpoolerLibrary& m_spooler = CSpoolerLibrary::Get();
 };
 
 } // namespace
