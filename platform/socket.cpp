@@ -47,12 +47,16 @@ int AtMost(size_t sizeBytes)
 CSocket::Transfer ToTransfer(int64_t result, CSocket::State atZero)
 {
     if (result > 0) {
-        return {static_cast<size_t>(result), CSocket::State::Open};
+        return {static_cast<size_t>(result)};
     }
     if (result == 0) {
         return {0, atZero};
     }
-    return {0, system::IsTemporary(system::LastError()) ? CSocket::State::Open : CSocket::State::Broken};
+    const int error = system::LastError();
+    if (system::IsTemporary(error)) {
+        return {};
+    }
+    return {0, CSocket::State::Broken, error};
 }
 
 } // namespace

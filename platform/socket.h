@@ -38,6 +38,7 @@ public:
     struct Transfer {
         size_t count = 0;
         State state = State::Open;
+        int error = 0; ///< with Broken: the system's number, of std::system_category
     };
     /// Bytes read; with Open and none: there are none now.
     Transfer Receive(uint8_t* buffer, size_t sizeBytes);

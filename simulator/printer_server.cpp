@@ -1,6 +1,7 @@
 #include "simulator/printer_server.h"
 
 #include <algorithm>
+#include <system_error>
 
 namespace zrtmon::sim {
 
@@ -10,6 +11,8 @@ constexpr size_t kBufferBytes = size_t{64} * 1024;
 constexpr size_t kReplyBytes = 2048;
 constexpr uint64_t kThousand = 1000;
 constexpr int32_t kPrintingState = 11;
+
+std::string SystemText(int error) { return std::system_category().message(error); }
 
 } // namespace
 
@@ -43,7 +46,7 @@ void CPrinterServer::Step()
 void CPrinterServer::Drop()
 {
     if (m_client) {
-        Disconnect(true);
+        Disconnect("as ordered");
     }
 }
 
@@ -67,7 +70,7 @@ void CPrinterServer::Serve()
         SendReplies();
     }
     if (m_client && m_hasEnded && IsDone()) {
-        Disconnect(false);
+        Disconnect({});
     }
 }
 
@@ -82,7 +85,7 @@ void CPrinterServer::ReceiveBytes()
         m_hasEnded = true;
         m_printer.EndDocument();
     } else if (received.state == CSocket::State::Broken) {
-        Disconnect(true);
+        Disconnect(SystemText(received.error));
     }
 }
 
@@ -115,7 +118,7 @@ void CPrinterServer::SendReplies()
         const CSocket::Transfer sent = m_client.Send(m_unsent.data(), m_unsent.size());
         m_unsent.erase(m_unsent.begin(), m_unsent.begin() + static_cast<ptrdiff_t>(sent.count));
         if (sent.state == CSocket::State::Broken) {
-            Disconnect(true);
+            Disconnect(SystemText(sent.error));
             return;
         }
     } while (m_unsent.empty());
@@ -128,9 +131,9 @@ bool CPrinterServer::IsDone()
            !m_printer.HasReplies();
 }
 
-void CPrinterServer::Disconnect(bool broken)
+void CPrinterServer::Disconnect(const std::string& problem)
 {
-    if (broken) {
+    if (!problem.empty()) {
         m_client.Reset();
     }
     m_client.Close();
@@ -141,7 +144,7 @@ void CPrinterServer::Disconnect(bool broken)
         m_printer.EndDocument();
     }
     Report();
-    m_events.OnDisconnected(broken);
+    m_events.OnDisconnected(problem);
 }
 
 void CPrinterServer::Report()

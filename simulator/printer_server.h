@@ -18,8 +18,8 @@ public:
     virtual ~CServerEvents() = default;
     /// A client is being served.
     virtual void OnConnected() = 0;
-    /// It is served no more; broken: by an error, or by Drop.
-    virtual void OnDisconnected(bool broken) = 0;
+    /// It is served no more. problem: what broke the connection; empty if the client ended it.
+    virtual void OnDisconnected(const std::string& problem) = 0;
     /// The printer has printed that card, counted from 1 since the start.
     virtual void OnCard(uint32_t number) = 0;
     /// The printer's error is now that code; 0: it has cleared.
@@ -67,7 +67,7 @@ private:
     void ReceiveBytes();
     size_t Allowance();
     bool IsDone();
-    void Disconnect(bool broken);
+    void Disconnect(const std::string& problem);
     void Report();
 
     CListener m_listener;

@@ -71,10 +71,11 @@ public:
         }
     }
     void OnConnected() override { Event("connected", "a client is connected", {}); }
-    void OnDisconnected(bool broken) override
+    void OnDisconnected(const std::string& problem) override
     {
-        Event("disconnected", broken ? "the connection broke" : "the client is done",
-              {{"broken", broken ? 1 : 0}});
+        const bool isBroken = !problem.empty();
+        Event("disconnected", isBroken ? "the connection broke: " + problem : "the client is done",
+              {{"broken", isBroken ? 1 : 0}, {"text", PrintableUtf8(problem)}});
     }
     void OnCard(uint32_t number) override
     {

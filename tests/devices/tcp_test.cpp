@@ -21,7 +21,7 @@ constexpr DWORD kLimitMs = 5000; // of everything that should take milliseconds
 
 struct CRecordedEvents final : sim::CServerEvents {
     void OnConnected() override { ++connections; }
-    void OnDisconnected(bool broken) override { ++(broken ? breaks : ends); }
+    void OnDisconnected(const std::string& problem) override { ++(problem.empty() ? ends : breaks); }
     void OnCard(uint32_t) override { ++cards; }
     void OnError(int32_t code) override { error = code; }
     void OnViolation(const sim::Violation&) override { ++violations; }
