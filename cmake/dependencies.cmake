@@ -6,6 +6,7 @@ if(NOT WIN32)
     find_package(benchmark REQUIRED)
     find_package(CLI11 REQUIRED)
     find_package(nlohmann_json REQUIRED)
+    find_package(sdbus-c++ REQUIRED)
     return()
 endif()
 
