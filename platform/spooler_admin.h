@@ -34,6 +34,20 @@ ZRT_PLATFORM_API void StoreValue(const std::wstring& printerName, const std::wst
 ZRT_PLATFORM_API std::optional<std::string> LoadValue(const std::wstring& printerName,
                                                       const std::wstring& valueName);
 
+/// Is told of the values that programs and the monitor store through the services of `platform/win32.h`, not
+/// of those stored by StoreValue: for a spooler whose values outlive the process.
+class IValueObserver {
+public:
+    virtual ~IValueObserver() = default;
+    /// A value was stored; bytes is null when it was removed instead, and type 0 then. Called on the thread
+    /// that did so, in the order of the changes, under the spooler's lock: it must return soon, call nothing
+    /// of the spooler, and not throw. The arguments are borrowed for the call.
+    virtual void OnValueChanged(const std::wstring& printerName, const std::wstring& valueName, DWORD type,
+                                const std::string* bytes) = 0;
+};
+/// Borrowed until it is replaced; null: none. No call is under way after the return.
+ZRT_PLATFORM_API void SetValueObserver(IValueObserver* observer);
+
 /// Redirects what a loaded library imports of the print services to those of this process, with the printers
 /// of this header. False if it imports one that is not served here, or its imports cannot be changed; do not
 /// use it then. Off Windows there is no other spooler, and nothing to do.

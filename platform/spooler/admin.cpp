@@ -71,6 +71,13 @@ std::optional<std::string> LoadValue(const std::wstring& printerName, const std:
     return value ? std::optional(value->bytes) : std::nullopt;
 }
 
+void SetValueObserver(IValueObserver* observer)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    store.SetObserver(observer);
+}
+
 size_t OpenPrinterCount()
 {
     CPrinterStore& store = CPrinterStore::Get();

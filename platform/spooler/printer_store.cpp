@@ -66,6 +66,15 @@ Printer* CPrinterStore::FromHandle(HANDLE handle)
     return found == m_open.end() ? nullptr : found->second.printer.lock().get();
 }
 
+void CPrinterStore::ReportChange(const Printer& printer, const std::wstring& valueName) const
+{
+    if (m_observer) {
+        const Value* const value = printer.FindValue(valueName);
+        m_observer->OnValueChanged(printer.name, valueName, value ? value->type : 0,
+                                   value ? &value->bytes : nullptr);
+    }
+}
+
 bool CPrinterStore::MayAdminister(HANDLE handle) const
 {
     const auto found = m_open.find(ToKey(handle));

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/spooler_admin.h"
 #include "platform/sync.h"
 #include "platform/win32.h"
 #include "platform/wipe.h"
@@ -80,6 +81,11 @@ public:
     bool MayAdminister(HANDLE handle) const;
     size_t OpenCount() const { return m_open.size(); }
 
+    /// Null: none.
+    void SetObserver(IValueObserver* observer) { m_observer = observer; }
+    /// Tells the observer that a value of the printer was stored, or removed when it is not there.
+    void ReportChange(const Printer& printer, const std::wstring& valueName) const;
+
     /// The next job's id, counted over all printers.
     DWORD TakeJobId() { return ++m_lastJobId; }
 
@@ -94,6 +100,7 @@ private:
     std::map<uintptr_t, OpenHandle> m_open;
     uintptr_t m_lastSerial = 0;
     DWORD m_lastJobId = 0;
+    IValueObserver* m_observer = nullptr;
 };
 
 } // namespace zrtmon::spooler

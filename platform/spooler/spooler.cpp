@@ -164,7 +164,9 @@ DWORD WINAPI SetPrinterDataW(HANDLE printer, LPWSTR valueName, DWORD type, LPBYT
         if (!data && size != 0) {
             return ERROR_INVALID_PARAMETER;
         }
-        store.FromHandle(printer)->StoreValue(valueName, type, {reinterpret_cast<const char*>(data), size});
+        Printer& changed = *store.FromHandle(printer);
+        changed.StoreValue(valueName, type, {reinterpret_cast<const char*>(data), size});
+        store.ReportChange(changed, valueName);
         return ERROR_SUCCESS;
     });
 }
@@ -176,7 +178,12 @@ DWORD WINAPI DeletePrinterDataW(HANDLE printer, LPWSTR valueName)
         if (refusal != ERROR_SUCCESS) {
             return refusal;
         }
-        return store.FromHandle(printer)->values.erase(valueName) != 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+        Printer& changed = *store.FromHandle(printer);
+        if (changed.values.erase(valueName) == 0) {
+            return ERROR_FILE_NOT_FOUND;
+        }
+        store.ReportChange(changed, valueName);
+        return ERROR_SUCCESS;
     });
 }
 

@@ -216,4 +216,40 @@ TEST_F(Spooler, PacksJobsIntoExactlyTheSizeThatItAsksFor)
     EXPECT_EQ(end, jobs[1].pDatatype + 4) << "the last text ends where the buffer does";
 }
 
+// ---------------------------------------------------------------------------------------------
+// The observer
+
+class CNotes final : public spooler::IValueObserver {
+public:
+    CNotes() { spooler::SetValueObserver(this); }
+    ~CNotes() override { spooler::SetValueObserver(nullptr); }
+
+    std::wstring text;
+
+private:
+    void OnValueChanged(const std::wstring& printerName, const std::wstring& valueName, DWORD type,
+                        const std::string* bytes) override
+    {
+        text += printerName + L'/' + valueName + L':' + std::to_wstring(type) +
+                (bytes ? L'=' + std::wstring(bytes->begin(), bytes->end()) : L" removed") + L';';
+    }
+};
+
+TEST_F(Spooler, TellsTheObserverWhatTheServicesChange)
+{
+    const CPrinterHandle printer = Open();
+    const CPrinterHandle user = Open(kUse);
+    {
+        const CNotes notes;
+        EXPECT_EQ(0u, Set(printer.Get(), L"a", 3, "1"));
+        EXPECT_EQ(0u, Set(printer.Get(), L"A", 4, "")); // the same value, in the name that was used last
+        EXPECT_EQ(0u, DeletePrinterDataW(printer.Get(), Name(L"a")));
+        EXPECT_NE(0u, DeletePrinterDataW(printer.Get(), Name(L"a")));
+        EXPECT_NE(0u, Set(user.Get(), L"a", 3, "2"));
+        spooler::StoreValue(kPrinter, L"b", 3, "3");
+        EXPECT_EQ(L"Cards/a:3=1;Cards/A:4=;Cards/a:0 removed;", notes.text);
+    }
+    EXPECT_EQ(0u, Set(printer.Get(), L"a", 3, "1")); // nobody listens
+}
+
 } // namespace

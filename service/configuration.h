@@ -1,0 +1,37 @@
+/// The files that say which printers the service keeps.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace zrtmon::service {
+
+/// One printer.
+struct CPrinterConfiguration {
+    std::string name;   ///< UTF-8, unique without regard to case
+    std::string port;   ///< as zrtctl's --port
+    std::string policy; ///< path of the password policy; empty: that of the stored value "ConfigurationFile"
+
+    bool operator==(const CPrinterConfiguration&) const = default;
+};
+
+struct CConfiguration {
+    unsigned keepDays = 90;            ///< the journal forgets jobs that ended earlier
+    std::filesystem::path metricsFile; ///< empty: none is written
+    std::vector<CPrinterConfiguration> printers;
+    /// The printers of files with a problem, as far as they could be read: a reload leaves those alone.
+    std::vector<std::string> doubtfulPrinters;
+    /// One line each: "FILE:LINE: what is wrong; what would do".
+    std::vector<std::string> problems;
+};
+
+/// Characters of a printer's name.
+inline constexpr size_t kLongestPrinterName = 127;
+
+/// Reads FOLDER/zrtmond.conf, which may be missing, and FOLDER/printers.d/*.conf in the order of their names,
+/// one printer each. Lines are "key = value"; empty ones and those that begin with '#' are skipped. A setting
+/// with a problem keeps its default, and a printer with one is left out. Opens no port.
+CConfiguration LoadConfiguration(const std::filesystem::path& folder);
+
+} // namespace zrtmon::service
