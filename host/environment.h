@@ -15,6 +15,8 @@
 
 namespace zrtmon::host {
 
+class ISystemPrinters;
+
 /// A running thread; the destructor waits for its end.
 class IRunningThread {
 public:
@@ -47,8 +49,9 @@ struct CHostEnvironment {
     std::string libraryFile; ///< its file name
     /// Replaces the library's export if set; no library is loaded then.
     InitializeMonitor initialize = nullptr;
-    IPrintSystem* printSystem = nullptr;   ///< the machine's own; never null
-    ISpoolerSetup* spoolerSetup = nullptr; ///< likewise
+    IPrintSystem* printSystem = nullptr;       ///< the machine's own; never null
+    ISpoolerSetup* spoolerSetup = nullptr;     ///< likewise
+    ISystemPrinters* systemPrinters = nullptr; ///< likewise
 };
 
 } // namespace zrtmon::host

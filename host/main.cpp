@@ -1,8 +1,10 @@
 #include <iostream>
 
+#include "host/places/spooler_printers.h"
 #include "host/program.h"
 #include "platform/print_system.h"
 #include "platform/spooler_setup.h"
+#include "platform/system_spooler.h"
 #include "platform/terminal.h"
 #include "platform/thread.h"
 
@@ -43,5 +45,7 @@ int main(int argc, char** argv)
         .printSystem = &MachinePrintSystem(),
         .spoolerSetup = &MachineSpoolerSetup(),
     };
+    host::CSpoolerPrinters printers(MachineSpooler(), environment);
+    environment.systemPrinters = &printers;
     return host::Main(argc, argv, environment);
 }

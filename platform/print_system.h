@@ -37,6 +37,10 @@ public:
     virtual DWORD RemoveMonitor(const std::wstring& name) = 0;
     virtual DWORD ListMonitors(std::vector<CMonitorEntry>* monitors) = 0;
 
+    /// Whether the path begins with a drive letter that only this user's session has: the spooler does not
+    /// see it.
+    virtual bool IsMappedDrive(const std::wstring& path) = 0;
+
     /// The system and the printers that use the monitor of that name: the target alone (a printer's name, or
     /// where printers are device nodes, a path) or, when that is empty, all that can be found.
     virtual std::vector<CDiagnostic> Examine(const std::wstring& monitor, const std::string& target) = 0;

@@ -1,7 +1,5 @@
 #include "security/config_password.h"
 
-#include <optional>
-
 #include "security/xml_password.h"
 
 namespace zrtmon {
@@ -17,19 +15,15 @@ uint64_t FileTimeUnits(const SYSTEMTIME& time)
     return uint64_t{units.dwHighDateTime} << 32 | units.dwLowDateTime;
 }
 
-struct Rules {
-    BOOL onFirstCard = FALSE;
-    uint32_t delayMs = 0;
-};
+} // namespace
 
-/// Empty if the file cannot be loaded, or does not name a known delay although the delay rule is on.
-std::optional<Rules> ReadRules(const wchar_t* path)
+std::optional<PolicyRules> ReadPolicyRules(const wchar_t* path)
 try {
     CXmlPassword file;
     if (!file.Load(path)) {
         return std::nullopt;
     }
-    Rules rules;
+    PolicyRules rules;
     file.ReadOnFirstCard(&rules.onFirstCard); // off if it has no "Enabled", as the delay rule is
     BOOL afterDelay = FALSE;
     if (file.ReadAfterDelay(&afterDelay) && afterDelay) {
@@ -43,12 +37,10 @@ try {
     return std::nullopt;
 }
 
-} // namespace
-
 BOOL CConfigPassword::Load(const wchar_t* path)
 {
     m_entryPending = TRUE;
-    const std::optional<Rules> rules = ReadRules(path);
+    const std::optional<PolicyRules> rules = ReadPolicyRules(path);
     if (!rules) {
         return FALSE;
     }

@@ -1,10 +1,20 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "security/config.h"
 
 namespace zrtmon {
+
+/// What a policy file says.
+struct PolicyRules {
+    BOOL onFirstCard = FALSE; ///< the first card of a day needs a password
+    uint32_t delayMs = 0;     ///< after which a password is due again; 0: rule off
+};
+
+/// std::nullopt if the file cannot be loaded, or does not name a known delay although the delay rule is on.
+std::optional<PolicyRules> ReadPolicyRules(const wchar_t* path);
 
 /// The policy that says when a password must be entered again, and the time of the last entry. Local time.
 /// One thread at a time: that of the port's documents.

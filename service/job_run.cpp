@@ -209,7 +209,7 @@ std::optional<std::string> CJobRun::PrinterProblem(int cards)
     }
     const host::CQueriedNumber category = QueryPatiently("PrinterError");
     if (!category.value) {
-        return "cannot tell whether the job was printed: " + host::QueryErrorText(m_session, category.error);
+        return "cannot tell whether the job was printed: " + m_session.QueryErrorText(category.error);
     }
     if (*category.value != host::kNoErrorCategory) {
         const int code = m_session.PublishedValues().deviceError.value_or(0);
@@ -220,11 +220,11 @@ std::optional<std::string> CJobRun::PrinterProblem(int cards)
 
 host::CQueriedNumber CJobRun::QueryPatiently(const std::string& name)
 {
-    host::CQueriedNumber number = host::QueryNumber(m_session, name);
+    host::CQueriedNumber number = host::NumberOf(m_session.Query(name));
     for (unsigned tries = 1; !number.value && number.error == ERROR_BUSY && tries < kMostBusyTries &&
                              !m_control.IsCancelled() && !m_session.Failure();
          ++tries) {
-        number = host::QueryNumber(m_session, name);
+        number = host::NumberOf(m_session.Query(name));
     }
     return number;
 }

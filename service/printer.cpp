@@ -137,9 +137,8 @@ void CPrinter::Recover()
         int cardCount = -1;
         if (m_session->HasDevice()) {
             const host::CQueryResult result = m_session->Query("CancelPrint");
-            problem = result.answered ? std::nullopt
-                                      : std::optional(host::QueryErrorText(*m_session, result.error));
-            cardCount = problem ? -1 : host::QueryNumber(*m_session, "CardCount").value.value_or(-1);
+            problem = result.answered ? std::nullopt : std::optional(m_session->QueryErrorText(result.error));
+            cardCount = problem ? -1 : host::NumberOf(m_session->Query("CardCount")).value.value_or(-1);
         }
         m_context.loop.Post([this, problem, cardCount] { FinishRecovery(problem, cardCount); });
     });

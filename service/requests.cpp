@@ -119,7 +119,7 @@ std::string CarryOut(const host::CSpoolerSession& session, const std::string& te
             ? SendPasswords(session, name, std::string_view(text).substr(name.size() + 1))
             : session.Query(text);
     if (!result.answered) {
-        const std::string words = name + ": " + host::QueryErrorText(session, result.error);
+        const std::string words = name + ": " + session.QueryErrorText(result.error);
         throw CServiceError(NameOf(result.error), WithError(words, result.error));
     }
     return result.text;

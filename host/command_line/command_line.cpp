@@ -207,8 +207,8 @@ private:
         if (IsFlag(option) && parsed.results() != std::vector<std::string>(parsed.count(), "true")) {
             Refuse(option.name + " takes no value");
         }
-        if (option.given) {
-            *option.given = true;
+        if (!option.form.empty() && parsed.results().front().empty()) {
+            Refuse(option.name + " needs a value");
         }
         std::visit(CStore{option, parsed.results()}, option.target);
     }

@@ -29,7 +29,6 @@ struct COption {
     uint64_t least = 0;    ///< of a number
     uint64_t most = UINT32_MAX;
     bool required = false;
-    bool* given = nullptr; ///< borrowed; set to true when the option is on the line. May be null
 };
 
 struct CCommand {

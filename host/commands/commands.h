@@ -5,7 +5,7 @@
 
 #include "host/command_line/command_line.h"
 #include "host/environment.h"
-#include "host/session/spooler_session.h"
+#include "host/places/open_printer.h"
 #include "host/terminal/console.h"
 
 namespace zrtmon::host {
@@ -15,6 +15,10 @@ CCommand GetCommand();
 CCommand StatusCommand();
 CCommand SettingsCommand();
 CCommand PasswordCommand();
+/// A part of PasswordCommand.
+CCommand PasswordSupplyCommand();
+CCommand PolicyCommand();
+CCommand PrintersCommand();
 CCommand NamesCommand();
 CCommand MakeJobCommand();
 CCommand DoctorCommand();
@@ -24,8 +28,8 @@ CCommand InstallCommand();
 CCommand UninstallCommand();
 CCommand SetupCommand();
 
-/// The options of a command followed by those of every command that opens a port.
-std::vector<COption> WithSessionOptions(std::vector<COption> options, CSessionOptions& session);
+/// The options of a command followed by those of every command that reaches for a printer.
+std::vector<COption> WithPrinterOptions(std::vector<COption> options, CPrinterChoice& choice);
 
 /// Throws CHostError (Interrupted) if the interrupt key was pressed.
 void StopWhenInterrupted(const CHostEnvironment& environment);

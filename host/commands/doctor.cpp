@@ -3,8 +3,8 @@
 
 #include "host/commands/commands.h"
 #include "host/commands/installation.h"
+#include "host/places/port_printer.h"
 #include "host/printer/status_words.h"
-#include "host/session/query.h"
 #include "host/text/file.h"
 #include "host/text/json.h"
 #include "host/text/text.h"
@@ -15,8 +15,7 @@ namespace {
 struct CDoctorArguments {
     std::string target;
     std::string monitor = kMonitorName;
-    CSessionOptions session;
-    bool examinesPort = false;
+    CPrinterChoice printer;
     bool json = false;
 };
 
@@ -37,9 +36,9 @@ CDiagnostic Registration(IPrintSystem& system, const std::string& name)
 }
 
 /// The device ID, which the port monitor returns through the language monitor.
-CDiagnostic DeviceId(const CSpoolerSession& session)
+CDiagnostic DeviceId(const CPortPrinter& printer)
 {
-    const std::optional<std::string> deviceId = session.DeviceId();
+    const std::optional<std::string> deviceId = printer.DeviceId();
     if (!deviceId) {
         return {"device ID", "none (error " + std::to_string(GetLastError()) + ')',
                 "check that the printer is switched on and its cable connected"};
@@ -47,11 +46,11 @@ CDiagnostic DeviceId(const CSpoolerSession& session)
     return {"device ID", *deviceId, ""};
 }
 
-CDiagnostic LastStatus(const CSpoolerSession& session)
+CDiagnostic LastStatus(CPortPrinter& printer)
 {
-    const CQueriedNumber category = QueryNumber(session, "PrinterError");
+    const CQueriedNumber category = QueryNumber(printer, "PrinterError");
     if (!category.value) {
-        return {"status", QueryErrorWords(category.error),
+        return {"status", printer.QueryErrorText(category.error),
                 "check that the printer is switched on and its cable connected"};
     }
     const bool isReady = *category.value == kNoErrorCategory;
@@ -62,13 +61,13 @@ CDiagnostic LastStatus(const CSpoolerSession& session)
 void ExaminePort(const CDoctorArguments& arguments, CHostEnvironment& environment,
                  std::vector<CDiagnostic>* diagnostics)
 {
-    const std::string topic = "port " + PrintableInput(arguments.session.port);
+    const std::string topic = "port " + PrintableInput(arguments.printer.port);
     try {
-        const CSpoolerSession session(arguments.session, environment);
+        const std::unique_ptr<CPortPrinter> printer = OpenPort(arguments.printer, environment);
         diagnostics->push_back({topic, "opens through the monitor's library", ""});
-        if (session.HasDevice()) {
-            diagnostics->push_back(DeviceId(session));
-            diagnostics->push_back(LastStatus(session));
+        if (printer->HasDevice()) {
+            diagnostics->push_back(DeviceId(*printer));
+            diagnostics->push_back(LastStatus(*printer));
         }
     } catch (const CHostError& error) {
         diagnostics->push_back({topic, "does not open", error.what()});
@@ -105,13 +104,14 @@ std::string Json(const std::vector<CDiagnostic>& diagnostics)
 
 ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
+    RequirePortForItsOptions(arguments.printer);
     std::vector<CDiagnostic> diagnostics = {{"zrtctl", ZRTMON_VERSION, ""}};
     for (CDiagnostic& diagnostic :
          environment.printSystem->Examine(WideFromUtf8(arguments.monitor), arguments.target)) {
         diagnostics.push_back(std::move(diagnostic));
     }
     diagnostics.insert(diagnostics.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
-    if (arguments.examinesPort) {
+    if (!arguments.printer.port.empty()) {
         ExaminePort(arguments, environment, &diagnostics);
     }
     console.Answer(arguments.json ? Json(diagnostics) : Table(diagnostics));
@@ -125,28 +125,21 @@ ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environm
 CCommand DoctorCommand()
 {
     const auto arguments = std::make_shared<CDoctorArguments>();
-    CCommand command{
-        .name = "doctor",
-        .help = "Diagnose the system, the monitor and the printer",
-        .options = WithSessionOptions(
-            {{.name = "TARGET",
-              .target = &arguments->target,
-              .help = "Printer (Windows) or device node (Linux); all that are found if not given"},
-             {.name = "--name",
-              .target = &arguments->monitor,
-              .help = "Name of the monitor in the drivers' LanguageMonitor entry",
-              .form = "NAME"},
-             {.name = "--json", .target = &arguments->json, .help = "Print one JSON array"}},
-            arguments->session),
-        .run = [arguments](CHostEnvironment& environment, CConsole& console) {
-            return Examine(*arguments, environment, console);
-        }};
-    for (COption& option : command.options) {
-        if (option.name == "--port" || option.name == "--library") {
-            option.given = &arguments->examinesPort;
-        }
-    }
-    return command;
+    return {.name = "doctor",
+            .help = "Diagnose the system, the monitor and the printer",
+            .options = WithPrinterOptions(
+                {{.name = "TARGET",
+                  .target = &arguments->target,
+                  .help = "Printer (Windows) or device node (Linux); all that are found if not given"},
+                 {.name = "--name",
+                  .target = &arguments->monitor,
+                  .help = "Name of the monitor in the drivers' LanguageMonitor entry",
+                  .form = "NAME"},
+                 {.name = "--json", .target = &arguments->json, .help = "Print one JSON array"}},
+                arguments->printer),
+            .run = [arguments](CHostEnvironment& environment, CConsole& console) {
+                return Examine(*arguments, environment, console);
+            }};
 }
 
 } // namespace zrtmon::host

@@ -3,7 +3,6 @@
 #include "host/commands/commands.h"
 #include "host/printer/status_words.h"
 #include "host/printer/value_names.h"
-#include "host/session/query.h"
 #include "host/text/json.h"
 #include "host/text/text.h"
 
@@ -12,7 +11,7 @@ namespace {
 
 struct CGetArguments {
     std::vector<std::string> names;
-    CSessionOptions session;
+    CPrinterChoice printer;
     bool json = false;
 };
 
@@ -61,17 +60,17 @@ void CheckNames(const std::vector<std::string>& names)
 ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
     CheckNames(arguments.names);
-    CSpoolerSession session(arguments.session, environment);
+    const std::unique_ptr<IPrinter> printer = OpenPrinter(arguments.printer, environment);
     CAnswerSheet sheet(console, arguments);
     ExitStatus status = ExitStatus::Done;
     for (const std::string& name : arguments.names) {
         StopWhenInterrupted(environment);
-        const CQueryResult answer = session.Query(name);
+        const CQueryResult answer = printer->Query(name);
         if (answer.answered) {
             sheet.Add(name, answer.text);
             continue;
         }
-        console.Message("zrtctl: " + Printable(name) + ": " + QueryErrorText(session, answer.error),
+        console.Message("zrtctl: " + Printable(name) + ": " + printer->QueryErrorText(answer.error),
                         Tone::Bad);
         status = status == ExitStatus::Done ? QueryStatus(answer.error) : status;
     }
@@ -86,13 +85,13 @@ CCommand GetCommand()
     const auto arguments = std::make_shared<CGetArguments>();
     return {.name = "get",
             .help = "Query the printer by value name",
-            .options = WithSessionOptions(
+            .options = WithPrinterOptions(
                 {{.name = "NAME",
                   .target = &arguments->names,
                   .help = "Value names; NAME/PARAMETERS for those that take parameters",
                   .required = true},
                  {.name = "--json", .target = &arguments->json, .help = "Print one JSON object"}},
-                arguments->session),
+                arguments->printer),
             .run = [arguments](CHostEnvironment& environment, CConsole& console) {
                 return Get(*arguments, environment, console);
             }};

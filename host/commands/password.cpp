@@ -3,7 +3,6 @@
 
 #include "host/commands/commands.h"
 #include "host/passwords/password_reader.h"
-#include "host/session/query.h"
 
 namespace zrtmon::host {
 namespace {
@@ -21,8 +20,8 @@ bool IsSet(std::string_view answer, const std::string& field)
 /// One command's conversation with the printer and with the user, who knows its passwords.
 class CPasswordDialog {
 public:
-    CPasswordDialog(const CSessionOptions& options, const CHostEnvironment& environment, CConsole& console)
-        : m_session(options, environment), m_environment(environment), m_console(console),
+    CPasswordDialog(const CPrinterChoice& choice, const CHostEnvironment& environment, CConsole& console)
+        : m_printer(OpenPrinter(choice, environment)), m_environment(environment), m_console(console),
           m_reader(environment, console)
     {
     }
@@ -31,17 +30,17 @@ public:
 
     CSecurityState State()
     {
-        const std::string answer = QueryOrThrow(m_session, "SecurityInfo");
+        const std::string answer = QueryOrThrow(*m_printer, "SecurityInfo");
         return {IsSet(answer, "Password"), IsSet(answer, "Validation")};
     }
 
     void Send(const std::string& name, std::initializer_list<std::string_view> passwords)
     {
         StopWhenInterrupted(m_environment);
-        const CQueryResult result = m_session.SendPasswords(name, passwords);
+        const CQueryResult result = m_printer->SendPasswords(name, passwords);
         if (!result.answered) {
             throw CHostError(QueryStatus(result.error),
-                             name + ": " + QueryErrorText(m_session, result.error));
+                             name + ": " + m_printer->QueryErrorText(result.error));
         }
     }
 
@@ -84,7 +83,7 @@ public:
     }
 
 private:
-    CSpoolerSession m_session;
+    std::unique_ptr<IPrinter> m_printer;
     const CHostEnvironment& m_environment;
     CConsole& m_console;
     CPasswordReader m_reader;
@@ -194,20 +193,22 @@ constexpr CPasswordAction kActions[] = {
 CCommand PasswordCommand()
 {
     CCommand command{.name = "password",
-                     .help = "Set and check the printer's passwords, typed or read from standard input"};
+                     .help = "Set and check the printer's passwords, typed or read from standard input",
+                     .hidesExtraArguments = true};
     for (const CPasswordAction& action : kActions) {
-        const auto session = std::make_shared<CSessionOptions>();
+        const auto choice = std::make_shared<CPrinterChoice>();
         command.parts.push_back({.name = action.command,
                                  .help = action.help,
-                                 .options = WithSessionOptions({}, *session),
+                                 .options = WithPrinterOptions({}, *choice),
                                  .run =
-                                     [session, &action](CHostEnvironment& environment, CConsole& console) {
-                                         CPasswordDialog dialog(*session, environment, console);
+                                     [choice, &action](CHostEnvironment& environment, CConsole& console) {
+                                         CPasswordDialog dialog(*choice, environment, console);
                                          action.run(dialog, action);
                                          return ExitStatus::Done;
                                      },
                                  .hidesExtraArguments = true});
     }
+    command.parts.push_back(PasswordSupplyCommand());
     return command;
 }
 

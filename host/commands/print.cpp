@@ -16,7 +16,7 @@ constexpr uint32_t kLongestHoldSeconds = 7 * 24 * 60 * 60;
 struct CPrintArguments {
     std::vector<std::string> files;
     std::string policy;
-    CSessionOptions session;
+    CPrinterChoice printer;
     CPrintOptions print;
 };
 
@@ -52,17 +52,17 @@ std::wstring PolicyPath(const std::string& file)
         return {};
     }
     const std::filesystem::path path = std::filesystem::absolute(PathFromUtf8(file));
-    ReadWholeFile(path); // the monitor silently ignores a file that it cannot read
+    RequireReadable(path); // the monitor silently ignores a file that it cannot read
     return WidePath(path);
 }
 
-void StorePolicyPath(CSpoolerSession& session, const std::wstring& path)
+void StorePolicyPath(IPrinter& printer, const std::wstring& path)
 {
     const std::span withEnd(reinterpret_cast<const char*>(path.c_str()), (path.size() + 1) * sizeof(wchar_t));
-    const DWORD error = session.StoreValue(L"ConfigurationFile", REG_SZ, withEnd);
+    const DWORD error = printer.StoreValue(L"ConfigurationFile", REG_SZ, withEnd);
     if (error != ERROR_SUCCESS) {
         throw CHostError(ExitStatus::NoDevice,
-                         "cannot store the policy path in the printer's data: " + PortErrorWords(error));
+                         "cannot store the policy path in the printer's data: " + SpoolerErrorWords(error));
     }
 }
 
@@ -70,16 +70,21 @@ void StorePolicyPath(CSpoolerSession& session, const std::wstring& path)
 ExitStatus Print(const CPrintArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
     CheckAskNames(arguments.print.askNames);
+    if (!arguments.policy.empty() && arguments.printer.port.empty()) {
+        throw CHostError(
+            ExitStatus::Usage,
+            "--policy: only with --port; zrtctl policy set FILE changes that of an installed printer");
+    }
     std::vector<CJobSource> jobs = OpenJobs(arguments.files);
     const std::wstring policy = PolicyPath(arguments.policy);
-    CSpoolerSession session(arguments.session, environment);
+    const std::unique_ptr<IPrinter> printer = OpenPrinter(arguments.printer, environment);
     if (!policy.empty()) {
-        StorePolicyPath(session, policy);
+        StorePolicyPath(*printer, policy);
     }
     for (CJobSource& job : jobs) {
         console.Message("printing " + DisplayPath(job.Path()) + " (" + ByteCount(job.TotalBytes()) + ") on " +
-                        PrintableInput(arguments.session.port));
-        CPrintRun run(session, arguments.print, environment, console);
+                        printer->Place());
+        CPrintRun run(*printer, arguments.print, environment, console);
         const ExitStatus status = run.Run(job);
         if (status != ExitStatus::Done) {
             return status;
@@ -96,31 +101,32 @@ CCommand PrintCommand()
     CPrintOptions& print = arguments->print;
     return {.name = "print",
             .help = "Print job files, one after the other",
-            .options = WithSessionOptions({{.name = "FILE",
-                                            .target = &arguments->files,
-                                            .help = "A job, as the printer driver made it",
-                                            .required = true},
-                                           {.name = "--piece",
-                                            .target = &print.pieceBytes,
-                                            .help = "Bytes offered to the monitor in one call",
-                                            .form = "BYTES",
-                                            .least = 1,
-                                            .most = kLargestPiece},
-                                           {.name = "--ask",
-                                            .target = &print.askNames,
-                                            .help = "Query these value names while the job prints",
-                                            .form = "NAME,..."},
-                                           {.name = "--policy",
-                                            .target = &arguments->policy,
-                                            .help = "Policy file: how often a password must be given",
-                                            .form = "FILE"},
-                                           {.name = "--give-up",
-                                            .target = &print.giveUpSeconds,
-                                            .help = "Delete a job that has been waiting this long",
-                                            .form = "SECONDS",
-                                            .least = 1,
-                                            .most = kLongestHoldSeconds}},
-                                          arguments->session),
+            .options =
+                WithPrinterOptions({{.name = "FILE",
+                                     .target = &arguments->files,
+                                     .help = "A job, as the printer driver made it",
+                                     .required = true},
+                                    {.name = "--piece",
+                                     .target = &print.pieceBytes,
+                                     .help = "Bytes offered to the monitor in one call",
+                                     .form = "BYTES",
+                                     .least = 1,
+                                     .most = kLargestPiece},
+                                    {.name = "--ask",
+                                     .target = &print.askNames,
+                                     .help = "Query these value names while the job prints",
+                                     .form = "NAME,..."},
+                                    {.name = "--policy",
+                                     .target = &arguments->policy,
+                                     .help = "With --port: policy file, how often a password must be given",
+                                     .form = "FILE"},
+                                    {.name = "--give-up",
+                                     .target = &print.giveUpSeconds,
+                                     .help = "Delete a job that has been waiting this long",
+                                     .form = "SECONDS",
+                                     .least = 1,
+                                     .most = kLongestHoldSeconds}},
+                                   arguments->printer),
             .run = [arguments](CHostEnvironment& environment, CConsole& console) {
                 return Print(*arguments, environment, console);
             }};

@@ -5,7 +5,6 @@
 #include "host/printer/settings.h"
 #include "host/printer/status_words.h"
 #include "host/printer/value_names.h"
-#include "host/session/query.h"
 #include "host/text/file.h"
 #include "host/text/text.h"
 #include "platform/win32.h"
@@ -14,7 +13,7 @@ namespace zrtmon::host {
 namespace {
 
 struct CSettingsArguments {
-    CSessionOptions session;
+    CPrinterChoice printer;
     std::string file;
     std::vector<std::string> changes;
 };
@@ -22,9 +21,9 @@ struct CSettingsArguments {
 using SettingsAction = ExitStatus (*)(const CSettingsArguments& arguments, CHostEnvironment& environment,
                                       CConsole& console);
 
-std::vector<CSetting> ReadSettings(CSpoolerSession& session)
+std::vector<CSetting> ReadSettings(IPrinter& printer)
 {
-    return ParseSettings(QueryOrThrow(session, "CurrentSettings"));
+    return ParseSettings(QueryOrThrow(printer, "CurrentSettings"));
 }
 
 std::string SettingLine(const CSetting& setting, size_t nameWidth)
@@ -38,8 +37,8 @@ std::string SettingLine(const CSetting& setting, size_t nameWidth)
 
 ExitStatus Show(const CSettingsArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
-    CSpoolerSession session(arguments.session, environment);
-    const std::vector<CSetting> settings = ReadSettings(session);
+    const std::unique_ptr<IPrinter> printer = OpenPrinter(arguments.printer, environment);
+    const std::vector<CSetting> settings = ReadSettings(*printer);
     size_t width = 0;
     for (const CSetting& setting : settings) {
         width = std::max(width, setting.name.size());
@@ -52,45 +51,85 @@ ExitStatus Show(const CSettingsArguments& arguments, CHostEnvironment& environme
 
 ExitStatus Save(const CSettingsArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
-    CSpoolerSession session(arguments.session, environment);
-    const std::vector<CSetting> settings = ReadSettings(session);
+    const std::unique_ptr<IPrinter> printer = OpenPrinter(arguments.printer, environment);
+    const std::vector<CSetting> settings = ReadSettings(*printer);
     const std::filesystem::path path = PathFromUtf8(arguments.file);
     WriteWholeFile(path, SettingsFileText(settings));
     console.Message(DisplayPath(path) + ": " + std::to_string(settings.size()) + " settings saved");
     return ExitStatus::Done;
 }
 
-/// Stores the text where the monitor reads the settings to write, and makes it write them.
-void WriteSettings(CSpoolerSession& session, const CSettingsArguments& arguments, const std::string& text)
-{
-    const DWORD error = session.StoreValue(L"CurrentSettings", REG_BINARY, text);
-    if (error != ERROR_SUCCESS) {
-        throw CHostError(ExitStatus::NoDevice,
-                         "cannot store the settings in the printer's data: " + PortErrorWords(error));
+/// A value of the printer's data for as long as the object lives; then what was stored before is put back.
+class CTemporaryValue {
+public:
+    /// Throws CHostError (NoPermission or NoDevice) if it cannot be stored.
+    CTemporaryValue(IPrinter& printer, const wchar_t* name, DWORD type, const std::string& bytes)
+        : m_printer(printer), m_name(name), m_before(printer.LoadValue(name))
+    {
+        const DWORD error = printer.StoreValue(name, type, bytes);
+        if (error != ERROR_SUCCESS) {
+            throw CHostError(SpoolerErrorStatus(error),
+                             "cannot store the settings in the printer's data: " + SpoolerErrorWords(error));
+        }
     }
-    QueryOrThrow(session, "InitializeSettings/" + arguments.session.printer);
+    ~CTemporaryValue()
+    {
+        if (m_before) {
+            m_printer.StoreValue(m_name, m_before->type, m_before->bytes);
+        } else {
+            m_printer.RemoveValue(m_name);
+        }
+    }
+    CTemporaryValue(const CTemporaryValue&) = delete;
+    CTemporaryValue& operator=(const CTemporaryValue&) = delete;
+
+private:
+    IPrinter& m_printer;
+    const wchar_t* m_name;
+    std::optional<CStoredValue> m_before;
+};
+
+/// Stores the text where the monitor reads the settings to write, and makes it write them.
+void WriteSettings(IPrinter& printer, const std::string& text)
+{
+    const CTemporaryValue settings(printer, L"CurrentSettings", REG_BINARY, text);
+    QueryOrThrow(printer, "InitializeSettings/" + printer.Name());
 }
 
 /// Reads the settings back and throws if the printer did not accept a change.
-void CheckWritten(CSpoolerSession& session, std::span<const CSettingChange> changes)
+void CheckWritten(IPrinter& printer, std::span<const CSettingChange> changes)
 {
-    const std::vector<CSetting> settings = ReadSettings(session);
+    const std::vector<CSetting> settings = ReadSettings(printer);
+    std::string refused;
+    size_t refusedCount = 0;
     for (const CSettingChange& change : changes) {
-        const bool isHeld = std::any_of(settings.begin(), settings.end(), [&](const CSetting& setting) {
-            return setting.name == change.name && setting.value == change.value;
-        });
-        if (!isHeld) {
-            throw CHostError(ExitStatus::PrinterError, "the printer did not accept " + change.name + '=' +
-                                                           std::to_string(change.value));
+        const auto setting = std::find_if(settings.begin(), settings.end(),
+                                          [&](const CSetting& row) { return row.name == change.name; });
+        if (setting == settings.end() || setting->value != change.value) {
+            ++refusedCount;
+            refused += (refused.empty() ? "" : ", ") + change.name + '=' + std::to_string(change.value) +
+                       (setting == settings.end() ? "" : " (it has " + std::to_string(setting->value) + ')');
         }
     }
+    if (refused.empty()) {
+        return;
+    }
+    std::string message = "the printer did not accept " + refused;
+    if (changes.size() > 1) {
+        message += "; it took " + std::to_string(changes.size() - refusedCount) + " of " +
+                   std::to_string(changes.size()) + " settings";
+    }
+    if (refusedCount == changes.size()) {
+        message += "; a spooler that answers the monitor's own reading from the printer makes it write back "
+                   "what is there";
+    }
+    throw CHostError(ExitStatus::PrinterError, message);
 }
 
-void Apply(CSpoolerSession& session, const CSettingsArguments& arguments,
-           std::span<const CSettingChange> changes, ExitStatus refusal, CConsole& console)
+void Apply(IPrinter& printer, std::span<const CSettingChange> changes, ExitStatus refusal, CConsole& console)
 {
-    WriteSettings(session, arguments, ChangeText(ReadSettings(session), changes, refusal));
-    CheckWritten(session, changes);
+    WriteSettings(printer, ChangeText(ReadSettings(printer), changes, refusal));
+    CheckWritten(printer, changes);
     const bool isOne = changes.size() == 1;
     console.Message(std::to_string(changes.size()) + (isOne ? " setting written" : " settings written"));
 }
@@ -100,8 +139,8 @@ ExitStatus Restore(const CSettingsArguments& arguments, CHostEnvironment& enviro
     const std::filesystem::path path = PathFromUtf8(arguments.file);
     try {
         const std::vector<CSettingChange> changes = ReadSettingsFile(ReadWholeFile(path));
-        CSpoolerSession session(arguments.session, environment);
-        Apply(session, arguments, changes, ExitStatus::BadData, console);
+        const std::unique_ptr<IPrinter> printer = OpenPrinter(arguments.printer, environment);
+        Apply(*printer, changes, ExitStatus::BadData, console);
     } catch (const CHostError& error) {
         if (error.Status() != ExitStatus::BadData) {
             throw;
@@ -117,8 +156,8 @@ ExitStatus Set(const CSettingsArguments& arguments, CHostEnvironment& environmen
     for (const std::string& change : arguments.changes) {
         changes.push_back(ParseSettingChange(change));
     }
-    CSpoolerSession session(arguments.session, environment);
-    Apply(session, arguments, changes, ExitStatus::Usage, console);
+    const std::unique_ptr<IPrinter> printer = OpenPrinter(arguments.printer, environment);
+    Apply(*printer, changes, ExitStatus::Usage, console);
     return ExitStatus::Done;
 }
 
@@ -128,7 +167,7 @@ CCommand ActionCommand(const char* name, const char* help, SettingsAction action
 {
     return {.name = name,
             .help = help,
-            .options = WithSessionOptions(std::move(options), arguments->session),
+            .options = WithPrinterOptions(std::move(options), arguments->printer),
             .run = [arguments, action](CHostEnvironment& environment, CConsole& console) {
                 return action(*arguments, environment, console);
             }};

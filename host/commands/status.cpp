@@ -2,7 +2,6 @@
 
 #include "host/commands/commands.h"
 #include "host/printer/status_words.h"
-#include "host/session/query.h"
 #include "host/text/json.h"
 #include "host/text/text.h"
 
@@ -12,29 +11,10 @@ namespace {
 constexpr DWORD kWatchMs = 1000;
 
 struct CStatusArguments {
-    CSessionOptions session;
+    CPrinterChoice printer;
     bool watch = false;
     bool json = false;
 };
-
-/// The printer's state as the monitor publishes it. An empty document makes the monitor poll the printer; the
-/// end of a document always resets "PrinterError" to 1, so that value is queried by name.
-CPublishedValues ReadStatus(CSpoolerSession& session)
-{
-    const CQueriedNumber category = QueryNumber(session, "PrinterError");
-    if (!category.value) {
-        throw CHostError(QueryStatus(category.error),
-                         "PrinterError: " + QueryErrorText(session, category.error));
-    }
-    CDocument document(session, L"status");
-    if (!document.End()) {
-        throw CHostError(ExitStatus::NoDevice, "cannot end the document on this port");
-    }
-    session.ThrowFailure();
-    CPublishedValues status = session.PublishedValues();
-    status.printerError = category.value;
-    return status;
-}
 
 struct CStatusLine {
     const char* name;
@@ -47,74 +27,80 @@ std::string WordsFor(const std::optional<int>& value, std::string (*words)(int))
     return value ? words(*value) : "not published";
 }
 
-std::vector<CStatusLine> Lines(const CPublishedValues& status)
+std::vector<CStatusLine> Lines(const CPublishedValues& values)
 {
     const auto cards = [](int count) {
         return std::to_string(count) + " cards printed since the printer was built";
     };
-    return {{"PrinterStatus", status.printerStatus, WordsFor(status.printerStatus, PrinterStatusWords)},
-            {"PrinterError", status.printerError, WordsFor(status.printerError, CategoryWords)},
-            {"DeviceError", status.deviceError, WordsFor(status.deviceError, DeviceErrorWords)},
-            {"CardCount", status.cardCount, WordsFor(status.cardCount, cards)}};
+    return {{"PrinterStatus", values.printerStatus, WordsFor(values.printerStatus, PrinterStatusWords)},
+            {"PrinterError", values.printerError, WordsFor(values.printerError, CategoryWords)},
+            {"DeviceError", values.deviceError, WordsFor(values.deviceError, DeviceErrorWords)},
+            {"CardCount", values.cardCount, WordsFor(values.cardCount, cards)}};
 }
 
-std::string JsonText(const CPublishedValues& status)
+std::string JsonText(const CPrinterState& state)
 {
     CJson::Object object;
-    for (const CStatusLine& line : Lines(status)) {
+    for (const CStatusLine& line : Lines(state.values)) {
         const CJson value = line.value ? CJson(*line.value) : CJson();
         object.emplace_back(line.name, CJson::Object{{"value", value}, {"meaning", line.words}});
+    }
+    if (!state.queue.empty()) {
+        object.emplace_back("Queue",
+                            CJson::Object{{"value", CJson()}, {"meaning", PrintableUtf8(state.queue)}});
     }
     return JsonLine(object);
 }
 
 /// Shows the values that differ from those shown before; in JSON all of them.
-void Show(const CPublishedValues& status, const CPublishedValues* before, bool json, CConsole& console)
+void Show(const CPrinterState& state, const CPrinterState* before, bool json, CConsole& console)
 {
     if (json) {
-        console.Answer(JsonText(status));
+        console.Answer(JsonText(state));
         return;
     }
-    const std::vector<CStatusLine> lines = Lines(status);
-    const std::vector<CStatusLine> shown = before ? Lines(*before) : std::vector<CStatusLine>();
+    const std::vector<CStatusLine> lines = Lines(state.values);
+    const std::vector<CStatusLine> shown = before ? Lines(before->values) : std::vector<CStatusLine>();
     for (size_t i = 0; i < lines.size(); ++i) {
         if (!before || lines[i].value != shown[i].value) {
             const std::string value = lines[i].value ? std::to_string(*lines[i].value) : "";
             console.Answer(lines[i].name + ('=' + value) + "  " + lines[i].words);
         }
     }
+    if (state.queue != (before ? before->queue : "")) {
+        console.Answer("Queue  " + (state.queue.empty() ? "ready" : Printable(state.queue)));
+    }
 }
 
-/// Waits for a second; false if the user has interrupted it.
-bool WaitForNextPoll(const CHostEnvironment& environment)
+/// Waits for a change, for a second at most; false if the user has interrupted it.
+bool WaitForNextPoll(IPrinter& printer, const CHostEnvironment& environment)
 {
     constexpr DWORD kStepMs = 50;
-    for (DWORD waited = 0; waited < kWatchMs; waited += kStepMs) {
-        if (environment.wasInterrupted()) {
-            return false;
+    for (DWORD waited = 0; waited < kWatchMs && !environment.wasInterrupted(); waited += kStepMs) {
+        if (printer.WaitForChange(kStepMs)) {
+            break;
         }
-        Sleep(kStepMs);
     }
     return !environment.wasInterrupted();
 }
 
 ExitStatus Status(const CStatusArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
-    if (!IsPrinterPort(arguments.session.port)) {
+    if (!arguments.printer.port.empty() && !IsPrinterPort(arguments.printer.port)) {
         throw CHostError(ExitStatus::NoDevice,
-                         PrintableInput(arguments.session.port) + ": is a file; only a printer has a status");
+                         PrintableInput(arguments.printer.port) + ": is a file; only a printer has a status");
     }
-    CSpoolerSession session(arguments.session, environment);
-    CPublishedValues last = ReadStatus(session);
+    const std::unique_ptr<IPrinter> printer = OpenPrinter(arguments.printer, environment);
+    CPrinterState last = printer->ReadState();
     Show(last, nullptr, arguments.json, console);
     if (!arguments.watch) {
-        return last.printerError == kNoErrorCategory ? ExitStatus::Done : ExitStatus::PrinterError;
+        return last.values.printerError == kNoErrorCategory ? ExitStatus::Done : ExitStatus::PrinterError;
     }
-    while (WaitForNextPoll(environment)) {
-        const CPublishedValues now = ReadStatus(session);
+    while (WaitForNextPoll(*printer, environment)) {
+        CPrinterState now = printer->ReadState();
         if (now != last) {
             Show(now, &last, arguments.json, console);
-            last = now;
+            last = std::move(now);
         }
     }
     return ExitStatus::Interrupted;
@@ -128,12 +114,10 @@ CCommand StatusCommand()
     return {
         .name = "status",
         .help = "Show the printer's state and what it means",
-        .options = WithSessionOptions(
-            {{.name = "--watch",
-              .target = &arguments->watch,
-              .help = "Poll every second until interrupted, and show changes"},
+        .options = WithPrinterOptions(
+            {{.name = "--watch", .target = &arguments->watch, .help = "Show changes until interrupted"},
              {.name = "--json", .target = &arguments->json, .help = "Print a line of JSON for each poll"}},
-            arguments->session),
+            arguments->printer),
         .run = [arguments](CHostEnvironment& environment, CConsole& console) {
             return Status(*arguments, environment, console);
         }};

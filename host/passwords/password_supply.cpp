@@ -15,11 +15,22 @@ constexpr wchar_t kValueName[] = L"Password";
 
 } // namespace
 
-CPasswordSupply::~CPasswordSupply()
+CPasswordSupply::~CPasswordSupply() { TakeBack(); }
+
+void CPasswordSupply::StartOver()
+{
+    TakeBack();
+    m_polls = 0;
+    m_entries = 0;
+    m_isRefused = false;
+}
+
+void CPasswordSupply::TakeBack()
 {
     if (m_isGiven) {
-        m_session.RemoveValue(kValueName);
+        m_printer.RemoveValue(kValueName);
     }
+    m_isGiven = false;
 }
 
 bool CPasswordSupply::Poll(const CPublishedValues& published, const std::function<bool()>& stop)
@@ -32,12 +43,12 @@ bool CPasswordSupply::Poll(const CPublishedValues& published, const std::functio
         return true;
     }
     CSecret password;
-    const std::string label = "password for " + Printable(Utf8FromWide(m_session.PrinterName()));
+    const std::string label = "password for " + Printable(m_printer.Name());
     const CPasswordEntry entry = m_reader.Read(label, kLongestPassword, password, stop);
     m_isGiven = false;
     m_entries += entry.end == PasswordEnd::Stopped ? 0 : 1;
     if (entry.end == PasswordEnd::Given) {
-        Store(password);
+        Give(password);
     } else if (entry.end == PasswordEnd::Unfit) {
         m_console.Message(entry.problem, Tone::Warning);
     }
@@ -47,7 +58,7 @@ bool CPasswordSupply::Poll(const CPublishedValues& published, const std::functio
 bool CPasswordSupply::IsWanted(const CPublishedValues& published)
 {
     const bool isWanted =
-        published.printerError == kPasswordCategory && !(m_isGiven && m_session.HasValue(kValueName));
+        published.printerError == kPasswordCategory && !(m_isGiven && m_printer.HasValue(kValueName));
     m_polls = isWanted ? m_polls + 1 : 0;
     return m_polls >= kSettledPolls;
 }
@@ -65,14 +76,35 @@ void CPasswordSupply::ReportRefusal()
     }
 }
 
-void CPasswordSupply::Store(CSecret& password)
+void CPasswordSupply::Give(CSecret& password)
 {
     const std::span<const char> withEnd(password.Data(), password.Text().size() + 1);
-    const DWORD error = m_session.StoreValue(kValueName, REG_BINARY, withEnd);
+    const DWORD error = m_printer.StoreValue(kValueName, REG_BINARY, withEnd);
     m_isGiven = error == ERROR_SUCCESS;
-    m_console.Message(m_isGiven ? "password stored for the monitor to send"
-                                : "cannot store the password in the printer's data: " + PortErrorWords(error),
-                      m_isGiven ? Tone::Plain : Tone::Bad);
+    if (m_isGiven) {
+        m_console.Message("password stored for the monitor to send");
+    } else if (error == ERROR_ACCESS_DENIED) {
+        Send(password);
+    } else {
+        m_console.Message("cannot store the password in the printer's data: " + PortErrorWords(error),
+                          Tone::Bad);
+    }
+}
+
+/// What the right to print is enough for. The monitor does not remember an entry that came this way.
+void CPasswordSupply::Send(CSecret& password)
+{
+    const CQueryResult result = m_printer.SendPasswords("Password", {password.Text()});
+    m_isGiven = result.answered;
+    if (!m_isGiven) {
+        m_console.Message("cannot send the password: " + m_printer.QueryErrorText(result.error), Tone::Bad);
+        return;
+    }
+    m_console.Message(m_isTold
+                          ? "password sent"
+                          : "password sent; without the right to administer the printer it cannot be stored, "
+                            "and a policy's delay does not count it");
+    m_isTold = true;
 }
 
 } // namespace zrtmon::host

@@ -4,17 +4,17 @@
 #include <functional>
 
 #include "host/passwords/password_reader.h"
-#include "host/session/spooler_session.h"
+#include "host/places/printer.h"
 #include "host/terminal/console.h"
 
 namespace zrtmon::host {
 
-/// For one job, on one thread. The arguments are borrowed for its life. A password that the monitor has not
+/// On one thread. The arguments are borrowed for its life. A password that the monitor has not
 /// used by then is removed from the printer's data.
 class CPasswordSupply {
 public:
-    CPasswordSupply(CSpoolerSession& session, CPasswordReader& reader, CConsole& console)
-        : m_session(session), m_reader(reader), m_console(console)
+    CPasswordSupply(IPrinter& printer, CPasswordReader& reader, CConsole& console)
+        : m_printer(printer), m_reader(reader), m_console(console)
     {
     }
     ~CPasswordSupply();
@@ -25,19 +25,24 @@ public:
     /// returns true, and stores it where the monitor finds it. Stops asking after three that were not
     /// accepted. False if one is needed and the input has ended.
     bool Poll(const CPublishedValues& published, const std::function<bool()>& stop);
+    /// The job has left the gate: forgets its entries, and removes what it did not use.
+    void StartOver();
 
 private:
+    void TakeBack();
     bool IsWanted(const CPublishedValues& published);
     void ReportRefusal();
-    void Store(CSecret& password);
+    void Give(CSecret& password);
+    void Send(CSecret& password);
 
-    CSpoolerSession& m_session;
+    IPrinter& m_printer;
     CPasswordReader& m_reader;
     CConsole& m_console;
     unsigned m_polls = 0;     ///< in a row that found one needed
     unsigned m_entries = 0;   ///< passwords read
     bool m_isGiven = false;   ///< the monitor was given one
     bool m_isRefused = false; ///< too many were wrong
+    bool m_isTold = false;    ///< that a password which is sent counts less than a stored one
 };
 
 } // namespace zrtmon::host

@@ -39,6 +39,16 @@ constexpr CErrorWords kPortErrors[] = {
     {ERROR_UNKNOWN_PORT, "no such kind of port"},     {ERROR_INVALID_PRINTER_NAME, "no such printer"},
 };
 
+constexpr CErrorWords kSpoolerErrors[] = {
+    {ERROR_ACCESS_DENIED,
+     "access denied: the right to administer the printer is missing; run as an administrator"},
+    {ERROR_INVALID_HANDLE, "the printer has been removed"},
+    {ERROR_NOT_SUPPORTED, "this system has no printers of that kind"},
+    {ERROR_MOD_NOT_FOUND, "the system's winspool.drv cannot be used; repair the system"},
+    {RPC_S_SERVER_UNAVAILABLE, "the print spooler is not running; start the service \"Print Spooler\""},
+    {ERROR_INVALID_PRINTER_NAME, "no such printer"},
+};
+
 std::string WithNumber(std::span<const CErrorWords> table, DWORD error)
 {
     std::string number = "system error " + std::to_string(error);
@@ -82,6 +92,13 @@ std::string ErrorReason(int category, int code)
 }
 
 std::string QueryErrorWords(DWORD error) { return WithNumber(kQueryErrors, error); }
+
+std::string SpoolerErrorWords(DWORD error) { return WithNumber(kSpoolerErrors, error); }
+
+ExitStatus SpoolerErrorStatus(DWORD error)
+{
+    return error == ERROR_ACCESS_DENIED ? ExitStatus::NoPermission : ExitStatus::NoDevice;
+}
 
 std::string PortErrorWords(DWORD error) { return WithNumber(kPortErrors, error); }
 

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "host/exit_status.h"
 #include "platform/win32.h"
 
 namespace zrtmon::host {
@@ -24,6 +25,10 @@ std::string ErrorReason(int category, int code);
 
 /// The last error of a failed query, with its number.
 std::string QueryErrorWords(DWORD error);
+/// The last error of a printer in a spooler, with its number; what would do, where that is known.
+std::string SpoolerErrorWords(DWORD error);
+/// The exit status after it.
+ExitStatus SpoolerErrorStatus(DWORD error);
 /// The last error of a port that did not open or a document that did not start, with its number.
 std::string PortErrorWords(DWORD error);
 

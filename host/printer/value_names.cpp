@@ -60,7 +60,7 @@ constexpr CValueName kValueNames[] = {
 
 std::string_view NamePart(std::string_view requestText)
 {
-    return requestText.substr(0, requestText.find('/'));
+    return requestText.substr(0, requestText.find_first_of("/="));
 }
 
 } // namespace

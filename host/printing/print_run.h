@@ -1,7 +1,6 @@
-/// The spooler's part in printing one job.
+/// Prints one job, and tells the user how it goes.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,13 +9,11 @@
 #include "host/environment.h"
 #include "host/exit_status.h"
 #include "host/passwords/password_supply.h"
-#include "host/printing/card_counter.h"
+#include "host/places/printer.h"
 #include "host/printing/job_source.h"
 #include "host/printing/progress.h"
-#include "host/session/query.h"
-#include "host/session/spooler_session.h"
+#include "host/printing/stall_detector.h"
 #include "host/terminal/console.h"
-#include "platform/sync.h"
 
 namespace zrtmon::host {
 
@@ -26,13 +23,12 @@ struct CPrintOptions {
     uint32_t giveUpSeconds = 0;        ///< a job that waits this long is deleted; 0: never
 };
 
-/// Prints one job: offers its data, piece by piece, until the monitor has accepted all of it. Meanwhile a
-/// second thread shows the progress and checks for reasons to stop, and a third queries the printer. Used
-/// once.
+/// Submits a job, shows its progress, supplies passwords and checks for reasons to delete it, until it has
+/// ended. Meanwhile a second thread queries the printer. Used once.
 class CPrintRun {
 public:
     /// The arguments are borrowed for the life of the run.
-    CPrintRun(CSpoolerSession& session, const CPrintOptions& options, CHostEnvironment& environment,
+    CPrintRun(IPrinter& printer, const CPrintOptions& options, CHostEnvironment& environment,
               CConsole& console);
 
     /// Prints what the source has. Returns how the job ended. Throws CHostError if the document does not
@@ -40,36 +36,24 @@ public:
     ExitStatus Run(CJobSource& source);
 
 private:
-    enum class Stop { No, Interrupted, GaveUp, NoPassword, DeviceFailed };
+    enum class Stop { No, Interrupted, GaveUp, NoPassword };
 
-    CQueriedNumber QueryDevice(const std::string& name);
-    bool Print(CJobSource& source, CProgress& progress);
-    void Offer(CDocument& document, CJobSource& source);
-    void OfferAll(CDocument& document, CJobSource& source);
-    [[noreturn]] void ThrowFailure(const sim::PortFailure& failure) const;
-    void CheckCards(const CProgress& progress) const;
-    void Watch(CDocument& document, CProgress& progress);
-    CPrintView Poll(CDocument& document, CStallDetector& detector);
-    void SupplyPassword(CDocument& document, CStallDetector& detector, const CPrintView& view,
+    void Follow(IPrintJob& job);
+    CJobView Poll(IPrintJob& job, CStallDetector& detector);
+    void SupplyPassword(IPrintJob& job, CStallDetector& detector, const CJobView& view,
                         CPasswordSupply& supply);
-    void DeleteJob(CDocument& document, Stop reason, const char* message);
-    CPrintView View() const;
-    void ReportEnd(const CProgress& progress);
-    void ReportValues(const std::optional<int>& category);
-    ExitStatus Conclude(bool ended, const CQueriedNumber& category);
+    void DeleteJob(IPrintJob& job, Stop reason, const char* message);
+    void ReportEnd(const CJobView& view, const std::optional<int>& cards);
+    void ReportValues(const CPublishedValues& values);
+    ExitStatus Conclude(const CJobOutcome& outcome) const;
 
-    CSpoolerSession& m_session;
+    IPrinter& m_printer;
     const CPrintOptions& m_options;
     CHostEnvironment& m_environment;
     CConsole& m_console;
 
-    CHandle m_done; ///< manual-reset event: the document has ended
-    DWORD m_startTick = 0;
-    uint64_t m_totalBytes = 0;
-    std::atomic<uint64_t> m_takenBytes{0};
-    std::atomic<bool> m_finishing{false};
-    std::atomic<Stop> m_stop{Stop::No};
-    CCardCounter m_cards; ///< of a job for a USB printer
+    DWORD m_startTick = 0; ///< of the job
+    Stop m_stop = Stop::No;
 };
 
 } // namespace zrtmon::host

@@ -1,14 +1,12 @@
 #include "host/printing/progress.h"
 
-#include <algorithm>
-
 #include "host/text/text.h"
 
 namespace zrtmon::host {
 
 std::string CardCountText(int cards) { return std::to_string(cards) + (cards == 1 ? " card" : " cards"); }
 
-void CProgress::Show(const CPrintView& view, const CStallDetector& detector)
+void CProgress::Show(const CJobView& view, const CStallDetector& detector)
 {
     ReportStall(detector);
     if (m_console.RewritesLine()) {
@@ -16,14 +14,6 @@ void CProgress::Show(const CPrintView& view, const CStallDetector& detector)
     } else {
         ReportCards(view);
     }
-}
-
-std::optional<int> CProgress::CardsPrinted(const CPublishedValues& values) const
-{
-    if (!m_baseCount || !values.cardCount) {
-        return std::nullopt;
-    }
-    return std::max(0, *values.cardCount - *m_baseCount);
 }
 
 void CProgress::ReportStall(const CStallDetector& detector)
@@ -46,9 +36,9 @@ void CProgress::ReportStall(const CStallDetector& detector)
     m_reportedPause = m_reportedPause || (!m_reportedReason.empty() && !detector.IsPublished());
 }
 
-void CProgress::ReportCards(const CPrintView& view)
+void CProgress::ReportCards(const CJobView& view)
 {
-    const int cards = CardsPrinted(view.values).value_or(0);
+    const int cards = view.cards.value_or(0);
     if (cards > m_reportedCards) {
         m_reportedCards = cards;
         m_console.Message(CardCountText(cards) + " printed, " + ByteCount(view.takenBytes) + " of " +
@@ -60,13 +50,13 @@ void CProgress::ReportCards(const CPrintView& view)
     }
 }
 
-std::string CProgress::Line(const CPrintView& view, const CStallDetector& detector) const
+std::string CProgress::Line(const CJobView& view, const CStallDetector& detector) const
 {
     const uint64_t percent = view.totalBytes ? view.takenBytes * 100 / view.totalBytes : 100;
     std::string line =
         std::to_string(percent) + "%  " + ByteCount(view.takenBytes) + " of " + ByteCount(view.totalBytes);
-    if (const std::optional<int> cards = CardsPrinted(view.values)) {
-        line += "  " + CardCountText(*cards);
+    if (view.cards) {
+        line += "  " + CardCountText(*view.cards);
     }
     if (!detector.Reason().empty()) {
         return line + "  waiting: " + detector.Reason();

@@ -1,7 +1,6 @@
 /// Shows the progress of a job.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "host/printing/stall_detector.h"
@@ -13,21 +12,16 @@ namespace zrtmon::host {
 /// a job waits is printed on its own line in both. One thread.
 class CProgress {
 public:
-    /// baseCount: the printer's card count before the job, std::nullopt if unknown.
-    CProgress(CConsole& console, std::optional<int> baseCount) : m_console(console), m_baseCount(baseCount) {}
+    explicit CProgress(CConsole& console) : m_console(console) {}
 
-    void Show(const CPrintView& view, const CStallDetector& detector);
-
-    /// Cards printed since the job began, by the printer's count; std::nullopt if that is unknown.
-    std::optional<int> CardsPrinted(const CPublishedValues& values) const;
+    void Show(const CJobView& view, const CStallDetector& detector);
 
 private:
     void ReportStall(const CStallDetector& detector);
-    void ReportCards(const CPrintView& view);
-    std::string Line(const CPrintView& view, const CStallDetector& detector) const;
+    void ReportCards(const CJobView& view);
+    std::string Line(const CJobView& view, const CStallDetector& detector) const;
 
     CConsole& m_console;
-    std::optional<int> m_baseCount;
     std::string m_lastReason; ///< of the poll before
     std::string m_reportedReason;
     bool m_reportedError = false; ///< m_reportedReason is an error of the printer

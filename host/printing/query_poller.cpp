@@ -25,9 +25,9 @@ void CQueryPoller::Run(HANDLE done)
 
 void CQueryPoller::QueryOne(const std::string& name)
 {
-    const CQueryResult answer = m_session.Query(name);
+    const CQueryResult answer = m_printer.Query(name);
     const std::string line = answer.answered ? name + '=' + Printable(answer.text)
-                                             : name + ": " + QueryErrorText(m_session, answer.error);
+                                             : name + ": " + m_printer.QueryErrorText(answer.error);
     std::string& shown = m_shown[name];
     if (line == shown) {
         return;

@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/session/query.h"
-#include "host/session/spooler_session.h"
+#include "host/places/printer.h"
 #include "host/terminal/console.h"
 
 namespace zrtmon::host {
@@ -15,9 +14,8 @@ namespace zrtmon::host {
 class CQueryPoller {
 public:
     /// startTick: answers are shown with the time since then.
-    CQueryPoller(CSpoolerSession& session, CConsole& console, const std::vector<std::string>& names,
-                 DWORD startTick)
-        : m_session(session), m_console(console), m_names(names), m_startTick(startTick)
+    CQueryPoller(IPrinter& printer, CConsole& console, const std::vector<std::string>& names, DWORD startTick)
+        : m_printer(printer), m_console(console), m_names(names), m_startTick(startTick)
     {
     }
 
@@ -28,7 +26,7 @@ public:
 private:
     void QueryOne(const std::string& name);
 
-    CSpoolerSession& m_session;
+    IPrinter& m_printer;
     CConsole& m_console;
     const std::vector<std::string>& m_names;
     DWORD m_startTick;

@@ -11,13 +11,13 @@ constexpr char kStallReason[] = "no data accepted for 2 seconds";
 
 } // namespace
 
-void CStallDetector::Update(DWORD now, const CPrintView& view)
+void CStallDetector::Update(DWORD now, const CJobView& view)
 {
     if (view.takenBytes != m_takenBytes) {
         m_takenBytes = view.takenBytes;
         m_lastChange = now;
     }
-    const int category = view.values.printerError.value_or(kNoErrorCategory);
+    const int category = view.state.values.printerError.value_or(kNoErrorCategory);
     if (m_isPublished && category == kNoErrorCategory) {
         m_lastChange = now; // the printer has resumed: the time of the error does not count as a pause
     }
@@ -26,7 +26,7 @@ void CStallDetector::Update(DWORD now, const CPrintView& view)
     m_isPublished = category != kNoErrorCategory;
     m_isPasswordWanted = category == kPasswordCategory;
     if (m_isPublished) {
-        m_reason = ErrorReason(category, view.values.deviceError.value_or(0));
+        m_reason = ErrorReason(category, view.state.values.deviceError.value_or(0));
     } else {
         m_reason = isStalled ? kStallReason : "";
     }

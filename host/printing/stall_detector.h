@@ -4,17 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include "host/session/spooler_session.h"
+#include "host/places/printer.h"
 
 namespace zrtmon::host {
-
-/// A printing job at one moment.
-struct CPrintView {
-    uint64_t takenBytes = 0; ///< accepted by the monitor
-    uint64_t totalBytes = 0;
-    bool finishing = false; ///< all data has been offered
-    CPublishedValues values;
-};
 
 /// One thread.
 class CStallDetector {
@@ -22,7 +14,7 @@ public:
     explicit CStallDetector(DWORD now) : m_lastChange(now) {}
 
     /// now is GetTickCount.
-    void Update(DWORD now, const CPrintView& view);
+    void Update(DWORD now, const CJobView& view);
 
     /// Why the job waits; empty while data is being accepted.
     const std::string& Reason() const { return m_reason; }

@@ -1,56 +1,30 @@
 #include "host/session/query.h"
 
-#include "host/printer/status_words.h"
-#include "host/session/spooler_session.h"
 #include "host/text/text.h"
 
 namespace zrtmon::host {
 
-std::string QueryOrThrow(const CSpoolerSession& session, const std::string& requestText)
+CQueriedNumber NumberOf(const CQueryResult& result)
 {
-    const CQueryResult result = session.Query(requestText);
-    if (!result.answered) {
-        throw CHostError(QueryStatus(result.error),
-                         Printable(requestText) + ": " + QueryErrorText(session, result.error));
-    }
-    return result.text;
+    return result.answered ? CQueriedNumber{LeadingNumber(result.text), ERROR_INVALID_PARAMETER}
+                           : CQueriedNumber{std::nullopt, result.error};
 }
 
-CQueriedNumber QueryNumber(const CSpoolerSession& session, const std::string& requestText)
+std::wstring PasswordRequestText(const std::string& name, std::initializer_list<std::string_view> passwords)
 {
-    const CQueryResult result = session.Query(requestText);
-    if (!result.answered) {
-        return {std::nullopt, result.error};
+    std::wstring requestText = WideFromUtf8(name);
+    size_t size = requestText.size();
+    for (const std::string_view password : passwords) {
+        size += 1 + password.size();
     }
-    return {LeadingNumber(result.text), ERROR_INVALID_PARAMETER};
-}
-
-std::string QueryErrorText(const CSpoolerSession& session, DWORD error)
-{
-    // What the device itself reports says more than the last error that the monitor makes of it.
-    if (const std::optional<sim::PortFailure> failure = session.Failure()) {
-        return Printable(failure->text);
+    requestText.reserve(size); // at once: a text that grows leaves copies in freed memory
+    for (const std::string_view password : passwords) {
+        requestText += L'/';
+        for (const char byte : password) {
+            requestText += static_cast<unsigned char>(byte);
+        }
     }
-    if (error == kNotServedError) {
-        return "the printer does not answer on this connection; it may be serving another client: nothing "
-               "was sent, "
-               "try again later";
-    }
-    return session.HasDevice() ? QueryErrorWords(error) : "the port is a file: there is no printer to query";
-}
-
-ExitStatus QueryStatus(DWORD error)
-{
-    switch (error) {
-    case ERROR_BUSY:
-    case kNotServedError:
-        return ExitStatus::Busy;
-    case ERROR_DEVICE_NOT_AVAILABLE:
-    case ERROR_NOT_SUPPORTED:
-        return ExitStatus::NoDevice;
-    default:
-        return ExitStatus::PrinterError;
-    }
+    return requestText;
 }
 
 } // namespace zrtmon::host

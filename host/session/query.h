@@ -1,15 +1,14 @@
-/// Queries to the printer by value name, as the commands need them.
+/// What the monitor makes of a query.
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 
-#include "host/exit_status.h"
 #include "platform/win32.h"
 
 namespace zrtmon::host {
-
-class CSpoolerSession;
 
 /// The error of an action that was not sent: the printer did not answer on its connection (ERROR_RETRY).
 inline constexpr DWORD kNotServedError = 1237;
@@ -20,20 +19,15 @@ struct CQueryResult {
     DWORD error;      ///< the last error if not answered; 0 then means that there was no text
 };
 
-/// The answer to a query. Throws CHostError if there is none.
-std::string QueryOrThrow(const CSpoolerSession& session, const std::string& requestText);
-
+/// An answer that is a number.
 struct CQueriedNumber {
     std::optional<int> value; ///< std::nullopt if there was no answer, or one that is not a number
     DWORD error;              ///< without a value: the last error, or 87 for an answer that is not a number
 };
 
-CQueriedNumber QueryNumber(const CSpoolerSession& session, const std::string& requestText);
+CQueriedNumber NumberOf(const CQueryResult& result);
 
-/// Why a query failed with that last error, for a message.
-std::string QueryErrorText(const CSpoolerSession& session, DWORD error);
-
-/// The exit status after a query that failed with that last error.
-ExitStatus QueryStatus(DWORD error);
+/// The request text of an action whose parameters are passwords, 8-bit text each. The caller wipes it.
+std::wstring PasswordRequestText(const std::string& name, std::initializer_list<std::string_view> passwords);
 
 } // namespace zrtmon::host

@@ -234,21 +234,23 @@ ExitStatus FailureStatus(const sim::PortFailure& failure)
 CQueryResult CSpoolerSession::SendPasswords(const std::string& name,
                                             std::initializer_list<std::string_view> passwords) const
 {
-    std::wstring requestText = WideFromUtf8(name);
-    size_t size = requestText.size();
-    for (const std::string_view password : passwords) {
-        size += 1 + password.size();
-    }
-    requestText.reserve(size); // at once: a text that grows leaves copies in freed memory
-    for (const std::string_view password : passwords) {
-        requestText += L'/';
-        for (const char byte : password) {
-            requestText += static_cast<unsigned char>(byte);
-        }
-    }
+    std::wstring requestText = PasswordRequestText(name, passwords);
     const CQueryResult result = Act(requestText);
     Wipe(requestText);
     return result;
+}
+
+std::string CSpoolerSession::QueryErrorText(DWORD error) const
+{
+    // What the device itself reports says more than the last error that the monitor makes of it.
+    if (const std::optional<sim::PortFailure> failure = Failure()) {
+        return Printable(failure->text);
+    }
+    if (error == kNotServedError) {
+        return "the printer does not answer on this connection; it may be serving another client: nothing "
+               "was sent, try again later";
+    }
+    return HasDevice() ? QueryErrorWords(error) : "the port is a file: there is no printer to query";
 }
 
 std::optional<std::string> CSpoolerSession::DeviceId() const
@@ -277,9 +279,19 @@ bool CSpoolerSession::HasValue(std::wstring valueName) const
     return error == ERROR_SUCCESS || error == ERROR_MORE_DATA;
 }
 
-void CSpoolerSession::RemoveValue(std::wstring valueName)
+std::optional<CStoredValue> CSpoolerSession::LoadValue(std::wstring valueName) const
 {
-    DeletePrinterDataW(m_printer.Get(), valueName.data());
+    DWORD size = 0;
+    GetPrinterDataW(m_printer.Get(), valueName.data(), nullptr, nullptr, 0, &size);
+    CStoredValue value{.type = 0, .bytes = std::string(size, '\0')};
+    const DWORD error = GetPrinterDataW(m_printer.Get(), valueName.data(), &value.type,
+                                        reinterpret_cast<LPBYTE>(value.bytes.data()), size, &size);
+    return error == ERROR_SUCCESS ? std::optional(std::move(value)) : std::nullopt;
+}
+
+DWORD CSpoolerSession::RemoveValue(std::wstring valueName)
+{
+    return DeletePrinterDataW(m_printer.Get(), valueName.data());
 }
 
 CPublishedValues CSpoolerSession::PublishedValues() const

@@ -9,20 +9,23 @@
 #include <string>
 #include <string_view>
 
+#include "host/exit_status.h"
+#include "host/printer/published_values.h"
 #include "host/session/monitor_library.h"
 #include "host/session/port_monitor_proxy.h"
 #include "host/session/query.h"
 #include "host/session/trace.h"
 #include "platform/sync.h"
+#include "platform/system_spooler.h"
 #include "simulator/port_monitor.h"
 
 namespace zrtmon::host {
 
 struct CSessionOptions {
-    std::string port = "sim:";            ///< as sim::CPortMonitor or devices/ names its ports, UTF-8
-    std::string printer = "Card Printer"; ///< UTF-8
-    std::string library;                  ///< path of the monitor's library; empty: it is searched for
-    std::string trace;                    ///< path of the trace file; empty: none
+    std::string port;    ///< as sim::CPortMonitor or devices/ names its ports, UTF-8
+    std::string printer; ///< the printer's name in the spooler, UTF-8
+    std::string library; ///< path of the monitor's library; empty: it is searched for
+    std::string trace;   ///< path of the trace file; empty: none
 };
 
 /// What a port leads to.
@@ -33,16 +36,6 @@ PortKind PortKindOf(const std::string& port);
 
 /// Whether a port name is that of a printer, and not of a file. Throws CHostError (Usage) if it is invalid.
 bool IsPrinterPort(const std::string& port);
-
-/// What the monitor has published of the printer's state.
-struct CPublishedValues {
-    std::optional<int> printerStatus;
-    std::optional<int> printerError;
-    std::optional<int> deviceError;
-    std::optional<int> cardCount;
-
-    bool operator==(const CPublishedValues&) const = default;
-};
 
 /// A printer in the spooler, open with the right to administer it. It is removed with the object.
 class CSpoolerPrinter {
@@ -62,8 +55,7 @@ private:
 };
 
 /// A printer in the spooler with its port open. The port is closed and the printer removed with the object.
-/// Commands reach the printer through this class and CDocument only, so that another kind of place can take
-/// their part. Functions may be called from any thread.
+/// Functions may be called from any thread.
 class CSpoolerSession {
 public:
     /// Throws CHostError: Usage for a bad port name, Busy for a port in use, NoDevice for a port that does
@@ -98,6 +90,8 @@ public:
     /// of them is wiped.
     CQueryResult SendPasswords(const std::string& name,
                                std::initializer_list<std::string_view> passwords) const;
+    /// Why a query failed with that last error, for a message.
+    std::string QueryErrorText(DWORD error) const;
     /// The device ID, as the port monitor returns it through the language monitor; std::nullopt with a last
     /// error if it does not.
     std::optional<std::string> DeviceId() const;
@@ -105,7 +99,10 @@ public:
     /// Stores a value in the printer's data. Returns 0 or the spooler's error.
     DWORD StoreValue(std::wstring valueName, DWORD type, std::span<const char> bytes);
     bool HasValue(std::wstring valueName) const;
-    void RemoveValue(std::wstring valueName);
+    /// std::nullopt if there is none.
+    std::optional<CStoredValue> LoadValue(std::wstring valueName) const;
+    /// Returns 0 or the spooler's error.
+    DWORD RemoveValue(std::wstring valueName);
     /// The values that the monitor published last.
     CPublishedValues PublishedValues() const;
 

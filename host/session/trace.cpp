@@ -82,7 +82,7 @@ const CTrace::CThreadRow& CTrace::Row()
     CThreadRow& row = place->second;
     if (isNew) {
         row.number = static_cast<unsigned>(m_rows.size());
-        row.name = row.number == 1 ? "job" : "queries " + std::to_string(row.number - 1);
+        row.name = row.number == 1 ? "main" : "thread " + std::to_string(row.number);
         if (m_isEventFormat) {
             Write(CJson::Object{{"name", "thread_name"},
                                 {"ph", "M"},

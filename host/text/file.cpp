@@ -20,6 +20,23 @@ namespace {
     throw CHostError(ExitStatus::CannotCreate, DisplayPath(path) + ": " + why);
 }
 
+std::ifstream OpenInput(const std::filesystem::path& path)
+{
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) {
+        RefuseInput(path, error ? error.message() : "no such file");
+    }
+    if (std::filesystem::is_directory(status)) {
+        RefuseInput(path, "is a folder, not a file");
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        RefuseInput(path, "cannot be opened for reading");
+    }
+    return file;
+}
+
 } // namespace
 
 std::filesystem::path PathFromUtf8(std::string_view text) { return std::u8string(text.begin(), text.end()); }
@@ -38,24 +55,15 @@ std::wstring WidePath(const std::filesystem::path& path)
 
 std::string ReadWholeFile(const std::filesystem::path& path)
 {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) {
-        RefuseInput(path, error ? error.message() : "no such file");
-    }
-    if (std::filesystem::is_directory(status)) {
-        RefuseInput(path, "is a folder, not a file");
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        RefuseInput(path, "cannot be opened for reading");
-    }
+    std::ifstream file = OpenInput(path);
     std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     if (file.bad()) {
         RefuseInput(path, "a read error occurred");
     }
     return bytes;
 }
+
+void RequireReadable(const std::filesystem::path& path) { OpenInput(path); }
 
 void WriteWholeFile(const std::filesystem::path& path, std::string_view bytes)
 {

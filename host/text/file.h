@@ -17,6 +17,9 @@ std::wstring WidePath(const std::filesystem::path& path);
 /// The bytes of a file. Throws CHostError (NoInput) if it cannot be read.
 std::string ReadWholeFile(const std::filesystem::path& path);
 
+/// Throws CHostError (NoInput) if a file cannot be opened for reading.
+void RequireReadable(const std::filesystem::path& path);
+
 /// Writes a file atomically: after a failure it is as it was before. Throws CHostError (CannotCreate).
 void WriteWholeFile(const std::filesystem::path& path, std::string_view bytes);
 

@@ -125,6 +125,8 @@ public:
         return ERROR_NOT_SUPPORTED;
     }
 
+    bool IsMappedDrive(const std::wstring& /*path*/) override { return false; }
+
     std::vector<CDiagnostic> Examine(const std::wstring& /*monitor*/, const std::string& target) override
     {
         utsname system{};

@@ -137,6 +137,13 @@ public:
         return ERROR_SUCCESS;
     }
 
+    bool IsMappedDrive(const std::wstring& path) override
+    {
+        constexpr size_t kDriveLength = 2; // "X:"
+        const bool hasDrive = path.size() >= kDriveLength && path[1] == L':';
+        return hasDrive && GetDriveTypeW((path.substr(0, kDriveLength) + L'\\').c_str()) == DRIVE_REMOTE;
+    }
+
     std::vector<CDiagnostic> Examine(const std::wstring& monitor, const std::string& target) override
     {
         std::vector<CDiagnostic> findings = {

@@ -71,11 +71,12 @@ TEST(Process, EndsAWatchAtTheInterruptKey)
 {
     bool isSent = false;
     const CProcessResult result =
-        RunShell("exec \"" ZRTCTL "\" status --watch", false, [&](const std::string& printed, pid_t process) {
-            if (!isSent && printed.find("CardCount=100") != std::string::npos) {
-                isSent = kill(process, SIGINT) == 0;
-            }
-        });
+        RunShell("exec \"" ZRTCTL "\" status --watch --port sim:", false,
+                 [&](const std::string& printed, pid_t process) {
+                     if (!isSent && printed.find("CardCount=100") != std::string::npos) {
+                         isSent = kill(process, SIGINT) == 0;
+                     }
+                 });
     EXPECT_TRUE(isSent);
     EXPECT_EQ(130, result.status) << result.printed;
 }

@@ -29,6 +29,7 @@ public:
         const auto isNamed = [&name](const CMonitorEntry& entry) { return entry.name == name; };
         return error ? error : std::erase_if(monitors, isNamed) ? ERROR_SUCCESS : ERROR_UNKNOWN_PRINT_MONITOR;
     }
+    bool IsMappedDrive(const std::wstring& path) override { return path.starts_with(L"/mapped/"); }
     DWORD ListMonitors(std::vector<CMonitorEntry>* list) override
     {
         *list = monitors;
@@ -163,7 +164,7 @@ TEST(Doctor, DescribesThisMachineAndThePortBelowTheLibrary)
         {"@", "no character device...name the printer's"},
         {node + " --port sim:serial=AB1", "opens...device ID...SN:AB1;...status"},
         {node + " --port sim:error=83", "opens...status...check the printer's display"},
-        {node + " --library @none.so", "port sim:...does not open...cannot be loaded"},
+        {node + " --port sim: --library @none.so", "port sim:...does not open...cannot be loaded"},
     };
     for (const auto& [arguments, answer] : cases) {
         SCOPED_TRACE(arguments);

@@ -272,8 +272,8 @@ TEST(StallDetector, SaysWhyAndSinceWhen)
     host::CStallDetector watch(kStart);
     for (const auto& moment : moments) {
         SCOPED_TRACE("at " + std::to_string(moment.tick));
-        host::CPrintView view{moment.taken, 100, moment.finishing, {}};
-        view.values.printerError = moment.category ? std::optional<int>(moment.category) : std::nullopt;
+        host::CJobView view{moment.taken, 100, moment.finishing, {}, {}};
+        view.state.values.printerError = moment.category ? std::optional<int>(moment.category) : std::nullopt;
         watch.Update(kStart + moment.tick, view);
         EXPECT_EQ(*moment.reason == '\0', watch.Reason().empty()) << watch.Reason();
         EXPECT_TRUE(Shows(watch.Reason(), moment.reason));

@@ -106,7 +106,8 @@ TEST(Settings, ThatThePrinterDoesNotAcceptAreReported)
     CSettingsFixture fixture;
     const CCommandResult result = fixture.Run("settings set 'Image Darkness=5' FeedPWM=7");
     EXPECT_EQ(1, result.status);
-    EXPECT_EQ("zrtctl: the printer did not accept FeedPWM=7\n", result.err);
+    EXPECT_EQ("zrtctl: the printer did not accept FeedPWM=7 (it has 0); it took 1 of 2 settings\n",
+              result.err);
 }
 
 TEST(Settings, AnAnswerOfAnotherFormIsNoList)

@@ -158,7 +158,7 @@ TEST(Trace, HasALineOfJsonForEveryCall)
         }
     }
     EXPECT_EQ(JobBytes(2).size(), jobBytes) << "every byte of the job is in a separate write";
-    EXPECT_EQ((std::set<std::string>{"job", "queries 1"}), threads);
+    EXPECT_EQ((std::set<std::string>{"main", "thread 2", "thread 3"}), threads);
     for (const char* call : {"OpenPort", "ClosePort", "StartDocPort"}) {
         EXPECT_EQ(1, counts[call]) << call;
     }
@@ -186,7 +186,8 @@ TEST(Trace, NamedJsonOpensInATraceViewer)
         EXPECT_EQ(std::string::npos, (field("ts") + field("dur")).find_first_not_of("0123456789"));
         EXPECT_EQ(1u, rows.count(field("tid"))) << "a row without a name";
     }
-    EXPECT_EQ((std::map<std::string, std::string>{{"1", "job"}, {"2", "queries 1"}}), rows);
+    EXPECT_EQ((std::map<std::string, std::string>{{"1", "main"}, {"2", "thread 2"}, {"3", "thread 3"}}),
+              rows);
     EXPECT_GT(spans, 20u);
 }
 

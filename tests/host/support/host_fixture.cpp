@@ -5,8 +5,10 @@
 #include <iomanip>
 #include <iterator>
 #include <random>
+#include <set>
 #include <sstream>
 
+#include "host/places/spooler_printers.h"
 #include "host/program.h"
 #include "platform/spooler_admin.h"
 #include "simulator/job_builder.h"
@@ -42,6 +44,13 @@ std::vector<std::string> CHostFixture::WordsOf(const std::string& commandLine) c
         const size_t at = word.find('@');
         words.push_back(at == std::string::npos ? word : word.replace(at, 1, (m_folder / "").string()));
     }
+    const std::set<std::string> users = {"print", "get", "status", "settings", "password"};
+    const bool isChosen = std::ranges::any_of(
+        words, [](const std::string& word) { return word == "--port" || word == "--printer"; });
+    if (!port.empty() && !isChosen && words.size() > 1 && users.contains(words[1]) &&
+        (words.size() > 2 || words[1] == "status")) {
+        words.insert(words.end(), {"--port", port});
+    }
     return words;
 }
 
@@ -70,6 +79,8 @@ CCommandResult CHostFixture::Run(const std::string& commandLine)
         .printSystem = printSystem,
         .spoolerSetup = spoolerSetup,
     };
+    host::CSpoolerPrinters printers(systemSpooler ? *systemSpooler : MachineSpooler(), environment);
+    environment.systemPrinters = &printers;
     const std::vector<std::string> words = WordsOf(commandLine);
     std::vector<const char*> pointers;
     std::ranges::transform(words, std::back_inserter(pointers), &std::string::c_str);

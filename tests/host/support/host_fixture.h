@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "host/environment.h"
+#include "platform/system_spooler.h"
 #include "platform/virtual_clock.h"
 
 namespace zrtmon::test {
@@ -40,6 +41,8 @@ public:
     std::vector<std::string> input; ///< lines of standard input that have not been read yet
     bool typed = false;             ///< by a person, who takes a second for each and is away without any
     unsigned columns = 80;
+    std::string port = "sim:"; ///< for a command that needs a printer and names none; empty: the system's
+    ISystemSpooler* systemSpooler = nullptr;   ///< in place of the machine's
     std::optional<uint64_t> interruptAtMs;     ///< on the clock
     host::InitializeMonitor monitor = nullptr; ///< in place of the real library
     IPrintSystem* printSystem = nullptr;       ///< of the machine

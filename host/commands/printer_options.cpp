@@ -4,24 +4,24 @@
 
 namespace zrtmon::host {
 
-std::vector<COption> WithSessionOptions(std::vector<COption> options, CSessionOptions& session)
+std::vector<COption> WithPrinterOptions(std::vector<COption> options, CPrinterChoice& choice)
 {
     const COption shared[] = {
         {.name = "--port",
-         .target = &session.port,
-         .help = "Port: sim:, sim:OPTIONS, file:PATH, usb: or tcp:HOST",
+         .target = &choice.port,
+         .help = "A port of zrtctl's own: sim:, sim:OPTIONS, file:PATH, usb: or tcp:HOST",
          .form = "PORT"},
         {.name = "--printer",
-         .target = &session.printer,
-         .help = "Name of the printer in the spooler",
+         .target = &choice.printer,
+         .help = "A printer of this machine; with --port, the name under which the monitor knows it",
          .form = "NAME"},
         {.name = "--library",
-         .target = &session.library,
-         .help = "The monitor's library, if not the one installed with this program",
+         .target = &choice.library,
+         .help = "With --port: the monitor's library, if not the one installed with this program",
          .form = "PATH"},
         {.name = "--trace",
-         .target = &session.trace,
-         .help = "Write every call at the port to this file; *.json for a trace viewer",
+         .target = &choice.trace,
+         .help = "With --port: write every call at the port to this file; *.json for a trace viewer",
          .form = "PATH"},
     };
     options.insert(options.end(), std::begin(shared), std::end(shared));

@@ -1,0 +1,116 @@
+/// A printer as the commands use it, wherever it is: on a port of our own, in the system's spooler, or in the
+/// print service.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "host/exit_status.h"
+#include "host/printer/published_values.h"
+#include "host/printing/job_source.h"
+#include "host/session/query.h"
+#include "platform/system_spooler.h"
+#include "platform/win32.h"
+
+namespace zrtmon::host {
+
+/// The state of a printer.
+struct CPrinterState {
+    CPublishedValues values = {};
+    std::string queue =
+        {}; ///< what the queue itself reports: "paused"; empty if nothing, or if there is no queue
+    bool isPrinting = false; ///< a job of the queue is being printed
+
+    bool operator==(const CPrinterState&) const = default;
+};
+
+/// A printing job at one moment.
+struct CJobView {
+    uint64_t takenBytes = 0; ///< accepted by the monitor, or by a spooler that prints it later
+    uint64_t totalBytes = 0;
+    bool finishing = false;   ///< all data has been offered
+    std::optional<int> cards; ///< printed since the job began, if that is known
+    CPrinterState state;
+};
+
+/// How a job ended.
+struct CJobOutcome {
+    CPublishedValues values; ///< "PrinterError" as the printer answers it now, where it can be asked
+    std::optional<int> cards = {};
+    ExitStatus status = ExitStatus::Done;
+    std::string problem = {}; ///< one line for the user; empty if it was printed
+};
+
+/// A job that has been submitted. It prints meanwhile. Any thread.
+class IPrintJob {
+public:
+    /// Deletes the job if it has not ended, and waits for its end.
+    virtual ~IPrintJob() = default;
+
+    /// Returns true as soon as the job has ended, false after the time.
+    virtual bool WaitForEnd(DWORD milliseconds) = 0;
+    /// Throws CHostError (NoDevice) if the place is lost.
+    virtual CJobView View() = 0;
+    /// As a user deletes it from the queue; it ends soon afterwards, cancelled at the printer.
+    virtual void Delete() = 0;
+    /// Once, after the end. Throws CHostError if the device, the job's source or the place failed.
+    virtual CJobOutcome Outcome() = 0;
+};
+
+/// Any thread. Calls may wait for the printer; those that reach for a spooler or service throw CHostError
+/// (NoDevice) if it is lost.
+class IPrinter {
+public:
+    virtual ~IPrinter() = default;
+
+    /// The name under which the monitor knows the printer, UTF-8.
+    virtual std::string Name() const = 0;
+    /// Where it is, for messages: its port, or its name in quotes.
+    virtual std::string Place() const = 0;
+    /// Whether there is a printer that can reply; a file captures the bytes and never replies.
+    virtual bool HasDevice() const = 0;
+
+    /// Queries the printer, or makes it act, by a value name and its parameters, UTF-8. An action is never
+    /// sent twice.
+    virtual CQueryResult Query(const std::string& requestText) = 0;
+    /// Makes the printer perform an action whose parameters are passwords, 8-bit text each. Every copy made
+    /// of them is wiped.
+    virtual CQueryResult SendPasswords(const std::string& name,
+                                       std::initializer_list<std::string_view> passwords) = 0;
+    /// Why a query failed with that last error, for a message.
+    virtual std::string QueryErrorText(DWORD error) const = 0;
+
+    /// What the monitor has published; the printer is not asked.
+    virtual CPublishedValues PublishedValues() = 0;
+    /// The state as it is now. Throws CHostError if it cannot be told.
+    virtual CPrinterState ReadState() = 0;
+    /// Waits until the state may have changed, or for the time. True if something has changed.
+    virtual bool WaitForChange(DWORD milliseconds) = 0;
+
+    virtual bool HasValue(const std::wstring& valueName) = 0;
+    /// A value of the printer's data as it is stored; the printer is not asked.
+    virtual std::optional<CStoredValue> LoadValue(const std::wstring& valueName) = 0;
+    /// Returns 0 or the spooler's error: 5 the right to administer the printer is missing.
+    virtual DWORD StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes) = 0;
+    /// Likewise; 2 if there is no such value.
+    virtual DWORD RemoveValue(const std::wstring& valueName) = 0;
+
+    /// Submits a job. pieceBytes: offered in one call. The source is borrowed for the job's life. Throws
+    /// CHostError: Busy if the port has a document open, NoDevice if it does not start, NoPermission.
+    virtual std::unique_ptr<IPrintJob> Print(CJobSource& source, uint32_t pieceBytes) = 0;
+};
+
+/// The answer to a query. Throws CHostError if there is none.
+std::string QueryOrThrow(IPrinter& printer, const std::string& requestText);
+
+CQueriedNumber QueryNumber(IPrinter& printer, const std::string& requestText);
+
+/// The exit status after a query that failed with that last error.
+ExitStatus QueryStatus(DWORD error);
+
+} // namespace zrtmon::host
