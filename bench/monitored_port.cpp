@@ -34,10 +34,16 @@ const MONITOR2& Library()
     return table;
 }
 
-CMonitoredPort::CMonitoredPort(std::wstring portName) : m_name(std::move(portName))
+CMonitoredPort::CMonitoredPort(std::wstring portName)
+    : CMonitoredPort(std::move(portName), &lower, CopyingMonitor())
 {
-    MONITOR2 below = CopyingMonitor();
-    if (!Library().pfnOpenPortEx(nullptr, &lower, m_name.data(), printerName, &m_port, &below)) {
+}
+
+CMonitoredPort::CMonitoredPort(std::wstring portName, HANDLE lowerMonitor, const MONITOR2& lowerTable)
+    : m_name(std::move(portName))
+{
+    MONITOR2 below = lowerTable;
+    if (!Library().pfnOpenPortEx(nullptr, lowerMonitor, m_name.data(), printerName, &m_port, &below)) {
         throw std::runtime_error("the port does not open");
     }
 }

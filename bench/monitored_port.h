@@ -1,4 +1,4 @@
-/// A port of the library above a CopyingPort, as the spooler opens one.
+/// A port of the library, as the spooler opens one.
 #pragma once
 
 #include <span>
@@ -17,7 +17,10 @@ const MONITOR2& Library();
 /// open.
 class CMonitoredPort {
 public:
+    /// Above its own CopyingPort.
     explicit CMonitoredPort(std::wstring portName);
+    /// Above another lower monitor, borrowed for the life of the port.
+    CMonitoredPort(std::wstring portName, HANDLE lowerMonitor, const MONITOR2& lowerTable);
     ~CMonitoredPort();
     CMonitoredPort(const CMonitoredPort&) = delete;
     CMonitoredPort& operator=(const CMonitoredPort&) = delete;

@@ -34,7 +34,12 @@ DWORD CCaptureFile::Reopen(const char* mode)
     const std::filesystem::path path(m_path);
     errno = 0;
     m_file.reset(std::fopen(path.string().c_str(), mode));
-    return m_file ? ERROR_SUCCESS : OpenError(errno, path);
+    if (!m_file) {
+        return OpenError(errno, path);
+    }
+    // Job data comes in large pieces, which a buffer would only cut.
+    std::setvbuf(m_file.get(), nullptr, _IONBF, 0);
+    return ERROR_SUCCESS;
 }
 
 DWORD CCaptureFile::Open()
@@ -57,15 +62,6 @@ DWORD CCaptureFile::Start()
     const DWORD error = Reopen("wb");
     m_isEmptied = error == ERROR_SUCCESS;
     return error;
-}
-
-DWORD CCaptureFile::End(bool)
-{
-    errno = 0;
-    if (!m_hasFailed && m_file && std::fflush(m_file.get()) != 0) {
-        NoteFailure(errno);
-    }
-    return ERROR_SUCCESS;
 }
 
 DWORD CCaptureFile::Write(const BYTE* data, DWORD size, DWORD* count)

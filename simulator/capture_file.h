@@ -19,7 +19,7 @@ public:
     DWORD Open() override;
     void Close() override { m_file.reset(); }
     DWORD Start() override;
-    DWORD End(bool wasChannel) override;
+    DWORD End(bool) override { return ERROR_SUCCESS; }
     DWORD Write(const BYTE* data, DWORD size, DWORD* count) override;
     DWORD Read(BYTE* buffer, DWORD size, DWORD* count) override;
     DWORD Control(DWORD code, const BYTE* input, DWORD inputSize, BYTE* output, DWORD outputSize,
