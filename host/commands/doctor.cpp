@@ -4,6 +4,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/installation.h"
 #include "host/places/port_printer.h"
+#include "host/places/system_printers.h"
 #include "host/printer/status_words.h"
 #include "host/text/file.h"
 #include "host/text/json.h"
@@ -55,6 +56,48 @@ CDiagnostic LastStatus(CPortPrinter& printer)
     }
     const bool isReady = *category.value == kNoErrorCategory;
     return {"status", CategoryWords(*category.value), isReady ? "" : "check the printer's display"};
+}
+
+/// A question to the printer waits this long before its reply is read.
+constexpr DWORD kLeastQueryMs = 250;
+
+CDiagnostic AskInstalled(IPrinter& printer, const char* valueName)
+{
+    const DWORD start = GetTickCount();
+    const CQueryResult result = printer.Query(valueName);
+    const DWORD waited = GetTickCount() - start;
+    if (!result.answered) {
+        return {valueName, printer.QueryErrorText(result.error),
+                "check that the printer is on and the monitor registered"};
+    }
+    if (waited < kLeastQueryMs) {
+        return {valueName,
+                result.text + " (stored: it was answered within " + std::to_string(waited) + " ms)",
+                "the printer was not asked, because the monitor refused: check that it is on, and that "
+                "nothing prints"};
+    }
+    return {valueName, result.text + " (live)", ""};
+}
+
+/// The printers of the system that use the monitor: what they answer, and whether that comes from the
+/// printer.
+void ExamineInstalled(const std::string& target, const CHostEnvironment& environment,
+                      std::vector<CDiagnostic>* diagnostics)
+{
+    try {
+        for (const CListedPrinter& listed : environment.systemPrinters->List()) {
+            if (!target.empty() && !EqualsIgnoringCase(target, listed.name)) {
+                continue;
+            }
+            const std::unique_ptr<IPrinter> printer = environment.systemPrinters->Open(listed.name);
+            diagnostics->push_back({"answers of " + printer->Place(), listed.port + ", " + listed.state, ""});
+            for (const char* valueName : {"SerialNumber", "PrinterError", "CardCount"}) {
+                diagnostics->push_back(AskInstalled(*printer, valueName));
+            }
+        }
+    } catch (const CHostError& error) {
+        diagnostics->push_back({"installed printers", "cannot be examined", error.what()});
+    }
 }
 
 /// Opens the port through the monitor's library, as a spooler does, and queries the printer.
@@ -111,6 +154,7 @@ ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environm
         diagnostics.push_back(std::move(diagnostic));
     }
     diagnostics.insert(diagnostics.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
+    ExamineInstalled(arguments.target, environment, &diagnostics);
     if (!arguments.printer.port.empty()) {
         ExaminePort(arguments, environment, &diagnostics);
     }

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <optional>
 
+#include "platform/sync.h"
+#include "platform/windows/service_handle.h"
 #include "platform/windows/spooler_library.h"
 
 namespace zrtmon {
@@ -19,8 +21,6 @@ constexpr wchar_t kEnvironment[] = L"Windows NT x86";
 constexpr char kArchitecture[] = "x86";
 #endif
 constexpr DWORD kMonitorLevel = 2;
-constexpr DWORD kLongestAnswer = 4096;
-constexpr const wchar_t* kAskedValues[] = {L"SerialNumber", L"PrinterError"};
 
 std::string Utf8(const wchar_t* text)
 {
@@ -56,6 +56,38 @@ std::optional<WORD> MachineOf(const std::wstring& file)
     stream.read(reinterpret_cast<char*>(&header), sizeof header);
     const bool isLibrary = stream && start.e_magic == IMAGE_DOS_SIGNATURE && signature == IMAGE_NT_SIGNATURE;
     return isLibrary ? std::optional<WORD>(header.Machine) : std::nullopt;
+}
+
+uint64_t Number(const FILETIME& time) { return uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime; }
+
+std::optional<uint64_t> WriteTime(const std::wstring& file)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    return GetFileAttributesExW(file.c_str(), GetFileExInfoStandard, &data)
+               ? std::optional(Number(data.ftLastWriteTime))
+               : std::nullopt;
+}
+
+/// When the process of the spooler's service started; std::nullopt if it does not run, or may not be asked.
+std::optional<uint64_t> SpoolerStartTime()
+{
+    const CServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    const CServiceHandle service(manager.Get() ? OpenServiceW(manager.Get(), L"Spooler", SERVICE_QUERY_STATUS)
+                                               : nullptr);
+    SERVICE_STATUS_PROCESS status{};
+    DWORD needed = 0;
+    if (!service.Get() || !QueryServiceStatusEx(service.Get(), SC_STATUS_PROCESS_INFO,
+                                                reinterpret_cast<LPBYTE>(&status), sizeof status, &needed)) {
+        return std::nullopt;
+    }
+    const CHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, status.dwProcessId));
+    FILETIME created{};
+    FILETIME ended{};
+    FILETIME kernel{};
+    FILETIME user{};
+    return process.Get() && GetProcessTimes(process.Get(), &created, &ended, &kernel, &user)
+               ? std::optional(Number(created))
+               : std::nullopt;
 }
 
 bool IsForeignToTheSystem()
@@ -150,6 +182,7 @@ public:
             {"system", SystemText(),
              IsForeignToTheSystem() ? "use the x64 program: the spooler of this system is 64-bit" : ""}};
         if (m_spooler.IsComplete()) {
+            ExamineLibrary(monitor, &findings);
             ExaminePrinters(monitor, Wide(target), &findings);
         } else {
             findings.push_back({"printers", "the system's winspool.drv cannot be used", "repair the system"});
@@ -158,6 +191,39 @@ public:
     }
 
 private:
+    /// The monitor's library as it lies in the system folder, if it is registered.
+    void ExamineLibrary(const std::wstring& monitor, std::vector<CDiagnostic>* findings)
+    {
+        std::vector<CMonitorEntry> monitors;
+        ListMonitors(&monitors);
+        for (const CMonitorEntry& entry : monitors) {
+            if (lstrcmpiW(entry.name.c_str(), monitor.c_str()) == 0) {
+                findings->push_back(LibraryFile(SystemFolder() + L'\\' + entry.library));
+            }
+        }
+    }
+
+    static CDiagnostic LibraryFile(const std::wstring& file)
+    {
+        const std::optional<WORD> machine = MachineOf(file);
+        if (!machine) {
+            return {"library", Utf8(file.c_str()) + ": missing, or not a library",
+                    "install the monitor again"};
+        }
+        if (*machine != kMachine) {
+            return {"library", Utf8(file.c_str()) + ": for another architecture",
+                    std::string("install the library for ") + kArchitecture};
+        }
+        const std::optional<uint64_t> written = WriteTime(file);
+        const std::optional<uint64_t> started = SpoolerStartTime();
+        if (written && started && *written > *started) {
+            return {
+                "library", Utf8(file.c_str()) + ": newer than the spooler's start",
+                "restart the service \"Print Spooler\": it may still run the library that was there before"};
+        }
+        return {"library", Utf8(file.c_str()), ""};
+    }
+
     void ExaminePrinters(const std::wstring& monitor, const std::wstring& target,
                          std::vector<CDiagnostic>* findings)
     {
@@ -200,24 +266,7 @@ private:
                                  isBidirectional ? ""
                                                  : "switch it on (printer properties, Ports): without it "
                                                    "jobs bypass the monitor and its password gate"});
-            for (const wchar_t* value : kAskedValues) {
-                findings->push_back(AskPrinter(printer.Get(), value));
-            }
         }
-    }
-
-    CDiagnostic AskPrinter(HANDLE printer, const wchar_t* valueName)
-    {
-        std::wstring name = valueName;
-        std::vector<BYTE> answer(kLongestAnswer + 1);
-        DWORD count = 0;
-        const DWORD error =
-            m_spooler.getPrinterData(printer, name.data(), nullptr, answer.data(), kLongestAnswer, &count);
-        if (error != ERROR_SUCCESS) {
-            return {Utf8(valueName), "error " + std::to_string(error),
-                    "check that the printer is on and the monitor is registered"};
-        }
-        return {Utf8(valueName), reinterpret_cast<const char*>(answer.data()), ""};
     }
 
     const CSpoolerLibrary& m_spooler = CSpoolerLibrary::Get();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/windows/service_handle.h"
 #include "platform/windows/spooler_library.h"
 
 namespace zrtmon {
@@ -12,24 +13,6 @@ constexpr DWORD kDriverLevel = 3;
 constexpr DWORD kJobLevel = 1;
 constexpr DWORD kPollMs = 100;
 constexpr unsigned kMostPolls = 600;
-
-class CServiceHandle {
-public:
-    explicit CServiceHandle(SC_HANDLE handle) : m_handle(handle) {}
-    ~CServiceHandle()
-    {
-        if (m_handle) {
-            CloseServiceHandle(m_handle);
-        }
-    }
-    CServiceHandle(const CServiceHandle&) = delete;
-    CServiceHandle& operator=(const CServiceHandle&) = delete;
-
-    SC_HANDLE Get() const { return m_handle; }
-
-private:
-    SC_HANDLE m_handle;
-};
 
 DWORD WaitForState(SC_HANDLE service, DWORD state)
 {
