@@ -54,6 +54,7 @@ public:
         m_problems.push_back(place + ": " + problem);
     }
 
+    bool IsReadable() const { return m_isReadable; }
     bool IsSound() const { return m_isSound; }
 
 private:
@@ -62,6 +63,7 @@ private:
         std::error_code error;
         if (!fs::is_regular_file(m_path, error) || fs::file_size(m_path, error) > kLargestFile) {
             Refuse(0, "not a file of at most 64 KiB; write lines \"key = value\" into it");
+            m_isReadable = false;
             return;
         }
         std::ifstream input(m_path, std::ios::binary);
@@ -71,6 +73,7 @@ private:
         }
         if (!input.eof()) {
             Refuse(0, "cannot be read; make it readable for the service's user");
+            m_isReadable = false;
         }
     }
 
@@ -112,6 +115,7 @@ private:
     std::span<const std::string_view> m_keys;
     std::vector<std::string>& m_problems;
     std::map<std::string, CEntry, std::less<>> m_entries;
+    bool m_isReadable = true;
     bool m_isSound = true;
 };
 
@@ -232,6 +236,9 @@ private:
     void LoadPrinter(const fs::path& path)
     {
         CSettingsFile file(path, kPrinterKeys, m_configuration.problems);
+        if (!file.IsReadable()) {
+            return;
+        }
         CPrinterConfiguration printer;
         printer.name = Checked(file, "name", NameProblem);
         printer.port = Checked(file, "port", PortProblem);
