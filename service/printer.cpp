@@ -81,8 +81,8 @@ void CPrinter::Open()
 {
     try {
         m_session = std::make_unique<host::CSpoolerSession>(
-            host::CSessionOptions{m_configuration.port, Name(), m_context.library, {}},
-            m_context.environment);
+            host::CSessionOptions{m_configuration.port, Name(), {}, {}}, m_context.environment,
+            m_context.library);
         LoadValues();
         m_openProblem.clear();
         Report(Severity::Info, {Name()}, "port " + host::PrintableInput(m_configuration.port) + " is open");
@@ -136,7 +136,7 @@ void CPrinter::Recover()
         std::optional<std::string> problem;
         int cardCount = -1;
         if (m_session->HasDevice()) {
-            const host::CQueryResult result = m_session->Query("CancelPrint");
+            const host::CQueryResult result = m_session->CancelAtOnce();
             problem = result.answered ? std::nullopt : std::optional(m_session->QueryErrorText(result.error));
             cardCount = problem ? -1 : host::NumberOf(m_session->Query("CardCount")).value.value_or(-1);
         }
@@ -160,9 +160,9 @@ void CPrinter::FinishRecovery(std::optional<std::string> problem, int cardCount)
     }
     m_context.storage.Post([&storage = m_context.storage, name = Name(), cardCount] {
         for (const CJobEntry& entry : storage.Journal().CancelDone(name)) {
-            const int cards = cardCount >= 0 && entry.baseCount >= 0
-                                  ? std::max(0, cardCount - entry.baseCount)
-                                  : entry.cards;
+            // A printer that was replaced or reset counts anew.
+            const int counted = cardCount >= 0 && entry.baseCount >= 0 ? cardCount - entry.baseCount : 0;
+            const int cards = std::max(counted, entry.cards);
             storage.Journal().Progress(entry.id, entry.bytes, cards);
             Report(Severity::Warning, {name, entry.id},
                    "was interrupted after " + AmountText(entry.bytes, cards) + "; cancelled at the printer");
@@ -410,31 +410,11 @@ void CPrinter::SupplyPassword(const CJob& job, std::string_view password)
 // ---------------------------------------------------------------------------------------------
 // Stored values
 
-std::optional<CStoredValue> CPrinter::ReadStored(const std::string& valueName)
+std::optional<CStoredValue> CPrinter::ReadStored(const std::string& valueName) const
 {
-    const std::wstring name = host::WideFromUtf8(valueName);
-    std::wstring printerName = host::WideFromUtf8(Name());
-    HANDLE handle = nullptr;
-    if (!OpenPrinterW(printerName.data(), &handle, nullptr)) {
-        return std::nullopt;
-    }
-    const CPrinterHandle printer(handle);
-    CStoredValue value{valueName, false, 0, {}};
-    DWORD type = 0;
-    DWORD size = 0;
-    DWORD error = ERROR_MORE_DATA;
-    while (error == ERROR_MORE_DATA) { // another may store a longer one in between
-        value.bytes.resize(size);
-        error = GetPrinterDataW(handle, const_cast<LPWSTR>(name.c_str()), &type,
-                                reinterpret_cast<LPBYTE>(value.bytes.data()),
-                                static_cast<DWORD>(value.bytes.size()), &size);
-    }
-    if (error != ERROR_SUCCESS) {
-        return std::nullopt;
-    }
-    value.bytes.resize(size);
-    value.type = type;
-    return value;
+    const std::optional<zrtmon::CStoredValue> value =
+        m_session ? m_session->LoadValue(host::WideFromUtf8(valueName)) : std::nullopt;
+    return value ? std::optional(CStoredValue{valueName, false, value->type, value->bytes}) : std::nullopt;
 }
 
 void CPrinter::WriteStored(CStoredValue value, CReplyTo replyTo)

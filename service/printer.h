@@ -29,7 +29,7 @@ struct CPrinterContext {
     CMetrics& metrics;
     CValueChanges& changes;
     const host::CHostEnvironment& environment;
-    std::string library; ///< path of the monitor's library; empty: it is searched for
+    std::shared_ptr<const host::CMonitorLibrary> library; ///< loaded once, for all of them
 };
 
 enum class PrinterState { Idle, Printing, Held, Failed };
@@ -109,7 +109,7 @@ public:
     void SupplyPassword(const CJob& job, std::string_view password);
 
     /// A value of the printer's data; std::nullopt if it has none.
-    std::optional<CStoredValue> ReadStored(const std::string& valueName);
+    std::optional<CStoredValue> ReadStored(const std::string& valueName) const;
     /// done is called on the main thread when the value is on disk.
     void WriteStored(CStoredValue value, CReplyTo replyTo);
 

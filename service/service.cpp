@@ -45,6 +45,7 @@ ErrorName NameOf(CRefusal::Kind kind)
 CService::CService(const CServiceOptions& options, CMainLoop& loop, const host::CHostEnvironment& environment,
                    IServiceEvents& events)
     : m_options(options), m_loop(loop), m_environment(environment), m_events(events),
+      m_library(std::make_shared<host::CMonitorLibrary>(host::PathFromUtf8(options.library), environment)),
       m_storage(options.stateFolder / "zrtmond.db"), m_changes([this] {
           if (!m_hasNews.exchange(true)) {
               m_loop.Post([this] { UpdatePrinters(); });
@@ -125,7 +126,7 @@ void CService::ApplyConfiguration()
 
 void CService::AddPrinter(const CPrinterConfiguration& configuration)
 {
-    const CPrinterContext context{m_loop, m_storage, m_metrics, m_changes, m_environment, m_options.library};
+    const CPrinterContext context{m_loop, m_storage, m_metrics, m_changes, m_environment, m_library};
     IPrinterEvents& events = *this; // private to everybody else
     m_printers.push_back(std::make_unique<CPrinter>(configuration, context, events));
     m_events.OnPrinterAdded(*m_printers.back());

@@ -63,8 +63,8 @@ public:
     /// On Stop jobs go on for so long.
     static constexpr DWORD kStopMs = 60000;
 
-    /// The arguments are borrowed. Throws CDatabaseError. Jobs that an earlier run has not finished become
-    /// "interrupted".
+    /// The arguments are borrowed. Throws CDatabaseError, or CHostError for a library that does not load.
+    /// Jobs that an earlier run has not finished become "interrupted".
     CService(const CServiceOptions& options, CMainLoop& loop, const host::CHostEnvironment& environment,
              IServiceEvents& events);
     ~CService() override;
@@ -126,6 +126,7 @@ private:
     CMainLoop& m_loop;
     const host::CHostEnvironment& m_environment;
     IServiceEvents& m_events;
+    std::shared_ptr<const host::CMonitorLibrary> m_library;
     CConfiguration m_configuration;
     CMetrics m_metrics;
     CStorage m_storage;

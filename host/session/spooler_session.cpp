@@ -130,15 +130,18 @@ CSpoolerPrinter::CSpoolerPrinter(const std::wstring& name) : m_name(name), m_han
 
 CSpoolerPrinter::~CSpoolerPrinter() { spooler::RemovePrinter(m_name); }
 
-CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvironment& environment)
-    : m_kind(PortKindOf(options.port)), m_library(PathFromUtf8(options.library), environment),
+CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvironment& environment,
+                                 std::shared_ptr<const CMonitorLibrary> library)
+    : m_kind(PortKindOf(options.port)),
+      m_library(library ? std::move(library)
+                        : std::make_shared<CMonitorLibrary>(PathFromUtf8(options.library), environment)),
       m_trace(MakeTrace(options.trace)), m_portMonitor(devices::MakeDevice),
       m_proxy(m_portMonitor.Handle(), *sim::CPortMonitor::Table(), m_trace.get()),
       m_printer(CheckedPrinterName(options.printer))
 {
     std::wstring portName = WideFromUtf8(options.port);
     std::wstring printerName = PrinterName();
-    const BOOL opened = Table().pfnOpenPortEx(m_library.Monitor(), m_proxy.Monitor(), portName.data(),
+    const BOOL opened = Table().pfnOpenPortEx(m_library->Monitor(), m_proxy.Monitor(), portName.data(),
                                               printerName.data(), &m_port, m_proxy.Table());
     if (!opened) {
         const DWORD error = GetLastError();
@@ -194,6 +197,12 @@ CQueryResult CSpoolerSession::Act(std::wstring& requestText) const
     if (!channel.IsOpen() || !QueryWide(Table(), m_port, question, false).answered) {
         return WithDeviceError({false, {}, kNotServedError});
     }
+    return WithDeviceError(QueryWide(Table(), m_port, requestText, true));
+}
+
+CQueryResult CSpoolerSession::CancelAtOnce() const
+{
+    std::wstring requestText = L"CancelPrint";
     return WithDeviceError(QueryWide(Table(), m_port, requestText, true));
 }
 

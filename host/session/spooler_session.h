@@ -60,7 +60,9 @@ class CSpoolerSession {
 public:
     /// Throws CHostError: Usage for a bad port name, Busy for a port in use, NoDevice for a port that does
     /// not open or a library that does not load, CannotCreate for a trace file that cannot be written.
-    CSpoolerSession(const CSessionOptions& options, const CHostEnvironment& environment);
+    /// library: shared with other sessions; null: the session loads its own.
+    CSpoolerSession(const CSessionOptions& options, const CHostEnvironment& environment,
+                    std::shared_ptr<const CMonitorLibrary> library = nullptr);
     ~CSpoolerSession();
     CSpoolerSession(const CSpoolerSession&) = delete;
     CSpoolerSession& operator=(const CSpoolerSession&) = delete;
@@ -86,6 +88,9 @@ public:
     /// out later, on another client's job; so it is sent only after the printer has answered a query on the
     /// same connection, and fails with kNotServedError otherwise.
     CQueryResult Query(const std::string& requestText) const;
+    /// Cancels at the printer without asking it anything before: in the middle of a job's data, where
+    /// somebody was interrupted, it would take the question for data.
+    CQueryResult CancelAtOnce() const;
     /// Makes the printer perform an action whose parameters are passwords, 8-bit text each. Every copy made
     /// of them is wiped.
     CQueryResult SendPasswords(const std::string& name,
@@ -114,13 +119,13 @@ private:
 
     class CChannel;
 
-    const MONITOR2& Table() const { return m_library.Table(); }
+    const MONITOR2& Table() const { return m_library->Table(); }
     CQueryResult Act(std::wstring& requestText) const;
     CQueryResult WithDeviceError(CQueryResult result) const;
 
     PortKind m_kind;
-    CMonitorLibrary m_library;
-    std::unique_ptr<CTrace> m_trace; ///< null if none is written
+    std::shared_ptr<const CMonitorLibrary> m_library; ///< never null
+    std::unique_ptr<CTrace> m_trace;                  ///< null if none is written
     sim::CPortMonitor m_portMonitor;
     CPortMonitorProxy m_proxy;
     CSpoolerPrinter m_printer;
