@@ -102,7 +102,7 @@ public:
     CQueueJobRun(CQueuePrinter& printer, std::shared_ptr<ISpoolerQueue> queue, CJobSource& source,
                  uint32_t pieceBytes, const CHostEnvironment& environment)
         : m_printer(printer), m_queue(std::move(queue)), m_source(source), m_pieceBytes(pieceBytes),
-          m_baseCount(printer.PublishedValues().cardCount),
+          m_state(printer.ReadState()), m_baseCount(m_state.values.cardCount),
           m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr))
     {
         DWORD jobId = 0;
@@ -143,15 +143,16 @@ private:
     std::shared_ptr<ISpoolerQueue> m_queue;
     CJobSource& m_source;
     const uint32_t m_pieceBytes;
+    CCriticalSection m_lock;
+    CPrinterState m_state;                ///< when the job was last looked at; guarded by the lock
     const std::optional<int> m_baseCount; ///< the printer's count when the job was submitted
     CHandle m_done;                       ///< manual-reset event: the job has left the queue
     DWORD m_jobId = 0;
     std::atomic<uint64_t> m_takenBytes = 0;
     std::atomic<bool> m_isSpooled = false;
     std::atomic<bool> m_isDeleted = false;
-    std::atomic<bool> m_isAlone = true;  ///< no other job was seen to print
-    std::atomic<DWORD> m_lastStatus = 0; ///< the bits seen last that say how far the job is
-    std::atomic<DWORD> m_holdBits = 0;
+    std::atomic<bool> m_isAlone = true;       ///< no other job was seen to print
+    std::atomic<DWORD> m_lastStatus = 0;      ///< the bits seen last that say how far the job is
     std::exception_ptr m_error;               ///< set by the thread, read after the end
     std::unique_ptr<IRunningThread> m_thread; ///< last: the others outlive it
 };
@@ -202,6 +203,7 @@ bool CQueueJobRun::Look()
                               JOB_STATUS_DELETING | JOB_STATUS_DELETED | JOB_STATUS_ERROR;
     std::vector<CQueueJob> jobs;
     ThrowIf(m_queue->Jobs(&jobs), m_printer.Name());
+    CPrinterState state = m_printer.ReadState();
     bool isThere = false;
     for (const CQueueJob& job : jobs) {
         if (job.id != m_jobId) {
@@ -209,23 +211,21 @@ bool CQueueJobRun::Look()
             continue;
         }
         isThere = true;
-        m_holdBits = job.status;
+        const std::string hold = Words(kHoldBits, job.status);
+        state.queue = hold.empty() ? state.queue : hold;
         if ((job.status & kStages) != 0) {
             m_lastStatus = job.status;
         }
     }
+    const CSectionHold hold(m_lock);
+    m_state = std::move(state);
     return isThere;
 }
 
 CJobView CQueueJobRun::View()
 {
-    CJobView view{m_takenBytes, m_source.TotalBytes(), m_isSpooled, {}, m_printer.ReadState()};
-    view.cards = CardsPrinted(view.state.values);
-    const std::string hold = Words(kHoldBits, m_holdBits);
-    if (!hold.empty()) {
-        view.state.queue = hold;
-    }
-    return view;
+    const CSectionHold hold(m_lock);
+    return {m_takenBytes, m_source.TotalBytes(), m_isSpooled, CardsPrinted(m_state.values), m_state};
 }
 
 CJobOutcome CQueueJobRun::Outcome()
