@@ -183,11 +183,6 @@ std::string PortProblem(const std::string& port)
     }
 }
 
-bool IsSimulated(const std::string& port)
-{
-    return PortProblem(port).empty() && host::PortKindOf(port) == host::PortKind::SimulatedPrinter;
-}
-
 /// The policy's path, or a problem. It has to be a file below the folder, links followed: others could be
 /// read with the service's rights.
 std::string PolicyPath(const fs::path& folder, const std::string& value, std::string* problem)
@@ -250,9 +245,7 @@ private:
             }
         }
         CheckUnique(file, "name", printer.name, m_names);
-        if (!IsSimulated(printer.port)) { // each of those is a printer of its own
-            CheckUnique(file, "port", printer.port, m_ports);
-        }
+        CheckUnique(file, "port", printer.port, m_ports);
         if (file.IsSound()) {
             m_configuration.printers.push_back(std::move(printer));
         } else if (!printer.name.empty()) {

@@ -114,6 +114,11 @@ std::string CarryOut(const host::CSpoolerSession& session, const std::string& te
 {
     const host::CValueName& row = *host::FindValueName(text);
     const std::string name(row.name);
+    if (!session.HasDevice()) { // the monitor would wait for a reply
+        throw CServiceError(
+            ErrorName::NotServed,
+            WithError(name + ": " + session.QueryErrorText(ERROR_NOT_SUPPORTED), ERROR_NOT_SUPPORTED));
+    }
     const host::CQueryResult result =
         row.kind == host::ValueKind::Password
             ? SendPasswords(session, name, std::string_view(text).substr(name.size() + 1))

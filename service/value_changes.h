@@ -29,9 +29,18 @@ private:
     void OnValueChanged(const std::wstring& printerName, const std::wstring& valueName, DWORD type,
                         const std::string* bytes) override;
 
+    /// As the spooler's names compare.
+    struct CNameLess {
+        bool operator()(const std::wstring& left, const std::wstring& right) const
+        {
+            return lstrcmpiW(left.c_str(), right.c_str()) < 0;
+        }
+    };
+    using CValues = std::map<std::wstring, CStoredValue, CNameLess>;
+
     std::function<void()> m_notify;
     CCriticalSection m_lock;
-    std::map<std::wstring, std::map<std::wstring, CStoredValue>> m_changes; ///< by printer and value
+    std::map<std::wstring, CValues, CNameLess> m_changes; ///< by printer and value
 };
 
 } // namespace zrtmon::service
