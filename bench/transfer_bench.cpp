@@ -1,9 +1,10 @@
-// Compares zrtctl print with other programs that send a file to the same printer, and measures queries on the network.
+// Compares zrtctl print with other programs that send a file to the same printer, and measures queries on the
+// network.
 //
 //   zrtmon_transfer_bench FOLDER [--short | --long]
 //
-// FOLDER takes the files; it is emptied of them. Exit status 1 if memory, which does not depend on the machine, misses
-// its target, or something does not run.
+// FOLDER takes the files; it is emptied of them. Exit status 1 if memory, which does not depend on the
+// machine, misses its target, or something does not run.
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -167,7 +168,8 @@ private:
 
     Program Zrtctl(const std::string& name, const std::string& port) const
     {
-        return {name, {ZRTCTL, "print", m_job.string(), "--port", port}, {}, name == "tcp" || name == "large"};
+        return {
+            name, {ZRTCTL, "print", m_job.string(), "--port", port}, {}, name == "tcp" || name == "large"};
     }
 
     std::vector<Program> Programs() const

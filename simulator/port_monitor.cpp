@@ -167,6 +167,13 @@ PortView CPortMonitor::View(const std::wstring& portName)
     return port ? port->View() : PortView();
 }
 
+std::optional<PortFailure> CPortMonitor::DocumentFailure(const std::wstring& portName)
+{
+    CSectionHold hold(m_lock);
+    CSimPort* port = FindPort(portName);
+    return port ? port->DocumentFailure() : std::nullopt;
+}
+
 IPortDevice* CPortMonitor::FindDevice(const std::wstring& portName)
 {
     CSectionHold hold(m_lock);

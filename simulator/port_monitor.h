@@ -68,6 +68,8 @@ public:
     CCardPrinter* FindPrinter(const std::wstring& portName);
     /// All zero for a port that was never opened.
     PortView View(const std::wstring& portName);
+    /// What failed in the last document of a port, once that has ended.
+    std::optional<PortFailure> DocumentFailure(const std::wstring& portName);
     /// The device of a port that was opened once, lent as long as this object, for what may be called
     /// concurrently; null for others.
     IPortDevice* FindDevice(const std::wstring& portName);

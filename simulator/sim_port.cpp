@@ -60,10 +60,14 @@ DWORD CSimPort::Start(DWORD level, const BYTE* info)
     if (m_view.documentOpen) {
         return Misuse("StartDocPort with a document or channel open", ERROR_BUSY);
     }
+    const bool isChannel = IsChannel(level, info);
+    if (!isChannel) {
+        m_documentFailure.reset();
+    }
     const DWORD error = m_device->Start();
     if (error == ERROR_SUCCESS) {
         m_view.documentOpen = true;
-        m_view.channelOpen = IsChannel(level, info);
+        m_view.channelOpen = isChannel;
         ++(m_view.channelOpen ? m_view.channels : m_view.documents);
     }
     return error;
@@ -78,7 +82,12 @@ DWORD CSimPort::End()
     if (!std::exchange(m_view.documentOpen, false)) {
         return Misuse("EndDocPort without a document or channel", ERROR_GEN_FAILURE);
     }
-    return m_device->End(std::exchange(m_view.channelOpen, false));
+    const bool wasChannel = std::exchange(m_view.channelOpen, false);
+    const DWORD error = m_device->End(wasChannel);
+    if (!wasChannel) {
+        m_documentFailure = m_device->Failure();
+    }
+    return error;
 }
 
 DWORD CSimPort::Write(const BYTE* data, DWORD size, DWORD* written)
@@ -140,6 +149,12 @@ PortView CSimPort::View()
 {
     CSectionHold hold(m_lock);
     return m_view;
+}
+
+std::optional<PortFailure> CSimPort::DocumentFailure()
+{
+    CSectionHold hold(m_lock);
+    return m_documentFailure;
 }
 
 /// Counts a call that did not suit the port's state; returns error. The lock is held.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/sync.h"
@@ -31,6 +32,8 @@ public:
     /// Null when the port is closed or its device no printer.
     CCardPrinter* Printer();
     PortView View();
+    /// What failed in the last document, once that has ended; channels that follow it do not change it.
+    std::optional<PortFailure> DocumentFailure();
     /// For what may be called concurrently.
     IPortDevice& Device() { return *m_device; }
 
@@ -41,6 +44,7 @@ private:
     CCriticalSection m_lock;
     std::unique_ptr<IPortDevice> m_device;
     PortView m_view;
+    std::optional<PortFailure> m_documentFailure;
 };
 
 } // namespace zrtmon::sim

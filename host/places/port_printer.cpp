@@ -117,7 +117,9 @@ void CPortJob::Run() noexcept
     if (m_document) {
         m_isFinishing = true;
         m_ended = m_document->End();
-        m_category = QueryDevice("PrinterError");
+        if (!m_session.DocumentFailure()) {
+            m_category = QueryDevice("PrinterError");
+        }
     }
     SetEvent(m_started.Get());
     SetEvent(m_done.Get());
@@ -193,7 +195,7 @@ CJobOutcome CPortJob::Outcome()
 
 void CPortJob::ThrowFailure() const
 {
-    const std::optional<sim::PortFailure> failure = m_session.Failure();
+    const std::optional<sim::PortFailure> failure = m_session.DocumentFailure();
     if (!failure) {
         return;
     }

@@ -10,7 +10,7 @@
 
 namespace zrtmon::host {
 
-/// The error of an action that was not sent: the printer did not answer on its connection (ERROR_RETRY).
+/// The printer does not answer on its connection: an action was not sent, a query has no reply (ERROR_RETRY).
 inline constexpr DWORD kNotServedError = 1237;
 
 struct CQueryResult {

@@ -135,11 +135,12 @@ CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvi
     : m_kind(PortKindOf(options.port)),
       m_library(library ? std::move(library)
                         : std::make_shared<CMonitorLibrary>(PathFromUtf8(options.library), environment)),
-      m_trace(MakeTrace(options.trace)), m_portMonitor(devices::MakeDevice),
+      m_trace(MakeTrace(options.trace)), m_portName(WideFromUtf8(options.port)),
+      m_portMonitor(devices::MakeDevice),
       m_proxy(m_portMonitor.Handle(), *sim::CPortMonitor::Table(), m_trace.get()),
       m_printer(CheckedPrinterName(options.printer))
 {
-    std::wstring portName = WideFromUtf8(options.port);
+    std::wstring portName = m_portName; // the function's parameter is not const
     std::wstring printerName = PrinterName();
     const BOOL opened = Table().pfnOpenPortEx(m_library->Monitor(), m_proxy.Monitor(), portName.data(),
                                               printerName.data(), &m_port, m_proxy.Table());
@@ -148,7 +149,7 @@ CSpoolerSession::CSpoolerSession(const CSessionOptions& options, const CHostEnvi
         throw CHostError(PortStatus(error), "port " + PrintableInput(options.port) + ": cannot be opened, " +
                                                 PortErrorWords(error));
     }
-    m_device = m_portMonitor.FindDevice(portName);
+    m_device = m_portMonitor.FindDevice(m_portName);
 }
 
 CSpoolerSession::~CSpoolerSession() { Table().pfnClosePort(m_port); }
@@ -156,8 +157,20 @@ CSpoolerSession::~CSpoolerSession() { Table().pfnClosePort(m_port); }
 CQueryResult CSpoolerSession::Query(const std::string& requestText) const
 {
     std::wstring wideText = WideFromUtf8(requestText);
-    return MayBeSilent(requestText) ? Act(wideText)
-                                    : WithDeviceError(QueryWide(Table(), m_port, wideText, false));
+    return MayBeSilent(requestText) ? Act(wideText) : Ask(wideText);
+}
+
+/// A question, which changes nothing.
+CQueryResult CSpoolerSession::Ask(std::wstring& requestText) const
+{
+    const uint64_t movedBytes = MovedBytes();
+    CQueryResult result = QueryWide(Table(), m_port, requestText, false);
+    // Sent into a connection on which the printer has never replied: it is another client's turn there.
+    const bool isSent = MovedBytes() > movedBytes;
+    if (!result.answered && isSent && m_kind == PortKind::NetworkPrinter && !HasReplied()) {
+        result.error = kNotServedError;
+    }
+    return WithDeviceError(result);
 }
 
 /// A channel of the monitor's, while which all queries use one connection to the device.
@@ -221,6 +234,11 @@ std::optional<sim::PortFailure> CSpoolerSession::Failure() const
     return m_device ? m_device->Failure() : std::nullopt;
 }
 
+std::optional<sim::PortFailure> CSpoolerSession::DocumentFailure()
+{
+    return m_portMonitor.DocumentFailure(m_portName);
+}
+
 void CSpoolerSession::ThrowFailure() const
 {
     if (const std::optional<sim::PortFailure> failure = Failure()) {
@@ -256,8 +274,9 @@ std::string CSpoolerSession::QueryErrorText(DWORD error) const
         return Printable(failure->text);
     }
     if (error == kNotServedError) {
-        return "the printer does not answer on this connection; it may be serving another client: nothing "
-               "was sent, try again later";
+        return "the printer does not answer; it may be serving another client: nothing was changed, try "
+               "again "
+               "later";
     }
     return HasDevice() ? QueryErrorWords(error) : "the port is a file: there is no printer to query";
 }

@@ -75,6 +75,8 @@ public:
 
     /// What failed at the device in the document or channel that was started last.
     std::optional<sim::PortFailure> Failure() const;
+    /// What failed in the last document, once that has ended; queries that follow do not change it.
+    std::optional<sim::PortFailure> DocumentFailure();
     /// Throws CHostError if something failed: Busy for a device that another program has open, else NoDevice.
     void ThrowFailure() const;
     /// Whether the device has sent something since the document or channel was started.
@@ -86,7 +88,8 @@ public:
     ///
     /// A network printer serves one connection at a time. An action that waited for its turn would be carried
     /// out later, on another client's job; so it is sent only after the printer has answered a query on the
-    /// same connection, and fails with kNotServedError otherwise.
+    /// same connection, and fails with kNotServedError otherwise. So does a query to which a printer that may
+    /// be serving another client did not reply.
     CQueryResult Query(const std::string& requestText) const;
     /// Cancels at the printer without asking it anything before: in the middle of a job's data, where
     /// somebody was interrupted, it would take the question for data.
@@ -120,12 +123,14 @@ private:
     class CChannel;
 
     const MONITOR2& Table() const { return m_library->Table(); }
+    CQueryResult Ask(std::wstring& requestText) const;
     CQueryResult Act(std::wstring& requestText) const;
     CQueryResult WithDeviceError(CQueryResult result) const;
 
     PortKind m_kind;
     std::shared_ptr<const CMonitorLibrary> m_library; ///< never null
     std::unique_ptr<CTrace> m_trace;                  ///< null if none is written
+    const std::wstring m_portName;
     sim::CPortMonitor m_portMonitor;
     CPortMonitorProxy m_proxy;
     CSpoolerPrinter m_printer;
