@@ -34,8 +34,9 @@ struct CJob {
     uint64_t id;
     CNewJob job;
     CJobStatus status;
-    std::unique_ptr<CJobControl> control; ///< never null
-    std::unique_ptr<CJobData> data;       ///< of the thread that prints; null once the job has ended
+    // Null once the job has ended: they hold descriptors.
+    std::unique_ptr<CJobControl> control;
+    std::unique_ptr<CJobData> data; ///< of the thread that prints
 };
 
 } // namespace zrtmon::service

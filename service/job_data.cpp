@@ -50,10 +50,14 @@ CJobData::CJobData(CDescriptor data, int stop) : m_data(std::move(data)), m_stop
         if (m_totalBytes == 0) {
             throw CJobDataError("the file is empty, nothing to print");
         }
-        return;
     }
+}
+
+/// Not before it is needed: many jobs may be waiting.
+void CJobData::OpenPipe()
+{
     int ends[2] = {-1, -1};
-    if (!m_isSocket && pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
         throw CJobDataError(SystemText("a pipe for the job's data"));
     }
     m_pipeOut = CDescriptor(ends[0]);
@@ -137,6 +141,9 @@ ssize_t CJobData::TakeFromStream()
 
 ssize_t CJobData::TakeFromPipe()
 {
+    if (!m_pipeIn) {
+        OpenPipe();
+    }
     const ssize_t moved = splice(m_data.Get(), nullptr, m_pipeIn.Get(), nullptr, m_buffer.size(),
                                  SPLICE_F_NONBLOCK | SPLICE_F_MOVE);
     if (moved <= 0) {

@@ -54,6 +54,7 @@ private:
     Wait WaitForBytes() const;
     ssize_t TakeFromStream();
     ssize_t TakeFromPipe();
+    void OpenPipe();
 
     CDescriptor m_data;
     int m_stop;

@@ -1,6 +1,7 @@
 #include <getopt.h>
 #include <iostream>
 #include <optional>
+#include <sys/resource.h>
 
 #include "host/exit_status.h"
 #include "host/text/file.h"
@@ -56,8 +57,19 @@ host::CHostEnvironment Environment()
     };
 }
 
+/// Each job that waits holds a descriptor or two.
+void AllowManyDescriptors()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 int Run(const COptions& options)
 {
+    AllowManyDescriptors();
     const host::CHostEnvironment environment = Environment();
     CMainLoop loop;
     std::unique_ptr<CService> service;

@@ -149,6 +149,7 @@ void CPrinter::FinishRecovery(std::optional<std::string> problem, int cardCount)
     if (problem) {
         m_openProblem = "an interrupted job has to be cancelled at the printer first: " + *problem;
         Report(Severity::Warning, {Name()}, m_openProblem);
+        RefuseQueries(CServiceError(ErrorName::NoDevice, m_openProblem));
         Update();
         if (m_stopReason.empty()) {
             m_context.loop.After(kRecoveryRetryMs, [this] { Recover(); });
@@ -214,9 +215,7 @@ void CPrinter::Continue()
 void CPrinter::Stop(const std::string& reason)
 {
     m_stopReason = reason;
-    for (CWaitingQuery& query : std::exchange(m_queries, {})) {
-        query.replyTo({{}, CServiceError(ErrorName::Stopping, reason)});
-    }
+    RefuseQueries(CServiceError(ErrorName::Stopping, reason));
     for (const std::shared_ptr<CJob>& job : std::exchange(m_waiting, {})) {
         EndJob(*job, JobOutcome::Interrupted, reason + " before its first byte", 0);
     }
@@ -241,6 +240,9 @@ void CPrinter::Query(std::string text, const std::string& client, CReplyTo reply
     if (!m_stopReason.empty()) {
         throw CServiceError(ErrorName::Stopping, m_stopReason);
     }
+    if (m_isRecovering && !m_openProblem.empty()) {
+        throw CServiceError(ErrorName::NoDevice, m_openProblem);
+    }
     if (m_queries.size() >= kMostQueries) {
         throw CServiceError(ErrorName::Busy, "200 queries are waiting; try again later");
     }
@@ -257,6 +259,14 @@ void CPrinter::DropQueries(const std::string& client)
         }
         return isDropped;
     });
+}
+
+void CPrinter::RefuseQueries(const CServiceError& error)
+{
+    for (CWaitingQuery& query : std::exchange(m_queries, {})) {
+        Wipe(query.text);
+        query.replyTo({{}, error});
+    }
 }
 
 void CPrinter::StartQuery()
@@ -343,7 +353,6 @@ void CPrinter::FinishJob(const CJobResult& result)
 /// cards -1: as counted so far.
 void CPrinter::EndJob(CJob& job, JobOutcome outcome, const std::string& reason, int cards)
 {
-    job.data.reset();
     job.status.state = StateOf(outcome);
     job.status.reason = reason;
     job.status.category = host::kNoErrorCategory;
@@ -358,6 +367,8 @@ void CPrinter::EndJob(CJob& job, JobOutcome outcome, const std::string& reason, 
         storage.Journal().Progress(id, status.bytes, status.cards);
         storage.Journal().End(id, outcome, reason, std::time(nullptr));
     });
+    job.data.reset();
+    job.control.reset();
     m_events.OnJobChanged(job);
     m_events.OnJobEnded(job);
 }

@@ -134,6 +134,7 @@ private:
     void FinishRecovery(std::optional<std::string> problem, int cardCount);
     void Continue();
     void StartQuery();
+    void RefuseQueries(const CServiceError& error);
     void FinishQuery(CWaitingQuery& query, const CReply& reply);
     void StartJob();
     void FinishJob(const CJobResult& result);

@@ -53,6 +53,7 @@ CService::CService(const CServiceOptions& options, CMainLoop& loop, const host::
       })
 {
     CloseUnfinishedJobs();
+    m_loop.After(0, [this] { ForgetOldJobs(); }); // when the configuration says for how long they are kept
 }
 
 CService::~CService() = default;
@@ -85,16 +86,12 @@ void CService::ForgetOldJobs()
 
 void CService::Load()
 {
-    const bool isFirst = m_printers.empty() && m_configuration.printers.empty();
     m_configuration = LoadConfiguration(m_options.configurationFolder);
     for (const std::string& problem : m_configuration.problems) {
         Report(Severity::Error, {}, problem);
     }
     if (!m_isStopping) {
         ApplyConfiguration();
-    }
-    if (isFirst) {
-        ForgetOldJobs();
     }
     PlanMetrics();
 }
