@@ -9,6 +9,9 @@
 
 namespace zrtmon::devices {
 
+/// A device ID is no longer, its two length bytes included.
+inline constexpr size_t kLongestIdBytes = 1024;
+
 /// The text of a device ID as a device reports it: two length bytes, which count themselves and come in
 /// either order, then text. Takes no more than size bytes, and ends at a zero byte.
 std::string DeviceIdText(const uint8_t* data, size_t size);

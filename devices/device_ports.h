@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/print_system.h"
 #include "simulator/port_device.h"
 
 namespace zrtmon::devices {
@@ -27,6 +28,9 @@ struct CFoundDevice {
 
 /// All devices that the system lists. Opens none. Any thread.
 std::vector<CFoundDevice> FindDevices();
+/// What a support desk wants to know of the device at that path or, when it is empty, of all USB printers.
+/// Opens each to read its device ID. Empty where the system has no device ports. Any thread.
+std::vector<CDiagnostic> ExamineDevices(const std::string& path);
 /// Advice for a user whose system lists no device: one clause, to end an error line.
 std::string NoDeviceAdvice();
 

@@ -12,6 +12,8 @@ std::unique_ptr<sim::IPortDevice> MakeDevice(const std::wstring&) { return nullp
 
 std::vector<CFoundDevice> FindDevices() { return {}; }
 
+std::vector<CDiagnostic> ExamineDevices(const std::string&) { return {}; }
+
 std::string NoDeviceAdvice() { return "this system lists its printers itself; see \"zrtctl doctor\""; }
 
 } // namespace zrtmon::devices

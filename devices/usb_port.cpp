@@ -7,10 +7,6 @@
 
 namespace zrtmon::devices {
 
-namespace {
-constexpr size_t kLongestIdBytes = 1024;
-}
-
 CUsbPort::CUsbPort(CDeviceName name, System system)
     : CDevicePort(std::move(name), kBlockBytes), m_system(std::move(system)), m_path(m_name.path)
 {
@@ -43,24 +39,6 @@ std::unique_ptr<CDeviceFile> CUsbPort::MakeFile()
 bool CUsbPort::IsMeant(const CUsbPrinter& printer) const
 {
     return m_name.serial.empty() || printer.serial == m_name.serial;
-}
-
-std::string CUsbPort::Advice(int error) const
-{
-    switch (error) {
-    case EACCES:
-    case EPERM:
-        return AccessAdvice(DeviceGroup(m_path));
-    case EBUSY:
-        return "another program has it open, such as CUPS's usb backend or another zrtctl: end that, or try "
-               "later";
-    case ENOTUNIQ:
-        return "name one of them, as \"zrtctl devices\" lists them";
-    case ETIMEDOUT:
-        return "the last bytes may not have been printed: check the printer, and print again what is missing";
-    default:
-        return "check that the printer is on and its cable connected";
-    }
 }
 
 void CUsbPort::Finish(bool)

@@ -27,7 +27,7 @@ public:
 private:
     std::unique_ptr<CDeviceFile> MakeFile() override;
     std::string Place() const override { return m_path; }
-    std::string Advice(int error) const override;
+    std::string Advice(int error) const override { return UsbAdvice(error, m_path); }
     void Finish(bool wasChannel) override;
     DWORD QueryDeviceId(std::string* id) override;
 

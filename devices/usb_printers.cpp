@@ -1,6 +1,7 @@
 #include "devices/usb_printers.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -59,6 +60,24 @@ std::vector<CUsbPrinter> FindUsbPrinters()
     std::sort(printers.begin(), printers.end(),
               [](const CUsbPrinter& a, const CUsbPrinter& b) { return a.path < b.path; });
     return printers;
+}
+
+std::string UsbAdvice(int error, const std::string& path)
+{
+    switch (error) {
+    case EACCES:
+    case EPERM:
+        return AccessAdvice(DeviceGroup(path));
+    case EBUSY:
+        return "another program has it open, such as CUPS's usb backend or another zrtctl: end that, or try "
+               "later";
+    case ENOTUNIQ:
+        return "name one of them, as \"zrtctl devices\" lists them";
+    case ETIMEDOUT:
+        return "the last bytes may not have been printed: check the printer, and print again what is missing";
+    default:
+        return "check that the printer is on and its cable connected";
+    }
 }
 
 std::string AccessAdvice(const std::string& group)

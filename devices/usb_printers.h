@@ -18,6 +18,8 @@ struct CUsbPrinter {
 /// All of them, by path. Reads the kernel's tables and opens no printer. Any thread.
 std::vector<CUsbPrinter> FindUsbPrinters();
 
+/// What would help against an error of a USB printer; one clause.
+std::string UsbAdvice(int error, const std::string& path);
 /// What makes a device that may not be opened accessible; one clause.
 std::string AccessAdvice(const std::string& group);
 

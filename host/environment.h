@@ -49,8 +49,10 @@ struct CHostEnvironment {
     std::string libraryFile; ///< its file name
     /// Replaces the library's export if set; no library is loaded then.
     InitializeMonitor initialize = nullptr;
-    IPrintSystem* printSystem = nullptr;       ///< the machine's own; never null
-    ISpoolerSetup* spoolerSetup = nullptr;     ///< likewise
+    IPrintSystem* printSystem = nullptr;   ///< the machine's own; never null
+    ISpoolerSetup* spoolerSetup = nullptr; ///< likewise
+    /// As devices::ExamineDevices; empty: no devices are looked for.
+    std::function<std::vector<CDiagnostic>(const std::string& path)> examineDevices;
     ISystemPrinters* systemPrinters = nullptr; ///< likewise
 };
 

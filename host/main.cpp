@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "devices/device_ports.h"
 #include "host/places/spooler_printers.h"
 #include "host/program.h"
 #include "platform/print_system.h"
@@ -44,6 +45,7 @@ int main(int argc, char** argv)
         .libraryFile = terminal::SharedLibraryName("zrtmon"),
         .printSystem = &MachinePrintSystem(),
         .spoolerSetup = &MachineSpoolerSetup(),
+        .examineDevices = devices::ExamineDevices,
     };
     host::CSpoolerPrinters printers(MachineSpooler(), environment);
     environment.systemPrinters = &printers;

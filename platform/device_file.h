@@ -49,6 +49,9 @@ ZRT_PLATFORM_API std::unique_ptr<CDeviceFile> MakeTcpFile(std::string host, uint
 
 /// Whether this user may read and write the device: 0 or the error.
 ZRT_PLATFORM_API int CheckDeviceAccess(const std::string& path);
+/// Whose the device is, and its mode: "root:lp, mode 0660". Empty when it is not there or no character
+/// device; *error is then an errno number.
+ZRT_PLATFORM_API std::string DescribeDeviceOwner(const std::string& path, int* error);
 /// The group that owns the device, or its number; empty when the device is gone.
 ZRT_PLATFORM_API std::string DeviceGroup(const std::string& path);
 

@@ -41,8 +41,8 @@ public:
     /// see it.
     virtual bool IsMappedDrive(const std::wstring& path) = 0;
 
-    /// The system and the printers that use the monitor of that name: the target alone (a printer's name, or
-    /// where printers are device nodes, a path) or, when that is empty, all that can be found.
+    /// The system and the printers that use the monitor of that name: the target alone (a printer's name) or,
+    /// when that is empty, all that can be found. Where printers are device nodes, only the system.
     virtual std::vector<CDiagnostic> Examine(const std::wstring& monitor, const std::string& target) = 0;
 };
 

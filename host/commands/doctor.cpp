@@ -36,13 +36,34 @@ CDiagnostic Registration(IPrintSystem& system, const std::string& name)
             ""};
 }
 
+/// What an error text of the form "what happened; what would help" says, or of the first part alone.
+CDiagnostic Problem(const char* topic, const std::string& text, const char* advice)
+{
+    constexpr std::string_view kSeparator = "; ";
+    const size_t at = text.find(kSeparator);
+    if (at == std::string::npos) {
+        return {topic, text, advice};
+    }
+    return {topic, text.substr(0, at), text.substr(at + kSeparator.size())};
+}
+
+constexpr char kSilentAdvice[] = "check that the printer is switched on and connected";
+
+CDiagnostic NoDeviceId(const CPortPrinter& printer, DWORD error)
+{
+    if (printer.IsOnNetwork() && error == ERROR_NOT_SUPPORTED) {
+        return {"device ID", "none: the network carries none; the port's option serial=SN stands in for it",
+                ""};
+    }
+    return Problem("device ID", "none (error " + std::to_string(error) + ')', kSilentAdvice);
+}
+
 /// The device ID, which the port monitor returns through the language monitor.
 CDiagnostic DeviceId(const CPortPrinter& printer)
 {
     const std::optional<std::string> deviceId = printer.DeviceId();
     if (!deviceId) {
-        return {"device ID", "none (error " + std::to_string(GetLastError()) + ')',
-                "check that the printer is switched on and its cable connected"};
+        return NoDeviceId(printer, GetLastError());
     }
     return {"device ID", *deviceId, ""};
 }
@@ -51,8 +72,7 @@ CDiagnostic LastStatus(CPortPrinter& printer)
 {
     const CQueriedNumber category = QueryNumber(printer, "PrinterError");
     if (!category.value) {
-        return {"status", printer.QueryErrorText(category.error),
-                "check that the printer is switched on and its cable connected"};
+        return Problem("status", printer.QueryErrorText(category.error), kSilentAdvice);
     }
     const bool isReady = *category.value == kNoErrorCategory;
     return {"status", CategoryWords(*category.value), isReady ? "" : "check the printer's display"};
@@ -126,9 +146,9 @@ std::string Table(const std::vector<CDiagnostic>& diagnostics)
     std::string text;
     for (const CDiagnostic& diagnostic : diagnostics) {
         text += text.empty() ? "" : "\n";
-        text += Padded(Printable(diagnostic.topic), columns) + Printable(diagnostic.value);
+        text += Padded(PrintableInput(diagnostic.topic), columns) + PrintableInput(diagnostic.value);
         if (!diagnostic.advice.empty()) {
-            text += '\n' + std::string(columns, ' ') + "-> " + Printable(diagnostic.advice);
+            text += '\n' + std::string(columns, ' ') + "-> " + PrintableInput(diagnostic.advice);
         }
     }
     return text;
@@ -138,9 +158,9 @@ std::string Json(const std::vector<CDiagnostic>& diagnostics)
 {
     CJson::Array rows;
     for (const CDiagnostic& diagnostic : diagnostics) {
-        rows.push_back(CJson::Object{{"topic", PrintableUtf8(diagnostic.topic)},
-                                     {"value", PrintableUtf8(diagnostic.value)},
-                                     {"advice", PrintableUtf8(diagnostic.advice)}});
+        rows.push_back(CJson::Object{{"topic", WithoutPasswords(PrintableUtf8(diagnostic.topic))},
+                                     {"value", WithoutPasswords(PrintableUtf8(diagnostic.value))},
+                                     {"advice", WithoutPasswords(PrintableUtf8(diagnostic.advice))}});
     }
     return JsonLines(rows);
 }
@@ -152,6 +172,11 @@ ExitStatus Examine(const CDoctorArguments& arguments, CHostEnvironment& environm
     for (CDiagnostic& diagnostic :
          environment.printSystem->Examine(WideFromUtf8(arguments.monitor), arguments.target)) {
         diagnostics.push_back(std::move(diagnostic));
+    }
+    if (environment.examineDevices) {
+        for (CDiagnostic& diagnostic : environment.examineDevices(arguments.target)) {
+            diagnostics.push_back(std::move(diagnostic));
+        }
     }
     diagnostics.insert(diagnostics.begin() + 2, Registration(*environment.printSystem, arguments.monitor));
     ExamineInstalled(arguments.target, environment, &diagnostics);

@@ -14,6 +14,8 @@ public:
     /// As CSpoolerSession.
     std::optional<std::string> DeviceId() const { return m_session.DeviceId(); }
 
+    bool IsOnNetwork() const { return m_session.Kind() == PortKind::NetworkPrinter; }
+
     std::string Name() const override;
     std::string Place() const override;
     bool HasDevice() const override { return m_session.HasDevice(); }

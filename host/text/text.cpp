@@ -156,16 +156,17 @@ std::string Utf8FromWide(std::wstring_view text)
 
 std::string Printable(std::string_view text) { return Escaped(text, false); }
 
-std::string PrintableInput(std::string_view text)
+std::string PrintableInput(std::string_view text) { return WithoutPasswords(Printable(text)); }
+
+std::string WithoutPasswords(std::string text)
 {
     constexpr std::string_view kOption = "-password=";
-    std::string shown = Printable(text);
-    for (size_t at = shown.find(kOption); at != std::string::npos; at = shown.find(kOption, at)) {
+    for (size_t at = text.find(kOption); at != std::string::npos; at = text.find(kOption, at)) {
         at += kOption.size();
-        const size_t end = std::min(shown.find(',', at), shown.size());
-        shown.replace(at, end - at, end > at ? "**" : "");
+        const size_t end = std::min(text.find(',', at), text.size());
+        text.replace(at, end - at, end > at ? "**" : "");
     }
-    return shown;
+    return text;
 }
 
 std::string PrintableUtf8(std::string_view text) { return Escaped(text, true); }

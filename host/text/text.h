@@ -20,6 +20,8 @@ std::string Printable(std::string_view text);
 /// As Printable, for what the user typed: the value of an option "...-password=" of a port name is "**", up
 /// to the ',' that ends it.
 std::string PrintableInput(std::string_view text);
+/// Only that, for a text that is printable already.
+std::string WithoutPasswords(std::string text);
 
 /// As Printable, with bytes that are not valid UTF-8 as \xNN too: fit for JSON.
 std::string PrintableUtf8(std::string_view text);

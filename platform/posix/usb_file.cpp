@@ -1,8 +1,10 @@
 #include <array>
+#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
@@ -15,6 +17,12 @@ namespace {
 constexpr size_t kLongestIdBytes = 1023; // what a transfer of the class carries
 /// The kernel driver's request for the device ID; its number is in no public header.
 constexpr unsigned long kGetDeviceId = _IOC(_IOC_READ, 'P', 1, kLongestIdBytes);
+
+std::string GroupName(gid_t number)
+{
+    const group* owners = getgrgid(number);
+    return owners ? owners->gr_name : std::to_string(number);
+}
 
 class CUsbFile final : public posix::CDescriptorFile {
 public:
@@ -70,14 +78,28 @@ std::unique_ptr<CDeviceFile> MakeUsbFile(std::string path)
 
 int CheckDeviceAccess(const std::string& path) { return access(path.c_str(), R_OK | W_OK) == 0 ? 0 : errno; }
 
-std::string DeviceGroup(const std::string& path)
+std::string DescribeDeviceOwner(const std::string& path, int* error)
 {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
+        *error = errno;
         return {};
     }
-    const group* owners = getgrgid(status.st_gid);
-    return owners ? owners->gr_name : std::to_string(status.st_gid);
+    if (!S_ISCHR(status.st_mode)) {
+        *error = ENODEV;
+        return {};
+    }
+    const passwd* user = getpwuid(status.st_uid);
+    std::array<char, 8> mode{};
+    std::snprintf(mode.data(), mode.size(), "%04o", static_cast<unsigned>(status.st_mode & 07777));
+    return (user ? user->pw_name : std::to_string(status.st_uid)) + ':' + GroupName(status.st_gid) +
+           ", mode " + mode.data();
+}
+
+std::string DeviceGroup(const std::string& path)
+{
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? GroupName(status.st_gid) : std::string();
 }
 
 } // namespace zrtmon

@@ -152,6 +152,50 @@ TEST(TcpPrinter, PrintsEveryCardAndAnswersOnTheSameConnection)
     EXPECT_EQ(0u, server.events.breaks);
 }
 
+TEST(TcpPrinter, AnswersBetweenAnyTwoOfThreeHundredCards)
+{
+    constexpr uint32_t kCards = 300;
+    CServerFixture server("card-ms=0,cards=1000");
+    CClient client(server.Address());
+    const sim::Job job = sim::BuildJob({.cards = kCards});
+    ASSERT_EQ(ERROR_SUCCESS, client.port.Start());
+    size_t sent = 0;
+    for (uint32_t card = 1; card <= kCards; ++card) {
+        const size_t end = job.cardEnds[card - 1];
+        ASSERT_TRUE(client.WriteAll(std::string(job.bytes.begin() + static_cast<ptrdiff_t>(sent),
+                                                job.bytes.begin() + static_cast<ptrdiff_t>(end)) +
+                                    kStatusCommand));
+        sent = end;
+        const std::string reply = client.ReadReply();
+        ASSERT_TRUE(reply.ends_with("," + std::to_string(1000 + card) + ",")) << reply;
+    }
+    ASSERT_TRUE(
+        client.WriteAll(std::string(job.bytes.begin() + static_cast<ptrdiff_t>(sent), job.bytes.end())));
+    client.port.End(false);
+    EXPECT_FALSE(client.port.Failure());
+    EXPECT_TRUE(Becomes([&] { return server.events.ends == 1 && server.events.cards == kCards; }));
+    EXPECT_EQ(0u, server.events.violations);
+}
+
+TEST(TcpPrinter, ServesAQueueOfClientsOneAfterTheOther)
+{
+    constexpr unsigned kClients = 8;
+    CServerFixture server;
+    std::vector<std::unique_ptr<CClient>> clients;
+    for (unsigned i = 0; i < kClients; ++i) {
+        clients.push_back(std::make_unique<CClient>(server.Address()));
+        ASSERT_EQ(ERROR_SUCCESS, clients.back()->port.Start());
+        ASSERT_TRUE(clients.back()->WriteAll(JobOf(1) + kStatusCommand));
+    }
+    for (unsigned i = 0; i < kClients; ++i) {
+        EXPECT_TRUE(clients[i]->ReadReply().ends_with("," + std::to_string(101 + i) + ",")) << i;
+        EXPECT_EQ(i + 1, server.events.connections);
+        clients[i]->port.End(false);
+        EXPECT_FALSE(clients[i]->port.Failure());
+    }
+    EXPECT_EQ(kClients, server.events.cards);
+}
+
 TEST(TcpPrinter, LosesNoByteWhenRepliesAreLeftUnread)
 {
     CServerFixture server;

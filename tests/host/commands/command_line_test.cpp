@@ -1,6 +1,7 @@
 // What the command line refuses: one line that says what is wrong, its exit status, and nothing done.
 #include <gtest/gtest.h>
 
+#include "devices/device_ports.h"
 #include "host/text/text.h"
 #include "tests/host/support/scripted_monitor.h"
 
@@ -89,13 +90,14 @@ TEST(CommandLine, ShowsNoPasswordOfAPortWhateverItPrints)
          {"print @job --give-up 1", "print @job --ask SecurityInfo,CardCount --give-up 1", "print",
           "get SecurityInfo", "get --json SecurityInfo VersionInfo", "get Foo", "status", "status --json",
           "settings show", "settings set FeedPWM=x", "password check", "password enable", "doctor @none",
-          "doctor @none --json", "make-job --cards", "names"}) {
+          "doctor @none --json", "doctor", "doctor --json", "make-job --cards", "names"}) {
         for (const std::string& portWords :
              {" --port=" + port, " --port=" + badPort, " --prot=" + port, ' ' + port, " --ask " + port,
               " --piece " + port, " --library @none --port " + port}) {
             SCOPED_TRACE(words + portWords);
             CHostFixture fixture;
             fixture.printSystem = &MachinePrintSystem();
+            fixture.examineDevices = devices::ExamineDevices;
             fixture.WriteFile("job", JobBytes(1));
             std::string quoted = words + portWords;
             const size_t at = quoted.find("Adm1n'");

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "devices/device_ports.h"
 #include "tests/host/support/flat_json.h"
 #include "tests/host/support/host_fixture.h"
 
@@ -157,6 +158,7 @@ TEST(Doctor, DescribesThisMachineAndThePortBelowTheLibrary)
     const std::string node = ttyname(slave);
     CHostFixture fixture;
     fixture.printSystem = &MachinePrintSystem();
+    fixture.examineDevices = devices::ExamineDevices;
     const std::string missing = (fixture.Folder() / "missing").string();
     const std::pair<std::string, std::string> cases[] = {
         {node, "zrtctl ...system ...device ..." + node + "..., mode 06...not a USB printer"},

@@ -128,6 +128,25 @@ TEST(NetworkPrinter, ThatServesAnotherClientIsBusyForQueriesAndActions)
         << "a refused action was carried out";
 }
 
+TEST(NetworkPrinter, IsExaminedByTheDoctor)
+{
+    CHostFixture fixture;
+    fixture.printSystem = &MachinePrintSystem();
+    std::string port;
+    {
+        const CNetworkPrinter printer("");
+        port = printer.Port();
+        const CCommandResult well = fixture.Run("doctor --port " + port);
+        EXPECT_EQ(0, well.status) << well.out;
+        EXPECT_TRUE(Shows(well.out, "device ID ...none: the network carries none...status ...no error"));
+    }
+    const CCommandResult refused = fixture.Run("doctor --port " + port);
+    EXPECT_EQ(1, refused.status);
+    EXPECT_TRUE(Shows(refused.out,
+                      "status ...connecting to 127.0.0.1 port ...: Connection refused\n...-> check that the "
+                      "printer is on, and its address and port"));
+}
+
 TEST(NetworkPrinter, ThatServesAnotherClientPrintsTheJobAfterwards)
 {
     CHostFixture fixture;

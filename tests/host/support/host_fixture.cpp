@@ -78,6 +78,7 @@ CCommandResult CHostFixture::Run(const std::string& commandLine)
         .initialize = monitor,
         .printSystem = printSystem,
         .spoolerSetup = spoolerSetup,
+        .examineDevices = examineDevices,
     };
     host::CSpoolerPrinters printers(systemSpooler ? *systemSpooler : MachineSpooler(), environment);
     environment.systemPrinters = &printers;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -47,8 +48,9 @@ public:
     host::InitializeMonitor monitor = nullptr; ///< in place of the real library
     IPrintSystem* printSystem = nullptr;       ///< of the machine
     ISpoolerSetup* spoolerSetup = nullptr;     ///< likewise
-    std::filesystem::path programFolder;       ///< where the real library is looked for; set to its place
-    std::filesystem::path systemFolder;        ///< likewise; not set
+    std::function<std::vector<CDiagnostic>(const std::string&)> examineDevices; ///< likewise
+    std::filesystem::path programFolder; ///< where the real library is looked for; set to its place
+    std::filesystem::path systemFolder;  ///< likewise; not set
 
 private:
     std::vector<std::string> WordsOf(const std::string& commandLine) const;
