@@ -51,10 +51,10 @@ host::CHostEnvironment Environment()
         .readSecret = nullptr,
         .readLine = nullptr,
         .startThread = nullptr,
-        .examineDevices = nullptr,
         .programFolder = terminal::ProgramFolder(),
         .systemFolder = terminal::SystemFolder(),
         .libraryFile = terminal::SharedLibraryName("zrtmon"),
+        .examineDevices = nullptr,
     };
 }
 
