@@ -40,6 +40,30 @@ constexpr std::string_view kNoReply[] = {"org.freedesktop.DBus.Error.NoReply",
                                          "org.freedesktop.DBus.Error.Timeout",
                                          "org.freedesktop.DBus.Error.Disconnected"};
 
+struct CErrorWords {
+    std::string_view error;
+    const char* words;
+};
+
+/// The bus's own errors, which speak of objects and files.
+constexpr CErrorWords kErrorWords[] = {
+    {"org.freedesktop.DBus.Error.UnknownObject", "the print service has no printer of that name"},
+    {"org.freedesktop.DBus.Error.ServiceUnknown", "the print service is not running"},
+    {"org.freedesktop.DBus.Error.NameHasNoOwner", "the print service is not running"},
+    {"org.freedesktop.DBus.Error.AccessDenied",
+     "the system bus does not let this user talk to the print service"},
+};
+
+std::string WordsOf(const sdbus::Error& error)
+{
+    for (const CErrorWords& row : kErrorWords) {
+        if (error.getName() == row.error) {
+            return row.words;
+        }
+    }
+    return error.getMessage();
+}
+
 Refusal RefusalOf(const sdbus::Error& error)
 {
     for (const CRefusalName& row : kRefusals) {
@@ -157,7 +181,7 @@ void CBusService::Print(const CPrintOrder& order)
                 } else if (IsNoReply(*error)) {
                     m_events->OnServiceLost();
                 } else {
-                    m_events->OnRefused(RefusalOf(*error), error->getMessage());
+                    m_events->OnRefused(RefusalOf(*error), WordsOf(*error));
                 }
             });
     } catch (const sdbus::Error& error) {

@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include <sys/signalfd.h>
+#include <sys/syscall.h>
 
 #include "service/backend/arguments.h"
 #include "service/backend/bus_service.h"
@@ -77,7 +78,19 @@ std::string Environment(const char* name, const char* otherwise)
     return value != nullptr ? value : otherwise;
 }
 
-int PrintJob(const CPrintRequest& request)
+/// Readable when the process has ended. Invalid where the system has no such descriptors.
+service::CDescriptor WatchProcess(pid_t process)
+{
+    return service::CDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+}
+
+bool IsReadable(int descriptor)
+{
+    pollfd entry{descriptor, POLLIN, 0};
+    return poll(&entry, 1, 0) > 0;
+}
+
+int PrintJob(const CPrintRequest& request, int cupsd)
 {
     CSecret password;
     TakePassword(environ, password);
@@ -90,17 +103,18 @@ int PrintJob(const CPrintRequest& request)
     CStatusLines lines(WriteLine, Environment("PRINTER_STATE_REASONS", ""));
     CBusService service;
     CPrintSession session({{request.device.printer, request.title, request.owner, request.uuid, data.Get()},
-                           request.device.holdAfterMs},
+                           request.device.holdAfterMs,
+                           [cupsd] { return !IsReadable(cupsd); }},
                           password, service, lines, Now);
     service.ReportTo(session);
     return RunSession(session, service, stop.Get());
 }
 
 /// No exit status but 0 and 3, whatever happens.
-int Work(std::span<const char* const> arguments)
+int Work(std::span<const char* const> arguments, int cupsd)
 {
     try {
-        return PrintJob(ReadArguments(arguments, std::getenv("DEVICE_URI")));
+        return PrintJob(ReadArguments(arguments, std::getenv("DEVICE_URI")), cupsd);
     } catch (const std::exception& error) {
         WriteLine(std::string("ERROR: held: ") + error.what());
         return kHeld;
@@ -130,7 +144,8 @@ int main(int argc, char** argv)
     }
     signal(SIGPIPE, SIG_IGN);
     const std::span<const char* const> arguments(argv + 1, static_cast<size_t>(argc - 1));
-    const int status = Supervise([&] { return Work(arguments); }, -1);
+    const service::CDescriptor cupsd = WatchProcess(getppid());
+    const int status = Supervise([&] { return Work(arguments, cupsd.Get()); }, -1);
     if (status >= 0) {
         return status;
     }

@@ -79,6 +79,10 @@ void CPrintSession::Start()
 
 void CPrintSession::Offer()
 {
+    if (!m_settings.isHeard()) {
+        Hold("cupsd has ended");
+        return;
+    }
     m_step = Step::Offered;
     m_deadline.reset();
     m_service.Print(m_settings.order);
@@ -258,8 +262,11 @@ void CPrintSession::EndOf(const CJobStatus& job)
         End(kPrinted);
         return;
     }
-    // The person who releases the job has been told how far it got: that release prints from the beginning.
-    m_service.Acknowledge();
+    if (m_settings.isHeard()) {
+        // The person who releases the job has been told how far it got: that release prints from the
+        // beginning.
+        m_service.Acknowledge();
+    }
     const std::string end = job.state + " after " + HowFar(job);
     if (m_step == Step::Cancelled) {
         Hold("no password within " + Period(m_settings.holdAfterMs) + ": " + end);

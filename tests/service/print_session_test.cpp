@@ -73,8 +73,10 @@ public:
         for (const char c : secret) {
             password.Append(c);
         }
-        session.emplace(CPrintSession::CSettings{{"desk", "Badge", "ann", uuid, 5}, kHoldAfterMs}, password,
-                        service, lines, [this] { return now; });
+        session.emplace(CPrintSession::CSettings{{"desk", "Badge", "ann", uuid, 5},
+                                                 kHoldAfterMs,
+                                                 [this] { return isHeard; }},
+                        password, service, lines, [this] { return now; });
         session->Start();
     }
     void BeginAccepted(const std::string& secret = {}, const std::string& uuid = "u1")
@@ -116,6 +118,7 @@ public:
     }
 
     int64_t now = 5000;
+    bool isHeard = true;
     CScriptedService service;
     CSecret password;
     std::vector<std::string> written;
@@ -334,6 +337,24 @@ TEST_F(PrintSession, OffersTheJobAgainAfterTheServiceEnded)
     EXPECT_EQ(2u, service.Count("Print"));
     session->OnRefused(Refusal::Known, "interrupted after 1 card");
     ExpectHeld("interrupted after 1 card");
+}
+
+TEST_F(PrintSession, LeavesTheReportToTheNextCupsdWhenItsOwnHasEnded)
+{
+    BeginAccepted();
+    isHeard = false;
+    session->OnServiceLost();
+    Pass(CPrintSession::kFirstRetryMs);
+    EXPECT_EQ(1u, service.Count("Print"))
+        << "the service would report how far it got, and nobody would hear it";
+    EXPECT_EQ(kHeld, session->ExitStatus());
+
+    isHeard = true;
+    BeginAccepted();
+    isHeard = false;
+    session->OnJobChanged(Job("failed", 1));
+    EXPECT_EQ(0u, service.Count("Acknowledge"));
+    EXPECT_EQ(kHeld, session->ExitStatus());
 }
 
 TEST_F(PrintSession, WithoutAUuidHoldsWhatMayHaveBeenPrinted)
