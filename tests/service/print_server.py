@@ -1,7 +1,7 @@
 """A print server of its own for one test: a private bus, the print service, CUPS's own cupsd, and simulated printers on TCP.
 
-Everything lives in one temporary folder and ends with the server. Started by root, all of it runs as user lp; otherwise as
-the user who started it. No service of the machine is touched.
+Everything lives in one temporary folder, runs as user lp and ends with the server. To become lp it is started by root. No
+service of the machine is touched.
 """
 import contextlib
 import glob
@@ -104,6 +104,8 @@ class Printer:
 
 class PrintServer:
     def __init__(self, programs):
+        if os.geteuid() != 0:
+            raise SystemExit("not root: start it as root or with sudo, since everything runs as user lp")
         self.programs = os.path.abspath(programs)
         self.folder = tempfile.mkdtemp(prefix="zrtmon-cups-")
         os.chmod(self.folder, 0o755)
@@ -129,11 +131,10 @@ class PrintServer:
         for part in ("filter", "daemon", "monitor", "notifier"):
             os.symlink(f"/usr/lib/cups/{part}", self.path("bin", part))
         self.environment["LD_LIBRARY_PATH"] = self.path("bin")
-        if os.geteuid() == 0:
-            account = pwd.getpwnam(USER)
-            for folder, _, files in os.walk(self.folder):
-                for name in [folder] + [os.path.join(folder, file) for file in files]:
-                    os.chown(name, account.pw_uid, account.pw_gid, follow_symlinks=False)
+        account = pwd.getpwnam(USER)
+        for folder, _, files in os.walk(self.folder):
+            for name in [folder] + [os.path.join(folder, file) for file in files]:
+                os.chown(name, account.pw_uid, account.pw_gid, follow_symlinks=False)
 
     def path(self, *names):
         return os.path.join(self.folder, *names)
@@ -147,8 +148,7 @@ class PrintServer:
     def as_user(self, command):
         """The command as the server's user, with nothing of this process's environment."""
         variables = [f"{name}={value}" for name, value in self.environment.items()]
-        drop = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups"] if os.geteuid() == 0 else []
-        return drop + ["env", "-i"] + variables + command
+        return ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups", "env", "-i"] + variables + command
 
     def run(self, *command, check=True, **options):
         result = subprocess.run(self.as_user(list(command)), text=True, capture_output=True, timeout=60, **options)
