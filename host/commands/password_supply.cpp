@@ -27,17 +27,19 @@ public:
     bool IsWaiting()
     {
         m_state = m_printer->ReadState();
-        return m_state.isPrinting && m_state.values.printerError == kPasswordCategory;
+        return m_state.printingJob != 0 && m_state.values.printerError == kPasswordCategory;
     }
 
     /// Asks for a password if a job waits for one. False if one is needed and the input has ended.
     bool Poll(const CHostEnvironment& environment)
     {
-        if (!IsWaiting()) {
+        const bool isWaiting = IsWaiting();
+        if (m_state.printingJob != m_job) {
+            m_job = m_state.printingJob;
             m_supply.StartOver();
-            return true;
         }
-        return m_supply.Poll(m_state.values, [&] { return environment.wasInterrupted() || !IsWaiting(); });
+        return !isWaiting ||
+               m_supply.Poll(m_state.values, [&] { return environment.wasInterrupted() || !IsWaiting(); });
     }
 
     bool WasWaiting() const { return m_state.values.printerError == kPasswordCategory; }
@@ -46,6 +48,7 @@ private:
     std::unique_ptr<IPrinter> m_printer;
     CPasswordSupply m_supply;
     CPrinterState m_state;
+    uint64_t m_job = 0; ///< that the supply's entries are for
 };
 
 std::vector<std::unique_ptr<IPrinter>> OpenPrinters(const CPrinterChoice& choice,

@@ -12,6 +12,8 @@
 namespace zrtmon::host {
 namespace {
 
+constexpr wchar_t kSettingsValue[] = L"CurrentSettings";
+
 struct CSettingsArguments {
     CPrinterChoice printer;
     std::string file;
@@ -59,20 +61,25 @@ ExitStatus Save(const CSettingsArguments& arguments, CHostEnvironment& environme
     return ExitStatus::Done;
 }
 
-/// A value of the printer's data for as long as the object lives; then what was stored before is put back.
-class CTemporaryValue {
+/// Puts back at its end what a value of the printer's data is now. A spooler stores every answer, too.
+class CValueKeeper {
 public:
-    /// Throws CHostError (NoPermission or NoDevice) if it cannot be stored.
-    CTemporaryValue(IPrinter& printer, const wchar_t* name, DWORD type, const std::string& bytes)
+    CValueKeeper(IPrinter& printer, const wchar_t* name)
         : m_printer(printer), m_name(name), m_before(printer.LoadValue(name))
     {
-        const DWORD error = printer.StoreValue(name, type, bytes);
-        if (error != ERROR_SUCCESS) {
-            throw CHostError(SpoolerErrorStatus(error),
-                             "cannot store the settings in the printer's data: " + SpoolerErrorWords(error));
+    }
+    ~CValueKeeper()
+    {
+        try {
+            PutBack();
+        } catch (const CHostError&) { // the printer is gone, and its data with it
         }
     }
-    ~CTemporaryValue()
+    CValueKeeper(const CValueKeeper&) = delete;
+    CValueKeeper& operator=(const CValueKeeper&) = delete;
+
+private:
+    void PutBack()
     {
         if (m_before) {
             m_printer.StoreValue(m_name, m_before->type, m_before->bytes);
@@ -80,10 +87,7 @@ public:
             m_printer.RemoveValue(m_name);
         }
     }
-    CTemporaryValue(const CTemporaryValue&) = delete;
-    CTemporaryValue& operator=(const CTemporaryValue&) = delete;
 
-private:
     IPrinter& m_printer;
     const wchar_t* m_name;
     std::optional<CStoredValue> m_before;
@@ -92,7 +96,11 @@ private:
 /// Stores the text where the monitor reads the settings to write, and makes it write them.
 void WriteSettings(IPrinter& printer, const std::string& text)
 {
-    const CTemporaryValue settings(printer, L"CurrentSettings", REG_BINARY, text);
+    const DWORD error = printer.StoreValue(kSettingsValue, REG_BINARY, text);
+    if (error != ERROR_SUCCESS) {
+        throw CHostError(SpoolerErrorStatus(error),
+                         "cannot store the settings in the printer's data: " + SpoolerErrorWords(error));
+    }
     QueryOrThrow(printer, "InitializeSettings/" + printer.Name());
 }
 
@@ -128,6 +136,7 @@ void CheckWritten(IPrinter& printer, std::span<const CSettingChange> changes)
 
 void Apply(IPrinter& printer, std::span<const CSettingChange> changes, ExitStatus refusal, CConsole& console)
 {
+    const CValueKeeper keeper(printer, kSettingsValue);
     WriteSettings(printer, ChangeText(ReadSettings(printer), changes, refusal));
     CheckWritten(printer, changes);
     const bool isOne = changes.size() == 1;

@@ -25,7 +25,7 @@ public:
     /// returns true, and stores it where the monitor finds it. Stops asking after three that were not
     /// accepted. False if one is needed and the input has ended.
     bool Poll(const CPublishedValues& published, const std::function<bool()>& stop);
-    /// The job has left the gate: forgets its entries, and removes what it did not use.
+    /// Another job prints: forgets the entries of the one before, and removes what it did not use.
     void StartOver();
 
 private:

@@ -24,7 +24,8 @@ struct CPrinterState {
     CPublishedValues values = {};
     std::string queue =
         {}; ///< what the queue itself reports: "paused"; empty if nothing, or if there is no queue
-    bool isPrinting = false; ///< a job of the queue is being printed
+    uint64_t printingJob =
+        0; ///< id of the job of the queue that is being printed; 0: none, or there is no queue
 
     bool operator==(const CPrinterState&) const = default;
 };

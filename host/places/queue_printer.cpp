@@ -352,10 +352,10 @@ CPrinterState CQueuePrinter::ReadState()
     ThrowIf(m_queue->Info(&entry), m_name);
     std::vector<CQueueJob> jobs;
     ThrowIf(m_queue->Jobs(&jobs), m_name);
-    const bool isPrinting = std::any_of(jobs.begin(), jobs.end(), [](const CQueueJob& job) {
+    const auto printing = std::find_if(jobs.begin(), jobs.end(), [](const CQueueJob& job) {
         return (job.status & JOB_STATUS_PRINTING) != 0;
     });
-    return {PublishedValues(), QueueWords(entry), isPrinting};
+    return {PublishedValues(), QueueWords(entry), printing == jobs.end() ? 0 : printing->id};
 }
 
 bool CQueuePrinter::WaitForChange(DWORD milliseconds)
