@@ -4,6 +4,7 @@
 /// `platform/win32.h`. Functions here may be called from any thread and throw std::bad_alloc.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -23,6 +24,8 @@ ZRT_PLATFORM_API void RemovePrinter(const std::wstring& printerName);
 ZRT_PLATFORM_API DWORD SubmitJob(const std::wstring& printerName, const std::wstring& documentName);
 /// The JOB_STATUS_* bits of a job; std::nullopt if it is not in the queue.
 ZRT_PLATFORM_API std::optional<DWORD> JobStatus(const std::wstring& printerName, DWORD jobId);
+/// Sets and clears bits of a job's status; false when it is not in the queue.
+ZRT_PLATFORM_API bool ChangeJobStatus(const std::wstring& printerName, DWORD jobId, DWORD set, DWORD cleared);
 /// Takes a job out of the queue; false when it is not there.
 ZRT_PLATFORM_API bool RemoveJob(const std::wstring& printerName, DWORD jobId);
 
@@ -33,6 +36,14 @@ ZRT_PLATFORM_API void StoreValue(const std::wstring& printerName, const std::wst
 /// The bytes of a value; std::nullopt if there is none.
 ZRT_PLATFORM_API std::optional<std::string> LoadValue(const std::wstring& printerName,
                                                       const std::wstring& valueName);
+/// Calls visit for each value of a printer, under the store's lock: it must not call the spooler.
+ZRT_PLATFORM_API void VisitValues(
+    const std::wstring& printerName,
+    const std::function<void(const std::wstring& valueName, DWORD type, const std::string& bytes)>& visit);
+/// From now on GetPrinterDataW calls refresh, on its caller's thread and without a lock, before it reads a
+/// value of the printer: a spooler that asks the printer stores there what it got. Empty: it only reads.
+ZRT_PLATFORM_API void RefreshValues(const std::wstring& printerName,
+                                    std::function<void(const std::wstring& valueName)> refresh);
 
 /// Is told of the values that programs and the monitor store through the services of `platform/win32.h`, not
 /// of those stored by StoreValue: for a spooler whose values outlive the process.

@@ -44,6 +44,18 @@ std::optional<DWORD> JobStatus(const std::wstring& printerName, DWORD jobId)
     return job ? std::optional(job->status) : std::nullopt;
 }
 
+bool ChangeJobStatus(const std::wstring& printerName, DWORD jobId, DWORD set, DWORD cleared)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    Printer* const printer = store.FindPrinter(printerName);
+    Job* const job = printer ? printer->FindJob(jobId) : nullptr;
+    if (job) {
+        job->status = (job->status | set) & ~cleared;
+    }
+    return job != nullptr;
+}
+
 bool RemoveJob(const std::wstring& printerName, DWORD jobId)
 {
     CPrinterStore& store = CPrinterStore::Get();
@@ -76,6 +88,29 @@ void SetValueObserver(IValueObserver* observer)
     CPrinterStore& store = CPrinterStore::Get();
     const CSectionHold hold(store.Section());
     store.SetObserver(observer);
+}
+
+void VisitValues(
+    const std::wstring& printerName,
+    const std::function<void(const std::wstring& valueName, DWORD type, const std::string& bytes)>& visit)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    if (const Printer* const printer = store.FindPrinter(printerName)) {
+        for (const auto& [name, value] : printer->values) {
+            visit(name, value->type, value->bytes);
+        }
+    }
+}
+
+void RefreshValues(const std::wstring& printerName,
+                   std::function<void(const std::wstring& valueName)> refresh)
+{
+    CPrinterStore& store = CPrinterStore::Get();
+    const CSectionHold hold(store.Section());
+    if (Printer* const printer = store.FindPrinter(printerName)) {
+        printer->refresh = std::move(refresh);
+    }
 }
 
 size_t OpenPrinterCount()

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -49,6 +50,8 @@ struct Printer {
     ACCESS_MASK access;                                                    ///< what it may be opened with
     std::map<std::wstring, std::unique_ptr<const Value>, NameLess> values; ///< never null
     std::vector<Job> jobs;                                                 ///< the next to print first
+    std::function<void(const std::wstring& valueName)>
+        refresh; ///< called before a value is read; may be empty
 
     /// Null when it has no such value.
     const Value* FindValue(const std::wstring& valueName) const;

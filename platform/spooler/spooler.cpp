@@ -84,6 +84,22 @@ std::span<const Job> SelectJobs(const Printer& printer, DWORD firstJob, DWORD co
     return rest.first(count < rest.size() ? count : rest.size());
 }
 
+/// Calls the printer's refresh, if it has one.
+void Refresh(HANDLE printer, LPCWSTR valueName)
+{
+    std::function<void(const std::wstring&)> refresh;
+    {
+        CPrinterStore& store = CPrinterStore::Get();
+        const CSectionHold hold(store.Section());
+        if (const Printer* const found = store.FromHandle(printer)) {
+            refresh = found->refresh;
+        }
+    }
+    if (refresh) {
+        refresh(valueName);
+    }
+}
+
 struct JobControl {
     DWORD control;
     DWORD set;
@@ -141,6 +157,9 @@ BOOL WINAPI ClosePrinter(HANDLE printer)
 DWORD WINAPI GetPrinterDataW(HANDLE printer, LPWSTR valueName, LPDWORD type, LPBYTE data, DWORD size,
                              LPDWORD sizeNeeded)
 {
+    if (!IsEmpty(valueName)) {
+        Refresh(printer, valueName);
+    }
     return Serve([=](CPrinterStore& store) -> DWORD {
         const Printer* const found = store.FromHandle(printer);
         if (!found) {

@@ -86,8 +86,8 @@ std::wstring CSystemPrinter::DriverMonitor() const
 {
     CRecordList<DRIVER_INFO_3W> driver;
     const DWORD error = driver.Load([this](LPBYTE data, DWORD size, DWORD* needed, DWORD* /*count*/) {
-        return ErrorOf(CSpoolerLibrary::Get().getPrinterDriver(m_printer, nullptr, kDriverLevel, data, size,
-                                                               needed));
+        return ErrorOf(
+            CSpoolerLibrary::Get().getPrinterDriver(m_printer, nullptr, kDriverLevel, data, size, needed));
     });
     const wchar_t* name = error == ERROR_SUCCESS ? driver.begin()->pMonitorName : nullptr;
     return name ? name : L"";

@@ -1,5 +1,5 @@
-/// The system's own print library. The functions of the same names that a program links may be those of its own spooler
-/// (platform/spooler_admin.h).
+/// The system's own print library. The functions of the same names that a program links may be those of its
+/// own spooler (platform/spooler_admin.h).
 #pragma once
 
 #include <array>
@@ -91,8 +91,8 @@ public:
     const Record* begin() const { return reinterpret_cast<const Record*>(m_buffer.data()); }
     const Record* end() const { return begin() + m_count; }
 
-    /// Reads the list again until it fits, since it may grow in between. read(data, size, &needed, &count) calls one
-    /// of the spooler's functions that fill a buffer. Returns 0 or its error.
+    /// Reads the list again until it fits, since it may grow in between. read(data, size, &needed, &count)
+    /// calls one of the spooler's functions that fill a buffer. Returns 0 or its error.
     template <typename Read>
     DWORD Load(const Read& read)
     {
@@ -118,7 +118,8 @@ private:
 /// What a function of the spooler that returns a BOOL has failed with; 0 if it has not.
 inline DWORD ErrorOf(BOOL succeeded) { return succeeded ? ERROR_SUCCESS : GetLastError(); }
 
-/// The local printers. Returns 0 or an error: 126 the print library cannot be used, 1722 the spooler does not run.
+/// The local printers. Returns 0 or an error: 126 the print library cannot be used, 1722 the spooler does not
+/// run.
 DWORD LoadPrinters(CRecordList<PRINTER_INFO_2W>* printers);
 
 } // namespace zrtmon

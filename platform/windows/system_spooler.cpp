@@ -50,8 +50,7 @@ public:
     bool Open(HANDLE printer)
     {
         if (m_handle == INVALID_HANDLE_VALUE) {
-            m_handle =
-                CSpoolerLibrary::Get().findFirstChange(printer, PRINTER_CHANGE_ALL, 0, nullptr);
+            m_handle = CSpoolerLibrary::Get().findFirstChange(printer, PRINTER_CHANGE_ALL, 0, nullptr);
         }
         return m_handle != INVALID_HANDLE_VALUE;
     }
@@ -100,8 +99,8 @@ public:
         }
         for (const PRINTER_ENUM_VALUESW& record : records) {
             const auto* bytes = reinterpret_cast<const char*>(record.pData);
-            values->push_back({Text(record.pValueName),
-                               {record.dwType, std::string(bytes, bytes ? record.cbData : 0)}});
+            values->push_back(
+                {Text(record.pValueName), {record.dwType, std::string(bytes, bytes ? record.cbData : 0)}});
         }
         return ERROR_SUCCESS;
     }
@@ -168,8 +167,8 @@ public:
             return error;
         }
         for (const JOB_INFO_2W& record : records) {
-            jobs->push_back({record.JobId, Text(record.pDocument), Text(record.pUserName), Text(record.pStatus),
-                             record.Status, record.Size});
+            jobs->push_back({record.JobId, Text(record.pDocument), Text(record.pUserName),
+                             Text(record.pStatus), record.Status, record.Size});
         }
         return ERROR_SUCCESS;
     }

@@ -16,6 +16,10 @@ constexpr size_t kSpoolerPiece = 64 * 1024;
 const std::wstring kStrictPrinter = L"sim:interleave=security,";
 constexpr unsigned kIdleRoundsBeforePause = 4;
 
+LPWSTR Mutable(const wchar_t* text) { return const_cast<LPWSTR>(text); }
+
+} // namespace
+
 MONITOR2* LoadEntryPoints()
 {
     static const BOOL attached = DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
@@ -23,10 +27,6 @@ MONITOR2* LoadEntryPoints()
     MONITORINIT init{};
     return attached ? InitializePrintMonitor2(&init, &monitor) : nullptr;
 }
-
-LPWSTR Mutable(const wchar_t* text) { return const_cast<LPWSTR>(text); }
-
-} // namespace
 
 CPortFixture::CPortFixture(CVirtualClock& time, sim::CPortMonitor& lowerMonitor,
                            const std::wstring& printerName, const std::string& options)

@@ -14,6 +14,9 @@
 
 namespace zrtmon::test {
 
+/// The monitor that is linked into this program; null if it does not start.
+MONITOR2* LoadEntryPoints();
+
 /// The spooler around one port: a printer with its queue, the simulated printer on the port, whose calls can
 /// be disturbed, and the monitor's entry points above it.
 class CPortFixture {
