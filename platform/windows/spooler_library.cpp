@@ -38,7 +38,6 @@ CSpoolerLibrary::CSpoolerLibrary()
     Find("GetPrinterDataW", &getPrinterData);
     Find("EnumPrinterDataExW", &enumPrinterDataEx);
     Find("SetPrinterDataW", &setPrinterData);
-    Find("DeletePrinterDataW", &deletePrinterData);
     Find("StartDocPrinterW", &startDocPrinter);
     Find("StartPagePrinter", &startPagePrinter);
     Find("WritePrinter", &writePrinter);
@@ -49,6 +48,9 @@ CSpoolerLibrary::CSpoolerLibrary()
     Find("FindFirstPrinterChangeNotification", &findFirstChange);
     Find("FindNextPrinterChangeNotification", &findNextChange);
     Find("FindClosePrinterChangeNotification", &findCloseChange);
+    const bool hasOthers = m_isComplete;
+    Find("DeletePrinterDataW", &deletePrinterData);
+    m_isComplete = hasOthers;
 }
 
 CSpoolerLibrary::~CSpoolerLibrary()

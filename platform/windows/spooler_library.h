@@ -14,7 +14,7 @@ namespace zrtmon {
 /// The folder from which the spooler loads monitors, without a final backslash.
 std::wstring SystemFolder();
 
-/// A loaded winspool.drv. Members are its functions, and null where it lacks one. Any thread.
+/// A loaded winspool.drv. Members are its functions. Any thread.
 class CSpoolerLibrary {
 public:
     /// The process's one, loaded by its full path when it is first used.
@@ -24,7 +24,7 @@ public:
     CSpoolerLibrary(const CSpoolerLibrary&) = delete;
     CSpoolerLibrary& operator=(const CSpoolerLibrary&) = delete;
 
-    /// Whether it was found and has all of the functions. If not, none may be called.
+    /// Whether it was found and has the functions below, but for one. If not, none may be called.
     bool IsComplete() const { return m_isComplete; }
 
     // Monitors, drivers and printers
@@ -41,7 +41,7 @@ public:
     decltype(&::GetPrinterDataW) getPrinterData = nullptr;
     decltype(&::EnumPrinterDataExW) enumPrinterDataEx = nullptr;
     decltype(&::SetPrinterDataW) setPrinterData = nullptr;
-    decltype(&::DeletePrinterDataW) deletePrinterData = nullptr;
+    decltype(&::DeletePrinterDataW) deletePrinterData = nullptr; ///< null where it has none, as in wine 8
     // Documents and jobs
     decltype(&::StartDocPrinterW) startDocPrinter = nullptr;
     decltype(&::StartPagePrinter) startPagePrinter = nullptr;

@@ -113,7 +113,8 @@ public:
 
     DWORD DeleteData(const std::wstring& valueName) override
     {
-        return m_spooler.deletePrinterData(m_printer.Get(), Mutable(valueName));
+        return m_spooler.deletePrinterData ? m_spooler.deletePrinterData(m_printer.Get(), Mutable(valueName))
+                                           : ERROR_PROC_NOT_FOUND;
     }
 
     DWORD StartDocument(const std::wstring& title, DWORD* jobId) override
