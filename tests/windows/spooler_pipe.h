@@ -97,44 +97,19 @@ private:
     size_t m_position = 0;
 };
 
-/// Waits for an operation on a pipe that was begun with the overlapped structure. Pipes are not used without
-/// one: under wine 8 an operation that waits on the pipe itself is not always woken up.
-class CPipeOperation {
-public:
-    CPipeOperation() { m_overlapped.hEvent = m_event.Get(); }
-
-    OVERLAPPED* Overlapped() { return &m_overlapped; }
-    /// What the operation has returned, and how many bytes it moved.
-    bool Finish(HANDLE pipe, BOOL begun, DWORD* bytes)
-    {
-        if (!begun && GetLastError() != ERROR_IO_PENDING) {
-            return false;
-        }
-        return GetOverlappedResult(pipe, &m_overlapped, bytes, TRUE) != FALSE;
-    }
-
-private:
-    CHandle m_event{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    OVERLAPPED m_overlapped{};
-};
-
 inline bool WriteMessage(HANDLE pipe, const std::string& bytes)
 {
     const std::string message = (CMessageWriter() << std::string_view(bytes)).Bytes();
-    CPipeOperation operation;
     DWORD written = 0;
-    const BOOL begun =
-        WriteFile(pipe, message.data(), static_cast<DWORD>(message.size()), nullptr, operation.Overlapped());
-    return operation.Finish(pipe, begun, &written) && written == message.size();
+    return WriteFile(pipe, message.data(), static_cast<DWORD>(message.size()), &written, nullptr) &&
+           written == message.size();
 }
 
 inline bool ReadExactly(HANDLE pipe, char* buffer, DWORD size)
 {
     while (size > 0) {
-        CPipeOperation operation;
         DWORD read = 0;
-        const BOOL begun = ReadFile(pipe, buffer, size, nullptr, operation.Overlapped());
-        if (!operation.Finish(pipe, begun, &read) || read == 0) {
+        if (!ReadFile(pipe, buffer, size, &read, nullptr) || read == 0) {
             return false;
         }
         buffer += read;
@@ -158,8 +133,8 @@ inline CHandle OpenSpoolerPipe()
 {
     constexpr DWORD kBusyWaitMs = 5000;
     do {
-        HANDLE const pipe = CreateFileW(kSpoolerPipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_OVERLAPPED, nullptr);
+        HANDLE const pipe =
+            CreateFileW(kSpoolerPipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         if (pipe != INVALID_HANDLE_VALUE) {
             return CHandle(pipe);
         }

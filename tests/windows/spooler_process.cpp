@@ -8,13 +8,14 @@
 #include <atomic>
 #include <functional>
 #include <iostream>
+#include <list>
 #include <map>
 #include <memory>
-#include <thread>
 
 #include "host/text/file.h"
 #include "host/text/text.h"
 #include "platform/spooler_admin.h"
+#include "platform/thread.h"
 #include "platform/virtual_clock.h"
 #include "tests/support/test_queues.h"
 #include "tests/support/test_spooler.h"
@@ -178,48 +179,38 @@ public:
     {
         CHandle pipe = MakePipe();
         while (true) {
-            WaitForClient(pipe.Get());
+            ConnectNamedPipe(pipe.Get(), nullptr); // fails if a client is there already, or is gone again
             if (m_isStopping) {
                 return;
             }
             CHandle next =
                 MakePipe(); // before the other can be closed: without any, the name would be unknown
-            ++m_calls;
-            std::thread([this, connected = std::move(pipe)] {
-                Serve(connected.Get());
-                --m_calls;
-            }).detach();
+            m_calls.remove_if([](const CServedCall& call) { return call.hasEnded.load(); });
+            CServedCall& call = m_calls.emplace_back();
+            call.thread = std::make_unique<CThread>(
+                [this, &call, connected = std::make_shared<CHandle>(std::move(pipe))] {
+                    Serve(connected->Get());
+                    call.hasEnded = true;
+                });
             pipe = std::move(next);
         }
     }
 
-    /// Returns when no call is under way any more.
-    void Finish() const
-    {
-        while (m_calls > 0) {
-            Sleep(10);
-        }
-    }
-
 private:
+    struct CServedCall {
+        std::atomic<bool> hasEnded{false};
+        std::unique_ptr<CThread> thread;
+    };
+
     static CHandle MakePipe()
     {
-        HANDLE const pipe =
-            CreateNamedPipeW(kSpoolerPipe, PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
-                             PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES,
-                             kPipeBufferBytes, kPipeBufferBytes, 0, nullptr);
+        HANDLE const pipe = CreateNamedPipeW(
+            kSpoolerPipe, PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT,
+            PIPE_UNLIMITED_INSTANCES, kPipeBufferBytes, kPipeBufferBytes, 0, nullptr);
         if (pipe == INVALID_HANDLE_VALUE) {
             throw std::runtime_error("CreateNamedPipeW: error " + std::to_string(GetLastError()));
         }
         return CHandle(pipe);
-    }
-
-    /// Returns as well if one was there already, or is gone again.
-    static void WaitForClient(HANDLE pipe)
-    {
-        CPipeOperation operation;
-        DWORD none = 0;
-        operation.Finish(pipe, ConnectNamedPipe(pipe, operation.Overlapped()), &none);
     }
 
     void Serve(HANDLE pipe)
@@ -270,7 +261,7 @@ private:
     ISystemSpooler& m_spooler;
     COpenQueues m_open;
     std::atomic<bool> m_isStopping{false};
-    std::atomic<unsigned> m_calls{0};
+    std::list<CServedCall> m_calls; ///< last: their threads use the others
 };
 
 /// Calls the process that is running: 0 if there is one.
@@ -293,7 +284,6 @@ void Serve(const std::string& library, std::span<char*> names)
     }
     CServer server(spooler);
     server.Run();
-    server.Finish();
 }
 
 } // namespace

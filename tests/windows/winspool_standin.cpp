@@ -5,9 +5,9 @@
 #include <atomic>
 #include <map>
 #include <memory>
-#include <thread>
 
 #include "platform/system_spooler.h"
+#include "platform/thread.h"
 #include "tests/windows/spooler_pipe.h"
 
 namespace {
@@ -165,11 +165,7 @@ public:
         : m_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_thread([this, printer] { Watch(printer); })
     {
     }
-    ~CChangeWatch()
-    {
-        m_isStopping = true;
-        m_thread.join();
-    }
+    ~CChangeWatch() { m_isStopping = true; }
 
     HANDLE Event() const { return m_event.Get(); }
 
@@ -190,7 +186,7 @@ private:
 
     CHandle m_event;
     std::atomic<bool> m_isStopping{false};
-    std::thread m_thread;
+    CThread m_thread; ///< last: it uses the others
 };
 
 CCriticalSection g_watchLock;
