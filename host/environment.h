@@ -52,7 +52,7 @@ struct CHostEnvironment {
     IPrintSystem* printSystem = nullptr;   ///< the machine's own; never null
     ISpoolerSetup* spoolerSetup = nullptr; ///< likewise
     /// As devices::ExamineDevices; empty: no devices are looked for.
-    std::function<std::vector<CDiagnostic>(const std::string& path)> examineDevices;
+    std::function<std::vector<CDiagnostic>(const std::string& path)> examineDevices = {};
     ISystemPrinters* systemPrinters = nullptr; ///< likewise
 };
 
