@@ -1,11 +1,10 @@
 #include <iostream>
 
 #include "devices/device_ports.h"
-#include "host/places/spooler_printers.h"
+#include "host/places/machine_printers.h"
 #include "host/program.h"
 #include "platform/print_system.h"
 #include "platform/spooler_setup.h"
-#include "platform/system_spooler.h"
 #include "platform/terminal.h"
 #include "platform/thread.h"
 
@@ -47,7 +46,7 @@ int main(int argc, char** argv)
         .spoolerSetup = &MachineSpoolerSetup(),
         .examineDevices = devices::ExamineDevices,
     };
-    host::CSpoolerPrinters printers(MachineSpooler(), environment);
-    environment.systemPrinters = &printers;
+    const std::unique_ptr<host::ISystemPrinters> printers = host::MachinePrinters(environment);
+    environment.systemPrinters = printers.get();
     return host::Main(argc, argv, environment);
 }

@@ -75,9 +75,9 @@ CCommand Program()
     CCommand program{.name = kProgram,
                      .help = "Prints on ID-card printers and queries them, through the language monitor.",
                      .parts = {PrintCommand(), GetCommand(), StatusCommand(), SettingsCommand(),
-                               PasswordCommand(), PolicyCommand(), PrintersCommand(), NamesCommand(),
-                               MakeJobCommand(), SimulateCommand(), DevicesCommand(), DoctorCommand(),
-                               InstallCommand(), UninstallCommand(), SetupCommand()},
+                               PasswordCommand(), PolicyCommand(), PrintersCommand(), JobsCommand(),
+                               NamesCommand(), MakeJobCommand(), SimulateCommand(), DevicesCommand(),
+                               DoctorCommand(), InstallCommand(), UninstallCommand(), SetupCommand()},
                      .footer = PortHelp() + '\n' + StatusHelp()};
     SetFooters(program.parts);
     return program;

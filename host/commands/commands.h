@@ -19,6 +19,7 @@ CCommand PasswordCommand();
 CCommand PasswordSupplyCommand();
 CCommand PolicyCommand();
 CCommand PrintersCommand();
+CCommand JobsCommand();
 CCommand NamesCommand();
 CCommand MakeJobCommand();
 CCommand DoctorCommand();

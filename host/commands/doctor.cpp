@@ -72,7 +72,7 @@ CDiagnostic LastStatus(CPortPrinter& printer)
 {
     const CQueriedNumber category = QueryNumber(printer, "PrinterError");
     if (!category.value) {
-        return Problem("status", printer.QueryErrorText(category.error), kSilentAdvice);
+        return Problem("status", QueryProblem(printer, category), kSilentAdvice);
     }
     const bool isReady = *category.value == kNoErrorCategory;
     return {"status", CategoryWords(*category.value), isReady ? "" : "check the printer's display"};
@@ -87,7 +87,7 @@ CDiagnostic AskInstalled(IPrinter& printer, const char* valueName)
     const CQueryResult result = printer.Query(valueName);
     const DWORD waited = GetTickCount() - start;
     if (!result.answered) {
-        return {valueName, printer.QueryErrorText(result.error),
+        return {valueName, QueryProblem(printer, result),
                 "check that the printer is on and the monitor registered"};
     }
     if (waited < kLeastQueryMs) {
@@ -115,6 +115,8 @@ void ExamineInstalled(const std::string& target, const CHostEnvironment& environ
                 diagnostics->push_back(AskInstalled(*printer, valueName));
             }
         }
+    } catch (const CNoPrintSystem& error) {
+        diagnostics->push_back({"installed printers", std::string("none: ") + error.what(), ""});
     } catch (const CHostError& error) {
         diagnostics->push_back({"installed printers", "cannot be examined", error.what()});
     }

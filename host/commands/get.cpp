@@ -70,8 +70,7 @@ ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CC
             sheet.Add(name, answer.text);
             continue;
         }
-        console.Message("zrtctl: " + Printable(name) + ": " + printer->QueryErrorText(answer.error),
-                        Tone::Bad);
+        console.Message("zrtctl: " + Printable(name) + ": " + QueryProblem(*printer, answer), Tone::Bad);
         status = status == ExitStatus::Done ? QueryStatus(answer.error) : status;
     }
     sheet.Finish();

@@ -39,8 +39,7 @@ public:
         StopWhenInterrupted(m_environment);
         const CQueryResult result = m_printer->SendPasswords(name, passwords);
         if (!result.answered) {
-            throw CHostError(QueryStatus(result.error),
-                             name + ": " + m_printer->QueryErrorText(result.error));
+            throw CHostError(QueryStatus(result.error), name + ": " + QueryProblem(*m_printer, result));
         }
     }
 

@@ -63,10 +63,10 @@ std::unique_ptr<IPrinter> Open(const CPolicyArguments& arguments, const CHostEnv
     return OpenPrinter(arguments.printer, environment);
 }
 
-[[noreturn]] void ThrowStoreError(DWORD error)
+[[noreturn]] void ThrowStoreError(const CStoreResult& result)
 {
-    throw CHostError(SpoolerErrorStatus(error),
-                     "cannot change the printer's data: " + SpoolerErrorWords(error));
+    throw CHostError(SpoolerErrorStatus(result.error),
+                     "cannot change the printer's data: " + StoreProblem(result));
 }
 
 std::wstring TextOf(const CStoredValue& value)
@@ -103,9 +103,9 @@ ExitStatus Set(const CPolicyArguments& arguments, CHostEnvironment& environment,
     const PolicyRules rules = Rules(path);
     const std::unique_ptr<IPrinter> printer = Open(arguments, environment);
     const std::span withEnd(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * sizeof(wchar_t));
-    const DWORD error = printer->StoreValue(kValueName, REG_SZ, withEnd);
-    if (error != ERROR_SUCCESS) {
-        ThrowStoreError(error);
+    const CStoreResult stored = printer->StoreValue(kValueName, REG_SZ, withEnd);
+    if (stored.error != ERROR_SUCCESS) {
+        ThrowStoreError(stored);
     }
     if (text.starts_with(kShare)) {
         console.Message(DisplayPath(path) +
@@ -119,9 +119,9 @@ ExitStatus Set(const CPolicyArguments& arguments, CHostEnvironment& environment,
 
 ExitStatus Clear(const CPolicyArguments& arguments, CHostEnvironment& environment, CConsole& console)
 {
-    const DWORD error = Open(arguments, environment)->RemoveValue(kValueName);
-    if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND) {
-        ThrowStoreError(error);
+    const CStoreResult removed = Open(arguments, environment)->RemoveValue(kValueName);
+    if (removed.error != ERROR_SUCCESS && removed.error != ERROR_FILE_NOT_FOUND) {
+        ThrowStoreError(removed);
     }
     console.Message("from the next job on: a password for each job");
     return ExitStatus::Done;

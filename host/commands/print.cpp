@@ -59,10 +59,10 @@ std::wstring PolicyPath(const std::string& file)
 void StorePolicyPath(IPrinter& printer, const std::wstring& path)
 {
     const std::span withEnd(reinterpret_cast<const char*>(path.c_str()), (path.size() + 1) * sizeof(wchar_t));
-    const DWORD error = printer.StoreValue(L"ConfigurationFile", REG_SZ, withEnd);
-    if (error != ERROR_SUCCESS) {
+    const CStoreResult stored = printer.StoreValue(L"ConfigurationFile", REG_SZ, withEnd);
+    if (stored.error != ERROR_SUCCESS) {
         throw CHostError(ExitStatus::NoDevice,
-                         "cannot store the policy path in the printer's data: " + SpoolerErrorWords(error));
+                         "cannot store the policy path in the printer's data: " + StoreProblem(stored));
     }
 }
 

@@ -96,10 +96,10 @@ private:
 /// Stores the text where the monitor reads the settings to write, and makes it write them.
 void WriteSettings(IPrinter& printer, const std::string& text)
 {
-    const DWORD error = printer.StoreValue(kSettingsValue, REG_BINARY, text);
-    if (error != ERROR_SUCCESS) {
-        throw CHostError(SpoolerErrorStatus(error),
-                         "cannot store the settings in the printer's data: " + SpoolerErrorWords(error));
+    const CStoreResult stored = printer.StoreValue(kSettingsValue, REG_BINARY, text);
+    if (stored.error != ERROR_SUCCESS) {
+        throw CHostError(SpoolerErrorStatus(stored.error),
+                         "cannot store the settings in the printer's data: " + StoreProblem(stored));
     }
     QueryOrThrow(printer, "InitializeSettings/" + printer.Name());
 }

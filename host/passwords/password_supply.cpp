@@ -79,14 +79,14 @@ void CPasswordSupply::ReportRefusal()
 void CPasswordSupply::Give(CSecret& password)
 {
     const std::span<const char> withEnd(password.Data(), password.Text().size() + 1);
-    const DWORD error = m_printer.StoreValue(kValueName, REG_BINARY, withEnd);
-    m_isGiven = error == ERROR_SUCCESS;
+    const CStoreResult stored = m_printer.StoreValue(kValueName, REG_BINARY, withEnd);
+    m_isGiven = stored.error == ERROR_SUCCESS;
     if (m_isGiven) {
         m_console.Message("password stored for the monitor to send");
-    } else if (error == ERROR_ACCESS_DENIED) {
+    } else if (stored.error == ERROR_ACCESS_DENIED) {
         Send(password);
     } else {
-        m_console.Message("cannot store the password in the printer's data: " + PortErrorWords(error),
+        m_console.Message("cannot store the password in the printer's data: " + StoreProblem(stored),
                           Tone::Bad);
     }
 }
@@ -97,7 +97,7 @@ void CPasswordSupply::Send(CSecret& password)
     const CQueryResult result = m_printer.SendPasswords("Password", {password.Text()});
     m_isGiven = result.answered;
     if (!m_isGiven) {
-        m_console.Message("cannot send the password: " + m_printer.QueryErrorText(result.error), Tone::Bad);
+        m_console.Message("cannot send the password: " + QueryProblem(m_printer, result), Tone::Bad);
         return;
     }
     m_console.Message(m_isTold

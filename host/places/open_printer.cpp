@@ -8,9 +8,19 @@ namespace {
 
 constexpr char kPortPrinterName[] = "Card Printer";
 
+/// None if there is no print system that could have one.
+std::vector<CListedPrinter> ListIfAny(ISystemPrinters& printers)
+{
+    try {
+        return printers.List();
+    } catch (const CNoPrintSystem&) {
+        return {};
+    }
+}
+
 std::string OnlyPrinter(ISystemPrinters& printers)
 {
-    const std::vector<CListedPrinter> list = printers.List();
+    const std::vector<CListedPrinter> list = ListIfAny(printers);
     if (list.empty()) {
         throw CHostError(ExitStatus::NoDevice,
                          "no printer found; give --printer, or --port sim: for the simulated one");

@@ -245,7 +245,7 @@ CPrinterState CPortPrinter::ReadState()
     // The end of a document always resets "PrinterError" to 1, so that value is queried by name.
     const CQueriedNumber category = QueryNumber(*this, "PrinterError");
     if (!category.value) {
-        throw CHostError(QueryStatus(category.error), "PrinterError: " + QueryErrorText(category.error));
+        throw CHostError(QueryStatus(category.error), "PrinterError: " + QueryProblem(*this, category));
     }
     CDocument document(m_session, L"status");
     if (!document.End()) {

@@ -35,11 +35,14 @@ public:
     {
         return m_session.LoadValue(valueName);
     }
-    DWORD StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes) override
+    CStoreResult StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes) override
     {
         return m_session.StoreValue(valueName, type, bytes);
     }
-    DWORD RemoveValue(const std::wstring& valueName) override { return m_session.RemoveValue(valueName); }
+    CStoreResult RemoveValue(const std::wstring& valueName) override
+    {
+        return m_session.RemoveValue(valueName);
+    }
     std::unique_ptr<IPrintJob> Print(CJobSource& source, uint32_t pieceBytes) override;
 
 private:

@@ -10,7 +10,7 @@ std::string QueryOrThrow(IPrinter& printer, const std::string& requestText)
     const CQueryResult result = printer.Query(requestText);
     if (!result.answered) {
         throw CHostError(QueryStatus(result.error),
-                         Printable(requestText) + ": " + printer.QueryErrorText(result.error));
+                         Printable(requestText) + ": " + QueryProblem(printer, result));
     }
     return result.text;
 }
@@ -26,12 +26,30 @@ ExitStatus QueryStatus(DWORD error)
     case ERROR_BUSY:
     case kNotServedError:
         return ExitStatus::Busy;
+    case ERROR_ACCESS_DENIED:
+        return ExitStatus::NoPermission;
     case ERROR_DEVICE_NOT_AVAILABLE:
     case ERROR_NOT_SUPPORTED:
+    case ERROR_INVALID_PRINTER_NAME:
         return ExitStatus::NoDevice;
     default:
         return ExitStatus::PrinterError;
     }
+}
+
+std::string QueryProblem(const IPrinter& printer, const CQueryResult& result)
+{
+    return result.problem.empty() ? printer.QueryErrorText(result.error) : result.problem;
+}
+
+std::string QueryProblem(const IPrinter& printer, const CQueriedNumber& number)
+{
+    return number.problem.empty() ? printer.QueryErrorText(number.error) : number.problem;
+}
+
+std::string StoreProblem(const CStoreResult& result)
+{
+    return result.problem.empty() ? SpoolerErrorWords(result.error) : result.problem;
 }
 
 } // namespace zrtmon::host

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/exit_status.h"
 #include "host/printer/published_values.h"
@@ -28,6 +29,17 @@ struct CPrinterState {
         0; ///< id of the job of the queue that is being printed; 0: none, or there is no queue
 
     bool operator==(const CPrinterState&) const = default;
+};
+
+/// What became of a change to the printer's data.
+struct CStoreResult {
+    CStoreResult(DWORD storeError, std::string storeProblem = {})
+        : error(storeError), problem(std::move(storeProblem))
+    {
+    }
+
+    DWORD error;         ///< 0 or the spooler's: 5 the right to administer the printer is missing
+    std::string problem; ///< why not, in words, if the printer's place knows more than the error
 };
 
 /// A printing job at one moment.
@@ -83,7 +95,7 @@ public:
     /// of them is wiped.
     virtual CQueryResult SendPasswords(const std::string& name,
                                        std::initializer_list<std::string_view> passwords) = 0;
-    /// Why a query failed with that last error, for a message.
+    /// Why a query failed with that last error; see QueryProblem.
     virtual std::string QueryErrorText(DWORD error) const = 0;
 
     /// What the monitor has published; the printer is not asked.
@@ -96,10 +108,10 @@ public:
     virtual bool HasValue(const std::wstring& valueName) = 0;
     /// A value of the printer's data as it is stored; the printer is not asked.
     virtual std::optional<CStoredValue> LoadValue(const std::wstring& valueName) = 0;
-    /// Returns 0 or the spooler's error: 5 the right to administer the printer is missing.
-    virtual DWORD StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes) = 0;
-    /// Likewise; 2 if there is no such value.
-    virtual DWORD RemoveValue(const std::wstring& valueName) = 0;
+    virtual CStoreResult StoreValue(const std::wstring& valueName, DWORD type,
+                                    std::span<const char> bytes) = 0;
+    /// Error 2 if there is no such value.
+    virtual CStoreResult RemoveValue(const std::wstring& valueName) = 0;
 
     /// Submits a job. pieceBytes: offered in one call. The source is borrowed for the job's life. Throws
     /// CHostError: Busy if the port has a document open, NoDevice if it does not start, NoPermission.
@@ -113,5 +125,11 @@ CQueriedNumber QueryNumber(IPrinter& printer, const std::string& requestText);
 
 /// The exit status after a query that failed with that last error.
 ExitStatus QueryStatus(DWORD error);
+/// Why a query failed, for a message.
+std::string QueryProblem(const IPrinter& printer, const CQueryResult& result);
+std::string QueryProblem(const IPrinter& printer, const CQueriedNumber& number);
+
+/// Why a change of the printer's data failed, for a message.
+std::string StoreProblem(const CStoreResult& result);
 
 } // namespace zrtmon::host

@@ -384,14 +384,14 @@ DWORD CQueuePrinter::OpenForAdministration(std::unique_ptr<ISpoolerQueue>* queue
     return m_spooler.Open(WideFromUtf8(m_name), PRINTER_ACCESS_ADMINISTER | PRINTER_ACCESS_USE, queue);
 }
 
-DWORD CQueuePrinter::StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes)
+CStoreResult CQueuePrinter::StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes)
 {
     std::unique_ptr<ISpoolerQueue> queue;
     const DWORD error = OpenForAdministration(&queue);
     return error == ERROR_SUCCESS ? queue->SetData(valueName, type, bytes) : error;
 }
 
-DWORD CQueuePrinter::RemoveValue(const std::wstring& valueName)
+CStoreResult CQueuePrinter::RemoveValue(const std::wstring& valueName)
 {
     std::unique_ptr<ISpoolerQueue> queue;
     const DWORD error = OpenForAdministration(&queue);

@@ -31,8 +31,8 @@ public:
     bool WaitForChange(DWORD milliseconds) override;
     bool HasValue(const std::wstring& valueName) override;
     std::optional<CStoredValue> LoadValue(const std::wstring& valueName) override;
-    DWORD StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes) override;
-    DWORD RemoveValue(const std::wstring& valueName) override;
+    CStoreResult StoreValue(const std::wstring& valueName, DWORD type, std::span<const char> bytes) override;
+    CStoreResult RemoveValue(const std::wstring& valueName) override;
     std::unique_ptr<IPrintJob> Print(CJobSource& source, uint32_t pieceBytes) override;
 
 private:

@@ -4,7 +4,6 @@
 #include "host/places/queue_printer.h"
 #include "host/printer/status_words.h"
 #include "host/text/text.h"
-#include "simulator/nearest_name.h"
 
 namespace zrtmon::host {
 namespace {
@@ -83,18 +82,19 @@ std::unique_ptr<IPrinter> CSpoolerPrinters::Open(const std::string& name)
                                            m_environment);
 }
 
+std::vector<CListedJob> CSpoolerPrinters::Jobs(int64_t)
+{
+    throw CHostError(ExitStatus::Usage,
+                     "this system's print system keeps no journal of jobs; see the printer's queue");
+}
+
 std::string CSpoolerPrinters::NoSuchPrinter(const std::string& name)
 {
     std::vector<std::string> names;
     for (const CQueueEntry& entry : Queues(m_spooler)) {
         names.push_back(Utf8FromWide(entry.name));
     }
-    const std::vector<std::string_view> known(names.begin(), names.end());
-    const std::string_view nearest = sim::Nearest(name, known);
-    return PrintableInput(name) + ": no such printer" +
-           (nearest.empty()
-                ? std::string("; zrtctl printers lists them, and --port sim: is the simulated one")
-                : sim::DidYouMean(nearest));
+    return NoSuchPrinterText(name, names);
 }
 
 } // namespace zrtmon::host

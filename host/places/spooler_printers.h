@@ -17,6 +17,7 @@ public:
 
     std::vector<CListedPrinter> List() override;
     std::unique_ptr<IPrinter> Open(const std::string& name) override;
+    std::vector<CListedJob> Jobs(int64_t since) override;
 
 private:
     std::string NoSuchPrinter(const std::string& name);

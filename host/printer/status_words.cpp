@@ -97,7 +97,14 @@ std::string SpoolerErrorWords(DWORD error) { return WithNumber(kSpoolerErrors, e
 
 ExitStatus SpoolerErrorStatus(DWORD error)
 {
-    return error == ERROR_ACCESS_DENIED ? ExitStatus::NoPermission : ExitStatus::NoDevice;
+    switch (error) {
+    case ERROR_ACCESS_DENIED:
+        return ExitStatus::NoPermission;
+    case ERROR_INVALID_DATA:
+        return ExitStatus::BadData;
+    default:
+        return ExitStatus::NoDevice;
+    }
 }
 
 std::string PortErrorWords(DWORD error) { return WithNumber(kPortErrors, error); }

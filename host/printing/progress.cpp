@@ -25,7 +25,7 @@ void CProgress::ReportStall(const CStallDetector& detector)
     if (!isSettled || detector.Reason() == m_reportedReason) {
         return;
     }
-    const bool isNews = detector.IsPublished() || !m_reportedPause;
+    const bool isNews = detector.IsReported() || !m_reportedPause;
     if (!detector.Reason().empty() && isNews) {
         m_console.Message("waiting: " + detector.Reason(), Tone::Warning);
     } else if (m_reportedError && !detector.IsPrinterError()) {
@@ -33,7 +33,7 @@ void CProgress::ReportStall(const CStallDetector& detector)
     }
     m_reportedReason = detector.Reason();
     m_reportedError = detector.IsPrinterError();
-    m_reportedPause = m_reportedPause || (!m_reportedReason.empty() && !detector.IsPublished());
+    m_reportedPause = m_reportedPause || (!m_reportedReason.empty() && !detector.IsReported());
 }
 
 void CProgress::ReportCards(const CJobView& view)

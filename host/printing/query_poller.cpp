@@ -13,21 +13,29 @@ constexpr DWORD kPauseMs = 200;
 
 void CQueryPoller::Run(HANDLE done)
 {
-    do {
-        for (const std::string& name : m_names) {
-            if (WaitForSingleObject(done, 0) == WAIT_OBJECT_0) {
-                return;
-            }
-            QueryOne(name);
+    try {
+        do {
+            QueryAll(done);
+        } while (WaitForSingleObject(done, kPauseMs) == WAIT_TIMEOUT);
+    } catch (const CHostError&) { // the place is lost: the thread that follows the job reports it
+    }
+}
+
+void CQueryPoller::QueryAll(HANDLE done)
+{
+    for (const std::string& name : m_names) {
+        if (WaitForSingleObject(done, 0) == WAIT_OBJECT_0) {
+            return;
         }
-    } while (WaitForSingleObject(done, kPauseMs) == WAIT_TIMEOUT);
+        QueryOne(name);
+    }
 }
 
 void CQueryPoller::QueryOne(const std::string& name)
 {
     const CQueryResult answer = m_printer.Query(name);
-    const std::string line = answer.answered ? name + '=' + Printable(answer.text)
-                                             : name + ": " + m_printer.QueryErrorText(answer.error);
+    const std::string line =
+        answer.answered ? name + '=' + Printable(answer.text) : name + ": " + QueryProblem(m_printer, answer);
     std::string& shown = m_shown[name];
     if (line == shown) {
         return;

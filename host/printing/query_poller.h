@@ -24,6 +24,7 @@ public:
     void Run(HANDLE done);
 
 private:
+    void QueryAll(HANDLE done);
     void QueryOne(const std::string& name);
 
     IPrinter& m_printer;

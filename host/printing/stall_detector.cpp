@@ -25,8 +25,11 @@ void CStallDetector::Update(DWORD now, const CJobView& view)
     const bool wasHeld = !m_reason.empty();
     m_isPublished = category != kNoErrorCategory;
     m_isPasswordWanted = category == kPasswordCategory;
+    m_isHeldByQueue = !m_isPublished && !view.state.queue.empty();
     if (m_isPublished) {
         m_reason = ErrorReason(category, view.state.values.deviceError.value_or(0));
+    } else if (m_isHeldByQueue) {
+        m_reason = view.state.queue;
     } else {
         m_reason = isStalled ? kStallReason : "";
     }

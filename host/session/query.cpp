@@ -7,7 +7,7 @@ namespace zrtmon::host {
 CQueriedNumber NumberOf(const CQueryResult& result)
 {
     return result.answered ? CQueriedNumber{LeadingNumber(result.text), ERROR_INVALID_PARAMETER}
-                           : CQueriedNumber{std::nullopt, result.error};
+                           : CQueriedNumber{std::nullopt, result.error, result.problem};
 }
 
 std::wstring PasswordRequestText(const std::string& name, std::initializer_list<std::string_view> passwords)

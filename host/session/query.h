@@ -14,15 +14,17 @@ namespace zrtmon::host {
 inline constexpr DWORD kNotServedError = 1237;
 
 struct CQueryResult {
-    bool answered;    ///< the text is the printer's answer; it is empty after most actions
-    std::string text; ///< as the monitor returned it
-    DWORD error;      ///< the last error if not answered; 0 then means that there was no text
+    bool answered;            ///< the text is the printer's answer; it is empty after most actions
+    std::string text;         ///< as the monitor returned it
+    DWORD error;              ///< the last error if not answered; 0 then means that there was no text
+    std::string problem = {}; ///< why not, in words, if the printer's place knows more than the error
 };
 
 /// An answer that is a number.
 struct CQueriedNumber {
     std::optional<int> value; ///< std::nullopt if there was no answer, or one that is not a number
     DWORD error;              ///< without a value: the last error, or 87 for an answer that is not a number
+    std::string problem = {}; ///< as CQueryResult
 };
 
 CQueriedNumber NumberOf(const CQueryResult& result);

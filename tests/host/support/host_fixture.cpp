@@ -80,8 +80,11 @@ CCommandResult CHostFixture::Run(const std::string& commandLine)
         .spoolerSetup = spoolerSetup,
         .examineDevices = examineDevices,
     };
-    host::CSpoolerPrinters printers(systemSpooler ? *systemSpooler : MachineSpooler(), environment);
-    environment.systemPrinters = &printers;
+    const std::unique_ptr<host::ISystemPrinters> printers =
+        systemPrinters ? systemPrinters(environment)
+                       : std::make_unique<host::CSpoolerPrinters>(
+                             systemSpooler ? *systemSpooler : MachineSpooler(), environment);
+    environment.systemPrinters = printers.get();
     const std::vector<std::string> words = WordsOf(commandLine);
     std::vector<const char*> pointers;
     std::ranges::transform(words, std::back_inserter(pointers), &std::string::c_str);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "host/environment.h"
+#include "host/places/system_printers.h"
 #include "platform/system_spooler.h"
 #include "platform/virtual_clock.h"
 
@@ -43,7 +45,9 @@ public:
     bool typed = false;             ///< by a person, who takes a second for each and is away without any
     unsigned columns = 80;
     std::string port = "sim:"; ///< for a command that needs a printer and names none; empty: the system's
-    ISystemSpooler* systemSpooler = nullptr;   ///< in place of the machine's
+    ISystemSpooler* systemSpooler = nullptr; ///< in place of the machine's
+    /// Made for each command in place of the spooler's printers; empty: those.
+    std::function<std::unique_ptr<host::ISystemPrinters>(const host::CHostEnvironment&)> systemPrinters;
     std::optional<uint64_t> interruptAtMs;     ///< on the clock
     host::InitializeMonitor monitor = nullptr; ///< in place of the real library
     IPrintSystem* printSystem = nullptr;       ///< of the machine
