@@ -48,6 +48,7 @@ ProcessCost RunProgram(const std::vector<std::string>& command, const std::strin
                        const std::string& environment)
 {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }

@@ -26,7 +26,7 @@ std::string Attribute(const std::filesystem::path& path)
     return text;
 }
 
-std::string FirstOf(std::string preferred, std::string other)
+std::string FirstOf(const std::string& preferred, const std::string& other)
 {
     return preferred.empty() ? other : preferred;
 }

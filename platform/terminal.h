@@ -36,7 +36,7 @@ SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop);
 
 /// Reads one line of standard input without its end, as it is shown; of a line over 4096 bytes only these.
 /// std::nullopt at the end of the input, and when stop returns true, which is called at least every 100 ms
-/// while it waits (at a Windows console only after the line). One thread at a time.
+/// while it waits. At a Windows console a line holds no more than a secret does. One thread at a time.
 std::optional<std::string> ReadLine(const std::function<bool()>& stop);
 
 /// A variable of the environment; std::nullopt if it is not set.

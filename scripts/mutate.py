@@ -30,13 +30,14 @@ PROGRAMS = {
     "settings": CORE,
     "security": CORE,
     "platform": ["platform_tests", "scenario_tests", "core_tests", "simulate", "host_tests"],
-    "simulator": ["simulator_tests", "scenario_tests", "host_tests", "simulate", "core_tests"],
+    "simulator": ["simulator_tests", "scenario_tests", "host_tests", "simulate", "core_tests", "device_tests"],
+    "devices": ["device_tests", "host_tests"],
     "host": ["host_tests"],
 }
 # Not built here, or declarations that the Windows build compares with the SDK.
 LEFT_OUT = ("platform/windows/", "platform/posix/win32_api.h", "platform/posix/xml_api.h")
 SANITIZERS = ("address,undefined", "thread")
-SANITIZED_PROGRAMS = ("core_tests", "scenario_tests", "platform_tests", "simulator_tests", "host_tests")
+SANITIZED_PROGRAMS = ("core_tests", "scenario_tests", "platform_tests", "simulator_tests", "device_tests", "host_tests")
 
 
 @dataclasses.dataclass(frozen=True)

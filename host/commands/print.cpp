@@ -39,6 +39,7 @@ void CheckAskNames(const std::vector<std::string>& names)
 std::vector<CJobSource> OpenJobs(const std::vector<std::string>& files)
 {
     std::vector<CJobSource> jobs;
+    jobs.reserve(files.size());
     for (const std::string& file : files) {
         jobs.emplace_back(PathFromUtf8(file));
     }

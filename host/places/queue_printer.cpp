@@ -16,7 +16,7 @@
 namespace zrtmon::host {
 namespace {
 
-constexpr size_t kFirstAnswerBytes = 64 * 1024;
+constexpr size_t kFirstAnswerBytes = size_t{64} * 1024;
 constexpr DWORD kMostAnswerBytes = 16 * 1024 * 1024; // a count above it is not believed
 constexpr DWORD kLookMs = 200;
 

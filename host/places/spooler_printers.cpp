@@ -27,7 +27,7 @@ std::vector<CQueueEntry> Queues(ISystemSpooler& spooler)
 
 std::string StateWords(const CQueueEntry& entry)
 {
-    const std::string words = QueueWords(entry);
+    std::string words = QueueWords(entry);
     if (!words.empty()) {
         return words;
     }

@@ -262,7 +262,7 @@ CQueryResult CSpoolerSession::SendPasswords(const std::string& name,
                                             std::initializer_list<std::string_view> passwords) const
 {
     std::wstring requestText = PasswordRequestText(name, passwords);
-    const CQueryResult result = Act(requestText);
+    CQueryResult result = Act(requestText);
     Wipe(requestText);
     return result;
 }

@@ -71,18 +71,23 @@ private:
     HANDLE m_handle;
 };
 
-/// A console, which shows nothing of what is typed while one exists. The line is edited here, since the
-/// console's own reading cannot be stopped, and given out when it is complete.
+enum class Echo {
+    None,  ///< nothing of what is typed is shown, and what was typed ahead is dropped
+    Typed, ///< it is written to the console
+};
+
+/// A console. The line is edited here, since the console's own reading cannot be stopped, and given out when
+/// it is complete.
 class CConsoleInput final : public IInputBytes {
 public:
-    CConsoleInput(HANDLE handle, DWORD mode) : m_handle(handle), m_before(mode)
+    CConsoleInput(HANDLE handle, DWORD mode, Echo echo) : m_handle(handle), m_before(mode), m_echo(echo)
     {
         SetConsoleMode(m_handle, ENABLE_PROCESSED_INPUT);
-        FlushConsoleInputBuffer(m_handle);
+        DropTypedAhead();
     }
     ~CConsoleInput() override
     {
-        FlushConsoleInputBuffer(m_handle);
+        DropTypedAhead();
         SetConsoleMode(m_handle, m_before);
     }
     CConsoleInput(const CConsoleInput&) = delete;
@@ -111,11 +116,31 @@ public:
     }
 
 private:
+    void DropTypedAhead()
+    {
+        if (m_echo == Echo::None) {
+            FlushConsoleInputBuffer(m_handle);
+        }
+    }
+
+    void Show(std::wstring_view text)
+    {
+        DWORD count = 0;
+        if (m_echo == Echo::Typed) {
+            WriteConsoleW(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()),
+                          &count, nullptr);
+        }
+    }
+
     void Type(wchar_t unit)
     {
         if (unit == L'\r') {
             m_isComplete = true;
+            Show(L"\r\n");
         } else if (unit == L'\b') {
+            if (!m_typed.Text().empty()) {
+                Show(L"\b \b");
+            }
             DropCharacter();
         } else if (IS_HIGH_SURROGATE(unit)) {
             m_firstHalf = unit;
@@ -129,6 +154,7 @@ private:
         const wchar_t units[] = {std::exchange(m_firstHalf, L'\0'), unit};
         const bool isPair = units[0] != L'\0';
         char bytes[4] = {};
+        Show(std::wstring_view(isPair ? units : units + 1, isPair ? 2 : 1));
         const int size = WideCharToMultiByte(CP_UTF8, 0, isPair ? units : units + 1, isPair ? 2 : 1, bytes,
                                              sizeof bytes, nullptr, nullptr);
         for (int i = 0; i < size; ++i) {
@@ -150,6 +176,7 @@ private:
 
     HANDLE m_handle;
     DWORD m_before;
+    Echo m_echo;
     CSecret m_typed;
     wchar_t m_firstHalf = L'\0';
     size_t m_given = 0;
@@ -170,7 +197,7 @@ SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop)
     HANDLE const handle = GetStdHandle(STD_INPUT_HANDLE);
     DWORD mode = 0;
     if (GetConsoleMode(handle, &mode)) {
-        CConsoleInput input(handle, mode);
+        CConsoleInput input(handle, mode, Echo::None);
         return ReadSecretLine(input, line, stop);
     }
     CStreamInput input(handle);
@@ -179,7 +206,13 @@ SecretEnd ReadSecret(CSecret& line, const std::function<bool()>& stop)
 
 std::optional<std::string> ReadLine(const std::function<bool()>& stop)
 {
-    CStreamInput input(GetStdHandle(STD_INPUT_HANDLE));
+    HANDLE const handle = GetStdHandle(STD_INPUT_HANDLE);
+    DWORD mode = 0;
+    if (GetConsoleMode(handle, &mode)) {
+        CConsoleInput input(handle, mode, Echo::Typed);
+        return ReadPlainLine(input, stop);
+    }
+    CStreamInput input(handle);
     return ReadPlainLine(input, stop);
 }
 
