@@ -339,6 +339,17 @@ TEST_F(PrintSession, OffersTheJobAgainAfterTheServiceEnded)
     ExpectHeld("interrupted after 1 card");
 }
 
+TEST_F(PrintSession, BeginsTheWaitForAPasswordAgainAfterTheServiceEnded)
+{
+    BeginAccepted();
+    session->OnJobChanged(AtTheGate());
+    session->OnServiceLost();
+    Pass(CPrintSession::kFirstRetryMs);
+    session->OnAccepted();
+    session->OnJobChanged(AtTheGate());
+    EXPECT_EQ(now + kHoldAfterMs, session->Deadline());
+}
+
 TEST_F(PrintSession, LeavesTheReportToTheNextCupsdWhenItsOwnHasEnded)
 {
     BeginAccepted();
