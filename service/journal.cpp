@@ -1,5 +1,6 @@
 #include "service/journal.h"
 
+#include <cstdlib>
 #include <ctime>
 
 #include "host/printing/progress.h"
@@ -58,6 +59,15 @@ CRefusal RefusalFor(const CJobEntry& entry)
             job + " was " + entry.outcome + " at " + TimeText(entry.ended) + " after " + amount + release};
 }
 
+constexpr int64_t kLongAgo = 1;
+
+/// Whether a new job of the same uuid is a person's release. told: when the end was told; 0: not yet. A clock
+/// that was set back does not bar a release for ever.
+bool IsRelease(int64_t told, int64_t now)
+{
+    return told != 0 && std::abs(now - told) >= CJournal::kOwnStartS;
+}
+
 } // namespace
 
 const char* OutcomeText(JobOutcome outcome)
@@ -77,12 +87,10 @@ CAdmission CJournal::Admit(const CNewJob& job, int64_t now)
     if (!job.uuid.empty()) {
         CStatement last(m_database, "SELECT id, told FROM job WHERE uuid = ?1 AND (started > 0 OR ended = 0)"
                                     " ORDER BY id DESC LIMIT 1");
-        if (last.Bind(1, job.uuid).Step() && last.Number(1) == 0) {
+        if (last.Bind(1, job.uuid).Step() && !IsRelease(last.Number(1), now)) {
             const CJobEntry entry = Select("id = ?2", {}, last.Number(0)).front();
-            if (entry.ended != 0) {
-                Acknowledge(entry.id);
-                transaction.Commit();
-            }
+            Tell(entry.id, now);
+            transaction.Commit();
             return RefusalFor(entry);
         }
     }
@@ -146,10 +154,13 @@ std::vector<CJobEntry> CJournal::CancelDone(std::string_view printer)
     return entries;
 }
 
-void CJournal::Acknowledge(uint64_t id)
+void CJournal::Acknowledge(uint64_t id) { Tell(id, kLongAgo); }
+
+void CJournal::Tell(uint64_t id, int64_t when)
 {
-    CStatement(m_database, "UPDATE job SET told = 1 WHERE id = ?1 AND ended > 0")
+    CStatement(m_database, "UPDATE job SET told = ?2 WHERE id = ?1 AND ended > 0 AND (told = 0 OR told > ?2)")
         .Bind(1, static_cast<int64_t>(id))
+        .Bind(2, when)
         .Run();
 }
 

@@ -53,11 +53,16 @@ std::string AmountText(uint64_t bytes, int cards);
 /// Times are seconds since 1970. Each change is on disk when it returns. Throws CDatabaseError. One thread.
 class CJournal {
 public:
+    /// A job of the same uuid that comes sooner after the end was told is not a person's release: seconds.
+    /// The print system starts jobs by itself, and has forgotten the hold if it crashed before it wrote it
+    /// down.
+    static constexpr int64_t kOwnStartS = 10;
+
     explicit CJournal(CDatabase& database) : m_database(database) {}
 
     /// Enters a job that waits, unless its uuid is known: a job of that uuid waits or prints, or has sent
-    /// bytes without a good end, or was printed. The last two are told once, and the next job of that uuid is
-    /// taken: a person has released it.
+    /// bytes without a good end, or was printed. The last two are told, and a job of that uuid that comes
+    /// kOwnStartS later is taken: a person has released it.
     CAdmission Admit(const CNewJob& job, int64_t now);
 
     /// The job's first byte is about to leave.
@@ -69,7 +74,7 @@ public:
     void End(uint64_t id, JobOutcome outcome, std::string_view reason, int64_t now, bool isCancelDue = false);
     /// The printer was cancelled. Returns the jobs for which that was due, which keep their outcome.
     std::vector<CJobEntry> CancelDone(std::string_view printer);
-    /// A person knows how far the job got.
+    /// A person knows how far the job got: the next job of its uuid is taken at once.
     void Acknowledge(uint64_t id);
 
     /// The jobs that ended at that time or later, or have not ended; oldest first. Those of one user, as
@@ -83,6 +88,7 @@ public:
     void Forget(int64_t before);
 
 private:
+    void Tell(uint64_t id, int64_t when);
     std::vector<CJobEntry> Select(const char* condition, std::string_view text, int64_t number);
 
     CDatabase& m_database;

@@ -28,8 +28,8 @@ public:
         CPrintOrder order;
         int64_t holdAfterMs = 0; ///< 0: never
         /// Whether the cupsd that started this backend still runs. The next cupsd starts the job again by
-        /// itself, and the service says only once how far a job got: that must not be lost on a backend which
-        /// nobody hears.
+        /// itself, and what the service says of how far a job got must not be said to a backend that nobody
+        /// hears.
         std::function<bool()> isHeard;
     };
     using CClock = std::function<int64_t()>; ///< milliseconds, never backwards

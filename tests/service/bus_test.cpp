@@ -249,6 +249,9 @@ TEST(Service, PrintsNoJobTwice)
     const CCallResult printed = client.Print("Slow", service.JobFile(2), Uuid("u"));
     EXPECT_EQ("Printed", printed.error);
     EXPECT_NE(std::string::npos, printed.message.find("2 cards")) << printed.message;
+    EXPECT_EQ("Printed", client.Print("Slow", service.JobFile(2), Uuid("u")).error)
+        << "too soon for a person";
+    EXPECT_EQ("", client.Acknowledge(first).error);
     const std::string released = client.Print("Slow", service.JobFile(2), Uuid("u")).answer;
     ASSERT_NE("", released);
     ASSERT_TRUE(Await([&] { return client.Property<uint64_t>(released, CClient::kJob, "Bytes") > 0; }));

@@ -16,7 +16,7 @@ class Journal : public testing::Test {
 protected:
     CAdmission Admit(const std::string& uuid, const std::string& printer = "Cards")
     {
-        return m_journal.Admit({printer, "Title", "owner", "lp", uuid, 1000}, kNow);
+        return m_journal.Admit({printer, "Title", "owner", "lp", uuid, 1000}, m_now);
     }
     uint64_t AdmitNew(const std::string& uuid) { return std::get<uint64_t>(Admit(uuid)); }
     /// The kind of the refusal; nothing if the job was taken.
@@ -27,6 +27,7 @@ protected:
         return refusal ? std::optional(refusal->kind) : std::nullopt;
     }
 
+    int64_t m_now = kNow;
     CTemporaryFolder m_folder;
     CDatabase m_database{m_folder.Path() / "test.db"};
     CJournal m_journal{m_database};
@@ -59,6 +60,9 @@ TEST_P(UuidRule, PrintsNoCardTwiceUnlessAPersonReleasesTheJob)
     }
     EXPECT_EQ(history.next, Refused("u"));
     if (history.next) {
+        m_now += CJournal::kOwnStartS - 1;
+        EXPECT_EQ(history.next, Refused("u")) << "the print system's own start";
+        m_now += 1;
         EXPECT_EQ(history.afterNext, Refused("u"));
     }
     EXPECT_EQ(kTaken, Refused("other"));
@@ -85,6 +89,7 @@ TEST_F(Journal, ToldOfARunningJobIsNotToldOfItsEnd)
     EXPECT_EQ(Kind::Running, Refused("u"));
     m_journal.End(id, JobOutcome::Completed, "", kNow);
     EXPECT_EQ(Kind::Printed, Refused("u")) << "nobody knew that it was printed to its end";
+    m_now += CJournal::kOwnStartS;
     const uint64_t released = AdmitNew("u");
     EXPECT_EQ(Kind::Running, Refused("u"));
     m_journal.Start(released, kNow, -1);
