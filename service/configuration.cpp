@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uintmax_t kLargestFile = 64 * 1024;
+constexpr uintmax_t kLargestFile = uintmax_t{64} * 1024;
 constexpr unsigned kMostKeepDays = 36500;
 constexpr char kMainFile[] = "zrtmond.conf";
 constexpr char kPrinterFolder[] = "printers.d";

@@ -12,7 +12,7 @@
 namespace zrtmon::service {
 namespace {
 
-constexpr size_t kPieceBytes = 64 * 1024; // also what an ordinary pipe holds
+constexpr size_t kPieceBytes = size_t{64} * 1024; // also what an ordinary pipe holds
 
 std::string SystemText(const char* tried) { return std::string(tried) + ": " + std::strerror(errno); }
 

@@ -223,7 +223,7 @@ std::vector<const CPrinter*> CService::Printers() const
     return printers;
 }
 
-void CService::ListJobs(const CCaller& caller, int64_t since, CEntriesReplyTo replyTo)
+void CService::ListJobs(const CCaller& caller, int64_t since, const CEntriesReplyTo& replyTo)
 {
     Check(Right::SeeOwnJobs, caller);
     const std::string user = IsAllowed(Right::SeeAllJobs, caller.user) ? "" : caller.user.name;
@@ -240,7 +240,7 @@ void CService::ListJobs(const CCaller& caller, int64_t since, CEntriesReplyTo re
 }
 
 void CService::Request(const CCaller& caller, const std::string& printer, RequestKind kind, std::string text,
-                       CReplyTo replyTo)
+                       const CReplyTo& replyTo)
 {
     Check(kind == RequestKind::Query ? Right::Query : Right::Perform, caller);
     CheckRunning();
@@ -253,7 +253,7 @@ void CService::Request(const CCaller& caller, const std::string& printer, Reques
 }
 
 void CService::Print(const CCaller& caller, const CPrintRequest& request, CDescriptor data,
-                     CJobReplyTo replyTo)
+                     const CJobReplyTo& replyTo)
 {
     Check(Right::Print, caller);
     const std::string owner = request.owner.value_or(caller.user.name);
@@ -296,7 +296,7 @@ void CService::Print(const CCaller& caller, const CPrintRequest& request, CDescr
     });
 }
 
-void CService::FinishAdmission(std::shared_ptr<CJob> job, const CAdmission& admission,
+void CService::FinishAdmission(const std::shared_ptr<CJob>& job, const CAdmission& admission,
                                const CJobReplyTo& replyTo)
 {
     if (const CRefusal* const refusal = std::get_if<CRefusal>(&admission)) {
@@ -382,7 +382,7 @@ void CService::CancelJob(const CCaller& caller, uint64_t id)
     }
 }
 
-void CService::AcknowledgeJob(const CCaller& caller, uint64_t id, CReplyTo replyTo)
+void CService::AcknowledgeJob(const CCaller& caller, uint64_t id, const CReplyTo& replyTo)
 {
     const std::shared_ptr<CJob> job = JobOrThrow(id);
     Check(Right::ControlJob, caller, job->job.owner);

@@ -79,11 +79,11 @@ public:
     bool IsStopping() const { return m_isStopping; }
 
     std::vector<const CPrinter*> Printers() const;
-    void ListJobs(const CCaller& caller, int64_t since, CEntriesReplyTo replyTo);
+    void ListJobs(const CCaller& caller, int64_t since, const CEntriesReplyTo& replyTo);
 
     void Request(const CCaller& caller, const std::string& printer, RequestKind kind, std::string text,
-                 CReplyTo replyTo);
-    void Print(const CCaller& caller, const CPrintRequest& request, CDescriptor data, CJobReplyTo replyTo);
+                 const CReplyTo& replyTo);
+    void Print(const CCaller& caller, const CPrintRequest& request, CDescriptor data, const CJobReplyTo& replyTo);
     CStoredValue ReadStored(const CCaller& caller, const std::string& printer, const std::string& valueName);
     /// Stores or removes it.
     void ChangeStored(const CCaller& caller, const std::string& printer, CStoredValue value,
@@ -92,7 +92,7 @@ public:
     /// Null if it is not known, or known no more. Borrowed until OnJobRemoved.
     const CJob* FindJob(uint64_t id) const;
     void CancelJob(const CCaller& caller, uint64_t id);
-    void AcknowledgeJob(const CCaller& caller, uint64_t id, CReplyTo replyTo);
+    void AcknowledgeJob(const CCaller& caller, uint64_t id, const CReplyTo& replyTo);
     void SupplyPassword(const CCaller& caller, uint64_t id, std::string_view password);
 
     /// A connection has gone.
@@ -110,7 +110,7 @@ private:
     void AddPrinter(const CPrinterConfiguration& configuration);
     void RemovePrinter(CPrinter& printer);
     void DestroyRemoved();
-    void FinishAdmission(std::shared_ptr<CJob> job, const CAdmission& admission, const CJobReplyTo& replyTo);
+    void FinishAdmission(const std::shared_ptr<CJob>& job, const CAdmission& admission, const CJobReplyTo& replyTo);
     CPrinter& PrinterOrThrow(const std::string& name);
     CPrinter* FindPrinter(const std::string& name);
     std::shared_ptr<CJob> JobOrThrow(uint64_t id) const;

@@ -166,6 +166,7 @@ void CManagerObject::GetJobs(sdbus::Result<std::vector<std::map<std::string, sdb
                                    return;
                                }
                                std::vector<std::map<std::string, sdbus::Variant>> jobs;
+                               jobs.reserve(entries.size());
                                for (const CJobEntry& entry : entries) {
                                    jobs.push_back(EntryOf(entry));
                                }
