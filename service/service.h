@@ -83,7 +83,8 @@ public:
 
     void Request(const CCaller& caller, const std::string& printer, RequestKind kind, std::string text,
                  const CReplyTo& replyTo);
-    void Print(const CCaller& caller, const CPrintRequest& request, CDescriptor data, const CJobReplyTo& replyTo);
+    void Print(const CCaller& caller, const CPrintRequest& request, CDescriptor data,
+               const CJobReplyTo& replyTo);
     CStoredValue ReadStored(const CCaller& caller, const std::string& printer, const std::string& valueName);
     /// Stores or removes it.
     void ChangeStored(const CCaller& caller, const std::string& printer, CStoredValue value,
@@ -110,7 +111,8 @@ private:
     void AddPrinter(const CPrinterConfiguration& configuration);
     void RemovePrinter(CPrinter& printer);
     void DestroyRemoved();
-    void FinishAdmission(const std::shared_ptr<CJob>& job, const CAdmission& admission, const CJobReplyTo& replyTo);
+    void FinishAdmission(const std::shared_ptr<CJob>& job, const CAdmission& admission,
+                         const CJobReplyTo& replyTo);
     CPrinter& PrinterOrThrow(const std::string& name);
     CPrinter* FindPrinter(const std::string& name);
     std::shared_ptr<CJob> JobOrThrow(uint64_t id) const;

@@ -1,10 +1,12 @@
 #include "service/access.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 
 #include "service/metrics.h"
 #include "service/requests.h"
+#include "tests/service/temporary_folder.h"
 
 namespace zrtmon::service {
 namespace {
@@ -134,6 +136,21 @@ TEST(Metrics, AreCountedByPrinter)
         EXPECT_NE(std::string::npos, text.find(std::string("\n") + line + "\n")) << line;
     }
     EXPECT_TRUE(text.ends_with("\n# EOF\n"));
+}
+
+TEST(Metrics, AreReadByAProgramThatIsNotOurs)
+{
+    if (std::system("command -v promtool >/dev/null") != 0) {
+        GTEST_SKIP() << "promtool is not installed";
+    }
+    CMetrics metrics;
+    metrics.AddPrinter("a \"b\"\\");
+    metrics.CountJob("P", JobOutcome::Completed, 3);
+    metrics.CountError("P", 21);
+    metrics.CountQuery("P", 300);
+    const CTemporaryFolder folder;
+    const std::string file = folder.Write("zrtmon.prom", metrics.Text());
+    EXPECT_EQ(0, std::system(("promtool check metrics <" + file).c_str()));
 }
 
 } // namespace
