@@ -20,22 +20,6 @@ struct CDoctorArguments {
     bool json = false;
 };
 
-CDiagnostic Registration(IPrintSystem& system, const std::string& name)
-{
-    std::vector<CMonitorEntry> monitors;
-    const DWORD error = system.ListMonitors(&monitors);
-    if (error == ERROR_NOT_SUPPORTED) {
-        return {"registered monitor", "not applicable: no language monitors on this system", ""};
-    }
-    const auto entry = FindMonitor(system, name);
-    if (!entry) {
-        return {"registered monitor", "\"" + name + "\" is not registered",
-                "zrtctl install, as an administrator"};
-    }
-    return {"registered monitor", Utf8FromWide(entry->library) + " for " + Utf8FromWide(entry->environment),
-            ""};
-}
-
 /// What an error text of the form "what happened; what would help" says, or of the first part alone.
 CDiagnostic Problem(const char* topic, const std::string& text, const char* advice)
 {
@@ -45,6 +29,23 @@ CDiagnostic Problem(const char* topic, const std::string& text, const char* advi
         return {topic, text, advice};
     }
     return {topic, text.substr(0, at), text.substr(at + kSeparator.size())};
+}
+
+CDiagnostic Registration(IPrintSystem& system, const std::string& name)
+{
+    constexpr char kTopic[] = "registered monitor";
+    CMonitorEntry entry;
+    const DWORD error = FindMonitor(system, name, &entry);
+    switch (error) {
+    case ERROR_SUCCESS:
+        return {kTopic, Utf8FromWide(entry.library) + " for " + Utf8FromWide(entry.environment), ""};
+    case ERROR_NOT_SUPPORTED:
+        return {kTopic, "not applicable: no language monitors on this system", ""};
+    case ERROR_UNKNOWN_PRINT_MONITOR:
+        return {kTopic, "\"" + name + "\" is not registered", "zrtctl install, as an administrator"};
+    default:
+        return Problem(kTopic, SpoolerErrorWords(error), "check the service \"Print Spooler\"");
+    }
 }
 
 constexpr char kSilentAdvice[] = "check that the printer is switched on and connected";

@@ -57,14 +57,20 @@ ExitStatus Install(const CInstallArguments& arguments, CHostEnvironment& environ
     if (error != ERROR_SUCCESS) {
         Refuse("install " + Printable(arguments.library), error);
     }
-    const auto entry = FindMonitor(*environment.printSystem, arguments.name);
-    if (!entry) {
+    CMonitorEntry entry;
+    const DWORD listError = FindMonitor(*environment.printSystem, arguments.name, &entry);
+    if (listError == ERROR_UNKNOWN_PRINT_MONITOR) {
         throw CHostError(ExitStatus::NoDevice, "install " + Printable(arguments.library) +
                                                    ": the spooler accepted it but does not list it");
     }
+    if (listError != ERROR_SUCCESS) {
+        Refuse("install " + Printable(arguments.library) +
+                   ": the spooler accepted it, but its monitors cannot be listed",
+               listError);
+    }
     console.Answer("registered \"" + Printable(arguments.name) + "\" with " +
-                   Printable(Utf8FromWide(entry->library)) + " for " +
-                   Printable(Utf8FromWide(entry->environment)) + "; nothing was copied");
+                   Printable(Utf8FromWide(entry.library)) + " for " +
+                   Printable(Utf8FromWide(entry.environment)) + "; nothing was copied");
     return ExitStatus::Done;
 }
 
@@ -89,15 +95,21 @@ COption NameOption(CInstallArguments& arguments)
 
 } // namespace
 
-std::optional<CMonitorEntry> FindMonitor(IPrintSystem& system, const std::string& name)
+DWORD FindMonitor(IPrintSystem& system, const std::string& name, CMonitorEntry* entry)
 {
     std::vector<CMonitorEntry> monitors;
-    system.ListMonitors(&monitors);
+    if (const DWORD error = system.ListMonitors(&monitors)) {
+        return error;
+    }
     const std::wstring wanted = WideFromUtf8(name);
-    const auto found = std::find_if(monitors.begin(), monitors.end(), [&wanted](const CMonitorEntry& entry) {
-        return lstrcmpiW(entry.name.c_str(), wanted.c_str()) == 0;
+    const auto found = std::find_if(monitors.begin(), monitors.end(), [&wanted](const CMonitorEntry& each) {
+        return lstrcmpiW(each.name.c_str(), wanted.c_str()) == 0;
     });
-    return found != monitors.end() ? std::optional(*found) : std::nullopt;
+    if (found == monitors.end()) {
+        return ERROR_UNKNOWN_PRINT_MONITOR;
+    }
+    *entry = *found;
+    return ERROR_SUCCESS;
 }
 
 CCommand InstallCommand()

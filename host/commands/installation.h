@@ -1,7 +1,6 @@
 /// The monitor in the machine's own print system.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "platform/print_system.h"
@@ -12,7 +11,8 @@ namespace zrtmon::host {
 inline constexpr char kMonitorName[] = "ZRT Card Printer Monitor";
 inline constexpr char kMonitorLibrary[] = "zrtmon.dll";
 
-/// The entry with that name (UTF-8, case-insensitive); std::nullopt if the print system lists none.
-std::optional<CMonitorEntry> FindMonitor(IPrintSystem& system, const std::string& name);
+/// The entry with that name (UTF-8, case-insensitive). Returns 0 or the print system's error: 3000 if it
+/// lists none of that name.
+DWORD FindMonitor(IPrintSystem& system, const std::string& name, CMonitorEntry* entry);
 
 } // namespace zrtmon::host

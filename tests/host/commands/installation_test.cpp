@@ -15,6 +15,7 @@ namespace {
 class CFakePrintSystem final : public IPrintSystem {
 public:
     DWORD error = ERROR_SUCCESS;
+    DWORD listError = ERROR_SUCCESS;
     bool keepsQuiet = false; ///< takes a monitor and does not list it
     std::vector<CMonitorEntry> monitors;
 
@@ -34,7 +35,7 @@ public:
     DWORD ListMonitors(std::vector<CMonitorEntry>* list) override
     {
         *list = monitors;
-        return error;
+        return error ? error : listError;
     }
     std::vector<CDiagnostic> Examine(const std::wstring&, const std::string& target) override
     {
@@ -90,6 +91,20 @@ TEST(Installation, RegistersAndTakesAway)
     EXPECT_EQ(66, fixture.Run("uninstall").status);
     fixture.system.keepsQuiet = true;
     EXPECT_EQ(69, fixture.Run("install").status);
+}
+
+TEST(Installation, AListThatCannotBeReadIsNotAnEmptyOne)
+{
+    CInstallationFixture fixture;
+    fixture.system.listError = RPC_S_SERVER_UNAVAILABLE;
+    const CCommandResult install = fixture.Run("install");
+    EXPECT_EQ(69, install.status);
+    EXPECT_TRUE(Shows(install.err, "accepted it, but...cannot be listed...(system error 1722)"));
+    const CCommandResult doctor = fixture.Run("doctor --json");
+    EXPECT_EQ(1, doctor.status);
+    auto rows = FlatJson(doctor.out);
+    EXPECT_TRUE(Shows(rows["/2/value"], "not running"));
+    EXPECT_TRUE(Shows(rows["/2/advice"], "start the service"));
 }
 
 TEST(Installation, SaysInALineWhyNot)
