@@ -178,6 +178,9 @@ void CTestSpooler::CQueue::Close()
     if (m_isClosed.exchange(true)) {
         return;
     }
+    for (const CQueueJob& job : Jobs()) { // the monitor would wait for the printer to finish it
+        spooler::ChangeJobStatus(m_options.name, job.id, JOB_STATUS_DELETING, 0);
+    }
     SetEvent(m_work.Get());
     m_thread.reset();
     while (m_questions > 0) {
