@@ -94,8 +94,7 @@ CJobResult CJobRun::Print(uint64_t id, const std::string& title)
     m_control.SetDocument(document.get(), &m_session);
     CDocumentEnd end(std::move(document), m_control);
     if (!m_control.IsCancelled()) {
-        m_storage.Run([&] { m_storage.Journal().Start(id, std::time(nullptr), m_control.baseCount); });
-        m_control.hasStarted = true;
+        NoteStart(id);
         Offer(end.Document());
     }
     if (m_control.IsCancelled()) {
@@ -106,6 +105,18 @@ CJobResult CJobRun::Print(uint64_t id, const std::string& title)
         return {JobOutcome::Cancelled, m_control.CancelReason()};
     }
     return Conclude();
+}
+
+/// From here on the job counts as one that may have been printed.
+void CJobRun::NoteStart(uint64_t id)
+{
+    try {
+        m_storage.Run([&] { m_storage.Journal().Start(id, std::time(nullptr), m_control.baseCount); });
+    } catch (const CDatabaseError& error) {
+        throw CDatabaseError(std::string("nothing was sent, since the journal cannot be written: ") +
+                             error.what());
+    }
+    m_control.hasStarted = true;
 }
 
 /// The printer stays free for others while a client has nothing to print yet. False if the job was cancelled.

@@ -36,6 +36,7 @@ private:
     std::unique_ptr<host::CDocument> AwaitDocument(const std::wstring& title);
     std::unique_ptr<host::CDocument> StartDocument(const std::wstring& title);
     void NoteBaseCount();
+    void NoteStart(uint64_t id);
     void PauseBeforeRetry() const;
     void Offer(host::CDocument& document);
     CJobResult Conclude();
