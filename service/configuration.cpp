@@ -183,22 +183,6 @@ std::string PortProblem(const std::string& port)
     }
 }
 
-/// The policy's path, or a problem. It has to be a file below the folder, links followed: others could be
-/// read with the service's rights.
-std::string PolicyPath(const fs::path& folder, const std::string& value, std::string* problem)
-{
-    std::error_code error;
-    const fs::path whole = fs::weakly_canonical(folder / host::PathFromUtf8(value), error);
-    const fs::path base = fs::weakly_canonical(folder, error);
-    const fs::path relative = whole.lexically_relative(base);
-    if (relative.empty() || *relative.begin() == "..") {
-        *problem = "policy: not below " + host::DisplayPath(folder) + "; move the file there";
-    } else if (!fs::is_regular_file(whole, error)) {
-        *problem = "policy: no file " + host::DisplayPath(whole) + "; create it, or remove the line";
-    }
-    return host::DisplayPath(whole);
-}
-
 /// Reads the printer files of one folder.
 class CPrinterFiles {
 public:
@@ -289,6 +273,20 @@ private:
 };
 
 } // namespace
+
+std::string PolicyPath(const fs::path& folder, const std::string& value, std::string* problem)
+{
+    std::error_code error;
+    const fs::path whole = fs::weakly_canonical(folder / host::PathFromUtf8(value), error);
+    const fs::path base = fs::weakly_canonical(folder, error);
+    const fs::path relative = whole.lexically_relative(base);
+    if (relative.empty() || *relative.begin() == "..") {
+        *problem = "policy: not below " + host::DisplayPath(folder) + "; move the file there";
+    } else if (!fs::is_regular_file(whole, error)) {
+        *problem = "policy: no file " + host::DisplayPath(whole) + "; create it, or name none";
+    }
+    return host::DisplayPath(whole);
+}
 
 CConfiguration LoadConfiguration(const fs::path& folder)
 {

@@ -34,4 +34,8 @@ inline constexpr size_t kLongestPrinterName = 127;
 /// with a problem keeps its default, and a printer with one is left out. Opens no port.
 CConfiguration LoadConfiguration(const std::filesystem::path& folder);
 
+/// The whole path of a policy file, and what is wrong with it, if something is. It has to be a file below the
+/// folder, links followed: others could be read with the service's rights.
+std::string PolicyPath(const std::filesystem::path& folder, const std::string& value, std::string* problem);
+
 } // namespace zrtmon::service

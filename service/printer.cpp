@@ -393,11 +393,11 @@ void CPrinter::Cancel(const CJob& job, const std::string& reason)
 
 void CPrinter::SupplyPassword(const CJob& job, std::string_view password)
 {
-    const bool isFit = !password.empty() && password.size() <= host::kLongestPassword &&
+    const bool isFit = password.size() <= host::kLongestPassword && // the factory's is empty
                        password.find_first_of(std::string_view("\0/", 2)) == std::string_view::npos;
     if (!isFit) {
         throw CServiceError(ErrorName::BadData,
-                            "the password is empty, longer than 254 bytes, or contains a NUL or a '/'");
+                            "the password is longer than 254 bytes, or contains a NUL or a '/'");
     }
     const bool isWaiting = m_current && m_current->id == job.id &&
                            m_session->PublishedValues().printerError == host::kPasswordCategory;

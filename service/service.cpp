@@ -1,6 +1,7 @@
 #include "service/service.h"
 
 #include <algorithm>
+#include <cstring>
 #include <ctime>
 
 #include "host/exit_status.h"
@@ -16,6 +17,7 @@ constexpr DWORD kDayMs = 86400000;
 constexpr DWORD kMetricsMs = 1000;   // the file is written at most so often
 constexpr size_t kLongestText = 255; // bytes of a title, an owner, a uuid
 constexpr size_t kLargestValue = 1 << 20;
+constexpr char kPolicyValue[] = "ConfigurationFile";
 constexpr char kStopReason[] = "the service was stopped";
 constexpr char kRemovedReason[] = "the printer was removed from the configuration";
 
@@ -24,6 +26,22 @@ void Check(Right right, const CCaller& caller, const std::string& jobOwner = {})
     if (!IsAllowed(right, caller.user, jobOwner)) {
         throw CServiceError(ErrorName::AccessDenied,
                             caller.user.name + " may not do that; " + AllowedUsers(right) + " may");
+    }
+}
+
+/// The monitor would read it with the service's rights.
+void CheckPolicy(const std::filesystem::path& folder, const CStoredValue& value)
+{
+    std::wstring text(value.bytes.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(text.data(), value.bytes.data(), text.size() * sizeof(wchar_t));
+    const std::string path = host::Utf8FromWide(text.substr(0, text.find(L'\0')));
+    std::string problem;
+    const std::string whole = PolicyPath(folder, path, &problem);
+    if (problem.empty() && whole != path) {
+        problem = "policy: give the whole path without links, " + whole;
+    }
+    if (!problem.empty()) {
+        throw CServiceError(ErrorName::BadData, problem);
     }
 }
 
@@ -351,6 +369,9 @@ void CService::ChangeStored(const CCaller& caller, const std::string& printer, C
     }
     if (value.bytes.size() > kLargestValue) {
         throw CServiceError(ErrorName::TooLarge, value.name + ": more than 1 MiB");
+    }
+    if (!value.isRemoved && host::EqualsIgnoringCase(value.name, kPolicyValue)) {
+        CheckPolicy(m_options.configurationFolder, value);
     }
     if (value.isRemoved && !target.ReadStored(value.name)) {
         throw CServiceError(ErrorName::NoSuchName, value.name + ": no such stored value");

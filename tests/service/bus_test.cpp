@@ -180,8 +180,7 @@ TEST(Service, PrintsAHeldJobWithItsPasswordWhichIsNeverOnDisk)
     ASSERT_TRUE(Await(wantsPassword)) << service.Log();
     EXPECT_EQ("held", client.JobState(job));
     EXPECT_EQ(100, client.Property<int32_t>(job, CClient::kJob, "Category"));
-    for (const std::string& bad :
-         {std::string(), std::string(255, 'x'), std::string("a/b"), std::string(1, '\0')}) {
+    for (const std::string& bad : {std::string(255, 'x'), std::string("a/b"), std::string(1, '\0')}) {
         EXPECT_EQ("BadData", client.SupplyPassword(job, bad).error);
     }
     EXPECT_EQ("AccessDenied", client.ReadStored("Locked", "passWORD").error);
@@ -426,8 +425,8 @@ std::string Rights(const std::string& address, const CDescriptor& jobFile, const
     note(client.Print("Fast", jobFile, {{"owner", sdbus::Variant(std::string("somebody"))}}));
     note(client.ReadStored("Fast", "Mine"));
     note(client.WriteStored("Fast", "Mine", 1, "x"));
-    note(client.WriteStored("Fast", "ConfigurationFile", 1, "x"));
-    note(client.RemoveStored("Fast", "ConfigurationFile"));
+    note(client.WriteStored("Fast", "CurrentSettings", 1, "x"));
+    note(client.RemoveStored("Fast", "CurrentSettings"));
     for (const std::string& job : {ownJob, otherJob}) {
         text += ' ';
         note(client.SupplyPassword(job, "x")); // BadData: allowed, but it waits for none

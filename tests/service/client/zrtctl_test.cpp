@@ -9,6 +9,10 @@
 namespace zrtmon::service {
 namespace {
 
+constexpr char kPolicy[] = "<Configurations><Configuration ModuleName='Password Protection'>"
+                           "<PassWordAfterDelay Enabled='True'><DelayHours DelayTime='10 minutes'/>"
+                           "</PassWordAfterDelay></Configuration></Configurations>";
+
 struct CRun {
     int status;
     std::string printed; ///< on both streams
@@ -33,16 +37,21 @@ CRun RunShell(const std::string& line)
 struct CZrtctl : testing::Test {
     CZrtctl()
         : service({{"Cards", "port = sim:cards=10,card-ms=20,buffer-cards=1"},
+                   {"Factory", "port = sim:card-ms=20,protected=1,seed=4"},
                    {"Locked", "port = sim:cards=10,card-ms=20,protected=1,user-password=geheim,seed=2"},
                    {"Ribbon", "port = sim:cards=10,card-ms=20,error=83,error-at-card=1,seed=3"}})
     {
         service.Start();
         const CTemporaryFolder& folder = service.Folder();
         job = folder.Write("three.prn", CServiceProcess::JobBytes(3)).string();
+        policy = folder.Write("etc/policy.xml", kPolicy).string();
+        elsewhere = folder.Write("elsewhere.xml", kPolicy).string();
     }
 
     CServiceProcess service;
     std::string job;
+    std::string policy;
+    std::string elsewhere; ///< a policy where the service does not read it
 };
 
 TEST_F(CZrtctl, DoesEveryCommandThroughTheService)
@@ -53,8 +62,8 @@ TEST_F(CZrtctl, DoesEveryCommandThroughTheService)
         const char* printed; ///< part
     } commands[] = {
         {"zrtctl printers", 0,
-         "Locked  sim:cards=10,card-ms=20,protected=1,user-password=**,seed=2  ready, no"},
-        {"zrtctl get CardCount", 64, "3 printers found"},
+         "Locked   sim:cards=10,card-ms=20,protected=1,user-password=**,seed=2  ready, no"},
+        {"zrtctl get CardCount", 64, "4 printers found"},
         {"zrtctl get CardCount MoveTo/1 --printer cards", 0, "CardCount=10\n"},
         {"zrtctl get CardCount --printer Card", 69, "did you mean Cards?"},
         {"zrtctl settings set 'LCD Contrast=45' --printer Cards", 0, "1 setting written"},
@@ -63,13 +72,17 @@ TEST_F(CZrtctl, DoesEveryCommandThroughTheService)
         {"cat " + job + " | zrtctl print /dev/stdin --printer Cards", 0, "printed: 3 cards, 22.6 KiB"},
         {"zrtctl status --printer Cards", 0, "CardCount=16  16 cards printed"},
         {"(echo wrong; echo geheim) | zrtctl print " + job + " --printer Locked", 0, "does not accept the"},
+        {"echo | zrtctl print " + job + " --printer Factory", 0, "printed: 3 cards, 22.6 KiB"},
         {"echo geheim | zrtctl password check --printer Locked", 0, "the printer accepts the password"},
         {"echo wrong | zrtctl password check --printer Locked", 77, "wrong password"},
         {"zrtctl policy show --printer Locked", 0, "no policy"},
+        {"zrtctl policy set " + elsewhere + " --printer Locked", 65, "policy: not below "},
+        {"zrtctl policy set " + policy + " --printer Locked", 0, "again after 10 minutes"},
+        {"zrtctl policy show --printer Locked", 0, "policy.xml: a password for the first card, and again"},
         {"zrtctl policy clear --printer Locked", 0, "a password for each job"},
         {"zrtctl print " + job + " --give-up 1 --printer Ribbon", 1,
          "ribbon (printer error 83, category 21)"},
-        {"zrtctl jobs --since 1h | grep -c 'completed  3 cards, 22.6 KiB'", 0, "3\n"},
+        {"zrtctl jobs --since 1h | grep -c 'completed  3 cards, 22.6 KiB'", 0, "4\n"},
         {"zrtctl jobs | grep -A1 Ribbon", 0, "cancelled"},
         {"zrtctl doctor | grep -A3 'Cards'", 0, "(live)"},
     };
