@@ -8,7 +8,7 @@
 namespace zrtmon {
 
 /// Every function returns 0 or the system's error: 5 no right to do this, 50 this system has no such
-/// spooler, 1722 the spooler is not running. One thread at a time.
+/// spooler, 126 its print library cannot be used, 1722 the spooler is not running. One thread at a time.
 class ISpoolerSetup {
 public:
     virtual ~ISpoolerSetup() = default;
