@@ -26,7 +26,9 @@ constexpr CStatusMeaning kStatuses[] = {
     {ExitStatus::BadData, "a file or a password is invalid: an empty job, a setting out of range, too "
                           "many characters"},
     {ExitStatus::NoInput, "a file cannot be read"},
-    {ExitStatus::NoDevice, "the port or the monitor's library cannot be opened"},
+    {ExitStatus::NoDevice,
+     "no such printer, none found, or its device failed; the print system, the port or the monitor's "
+     "library cannot be used"},
     {ExitStatus::CannotCreate, "a file cannot be written"},
     {ExitStatus::Busy, "the port or the printer is busy"},
     {ExitStatus::NoPermission, "not permitted: a password is wrong or missing, or the system requires an "

@@ -79,11 +79,9 @@ CDiagnostic LastStatus(CPortPrinter& printer)
     return {"status", CategoryWords(*category.value), isReady ? "" : "check the printer's display"};
 }
 
-/// A question to the printer waits this long before its reply is read.
-constexpr DWORD kLeastQueryMs = 250;
-
 CDiagnostic AskInstalled(IPrinter& printer, const char* valueName)
 {
+    constexpr DWORD kReplyMs = 3000; // for which the monitor waits for a reply before it refuses
     const DWORD start = GetTickCount();
     const CQueryResult result = printer.Query(valueName);
     const DWORD waited = GetTickCount() - start;
@@ -91,11 +89,14 @@ CDiagnostic AskInstalled(IPrinter& printer, const char* valueName)
         return {valueName, QueryProblem(printer, result),
                 "check that the printer is on and the monitor registered"};
     }
-    if (waited < kLeastQueryMs) {
-        return {valueName,
-                result.text + " (stored: it was answered within " + std::to_string(waited) + " ms)",
+    if (result.isStored) {
+        return {valueName, result.text + " (stored: it came too fast to be the printer's)",
                 "the printer was not asked, because the monitor refused: check that it is on, and that "
                 "nothing prints"};
+    }
+    if (waited >= kReplyMs) {
+        return {valueName, result.text + " (live or stored: it took " + Seconds(waited) + " s)",
+                "check that the printer is on, and ask again when nothing prints"};
     }
     return {valueName, result.text + " (live)", ""};
 }

@@ -68,6 +68,11 @@ ExitStatus Get(const CGetArguments& arguments, CHostEnvironment& environment, CC
         const CQueryResult answer = printer->Query(name);
         if (answer.answered) {
             sheet.Add(name, answer.text);
+            if (answer.isStored) {
+                console.Message(Printable(name) +
+                                    ": stored earlier; the printer was not asked, it is busy or off",
+                                Tone::Warning);
+            }
             continue;
         }
         console.Message("zrtctl: " + Printable(name) + ": " + QueryProblem(*printer, answer), Tone::Bad);

@@ -30,7 +30,7 @@ public:
 
     CSecurityState State()
     {
-        const std::string answer = QueryOrThrow(*m_printer, "SecurityInfo");
+        const std::string answer = QueryAfreshOrThrow(*m_printer, "SecurityInfo");
         return {IsSet(answer, "Password"), IsSet(answer, "Validation")};
     }
 

@@ -101,13 +101,13 @@ void WriteSettings(IPrinter& printer, const std::string& text)
         throw CHostError(SpoolerErrorStatus(stored.error),
                          "cannot store the settings in the printer's data: " + StoreProblem(stored));
     }
-    QueryOrThrow(printer, "InitializeSettings/" + printer.Name());
+    QueryAfreshOrThrow(printer, "InitializeSettings/" + printer.Name());
 }
 
 /// Reads the settings back and throws if the printer did not accept a change.
 void CheckWritten(IPrinter& printer, std::span<const CSettingChange> changes)
 {
-    const std::vector<CSetting> settings = ReadSettings(printer);
+    const std::vector<CSetting> settings = ParseSettings(QueryAfreshOrThrow(printer, "CurrentSettings"));
     std::string refused;
     size_t refusedCount = 0;
     for (const CSettingChange& change : changes) {
@@ -137,7 +137,8 @@ void CheckWritten(IPrinter& printer, std::span<const CSettingChange> changes)
 void Apply(IPrinter& printer, std::span<const CSettingChange> changes, ExitStatus refusal, CConsole& console)
 {
     const CValueKeeper keeper(printer, kSettingsValue);
-    WriteSettings(printer, ChangeText(ReadSettings(printer), changes, refusal));
+    WriteSettings(
+        printer, ChangeText(ParseSettings(QueryAfreshOrThrow(printer, "CurrentSettings")), changes, refusal));
     CheckWritten(printer, changes);
     const bool isOne = changes.size() == 1;
     console.Message(std::to_string(changes.size()) + (isOne ? " setting written" : " settings written"));

@@ -11,6 +11,9 @@ constexpr unsigned kMostEntries = 3;
 // In between the printer seems to need another.
 constexpr unsigned kSettledPolls = 3;
 
+// The monitor looks once a second whether the printer is validated.
+constexpr DWORD kSentMs = 3000;
+
 constexpr wchar_t kValueName[] = L"Password";
 
 } // namespace
@@ -27,9 +30,10 @@ void CPasswordSupply::StartOver()
 
 void CPasswordSupply::TakeBack()
 {
-    if (m_isGiven) {
+    if (m_isStored) {
         m_printer.RemoveValue(kValueName);
     }
+    m_isStored = false;
     m_isGiven = false;
 }
 
@@ -57,8 +61,9 @@ bool CPasswordSupply::Poll(const CPublishedValues& published, const std::functio
 
 bool CPasswordSupply::IsWanted(const CPublishedValues& published)
 {
-    const bool isWanted =
-        published.printerError == kPasswordCategory && !(m_isGiven && m_printer.HasValue(kValueName));
+    m_isStored = m_isStored && m_printer.HasValue(kValueName);
+    const bool isSettling = m_isSent && GetTickCount() - m_sentTick < kSentMs;
+    const bool isWanted = published.printerError == kPasswordCategory && !m_isStored && !isSettling;
     m_polls = isWanted ? m_polls + 1 : 0;
     return m_polls >= kSettledPolls;
 }
@@ -70,9 +75,7 @@ void CPasswordSupply::ReportRefusal()
     }
     m_isRefused = m_entries == kMostEntries;
     if (m_isRefused) {
-        m_console.Message(
-            "three wrong passwords: not asking again; the job stays held (interrupt to delete it)",
-            Tone::Warning);
+        m_console.Message("three wrong passwords: not asking again; the job stays held", Tone::Warning);
     }
 }
 
@@ -81,6 +84,8 @@ void CPasswordSupply::Give(CSecret& password)
     const std::span<const char> withEnd(password.Data(), password.Text().size() + 1);
     const CStoreResult stored = m_printer.StoreValue(kValueName, REG_BINARY, withEnd);
     m_isGiven = stored.error == ERROR_SUCCESS;
+    m_isStored = m_isGiven;
+    m_isSent = false;
     if (m_isGiven) {
         m_console.Message("password stored for the monitor to send");
     } else if (stored.error == ERROR_ACCESS_DENIED) {
@@ -96,6 +101,8 @@ void CPasswordSupply::Send(CSecret& password)
 {
     const CQueryResult result = m_printer.SendPasswords("Password", {password.Text()});
     m_isGiven = result.answered;
+    m_isSent = m_isGiven;
+    m_sentTick = GetTickCount();
     if (!m_isGiven) {
         m_console.Message("cannot send the password: " + QueryProblem(m_printer, result), Tone::Bad);
         return;

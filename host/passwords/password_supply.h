@@ -38,9 +38,12 @@ private:
     IPrinter& m_printer;
     CPasswordReader& m_reader;
     CConsole& m_console;
-    unsigned m_polls = 0;     ///< in a row that found one needed
-    unsigned m_entries = 0;   ///< passwords read
-    bool m_isGiven = false;   ///< the monitor was given one
+    unsigned m_polls = 0;    ///< in a row that found one needed
+    unsigned m_entries = 0;  ///< passwords read
+    bool m_isGiven = false;  ///< the monitor was given one
+    bool m_isStored = false; ///< it is in the printer's data
+    bool m_isSent = false;   ///< it was sent, at m_sentTick
+    DWORD m_sentTick = 0;
     bool m_isRefused = false; ///< too many were wrong
     bool m_isTold = false;    ///< that a password which is sent counts less than a stored one
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <new>
 
 #include "host/printer/status_words.h"
 #include "host/printing/card_counter.h"
@@ -76,6 +77,8 @@ public:
 private:
     void Run() noexcept;
     void Offer();
+    void AskAfterwards();
+    void DeleteDocument();
     CQueriedNumber QueryDevice(const std::string& name);
     std::optional<int> CardsPrinted(const CPublishedValues& values) const;
     void ThrowFailure() const;
@@ -97,6 +100,7 @@ private:
     std::exception_ptr m_error;
     bool m_ended = false;
     CQueriedNumber m_category = {};           ///< after the document
+    std::optional<int> m_cardCount;           ///< likewise, of a USB printer
     CCardCounter m_counter;                   ///< of a job for a USB printer
     std::unique_ptr<IRunningThread> m_thread; ///< last: the others outlive it
 };
@@ -111,18 +115,33 @@ void CPortJob::Run() noexcept
     } catch (...) {
         m_error = std::current_exception();
         if (m_document) {
-            m_document->DeleteJob(); // half a job must not end like a whole one
+            DeleteDocument(); // half a job must not end like a whole one
         }
     }
     if (m_document) {
         m_isFinishing = true;
         m_ended = m_document->End();
-        if (!m_session.DocumentFailure()) {
-            m_category = QueryDevice("PrinterError");
-        }
+        AskAfterwards();
     }
     SetEvent(m_started.Get());
     SetEvent(m_done.Get());
+}
+
+/// The kernel's USB driver never reports that a transfer failed after it was submitted: there the cards
+/// count.
+void CPortJob::AskAfterwards()
+{
+    if (m_session.DocumentFailure()) {
+        return;
+    }
+    try {
+        m_category = QueryDevice("PrinterError");
+        if (m_session.Kind() == PortKind::UsbPrinter) {
+            m_cardCount = QueryDevice("CardCount").value;
+        }
+    } catch (const std::bad_alloc&) {
+        m_error = std::current_exception();
+    }
 }
 
 void CPortJob::Offer()
@@ -141,7 +160,7 @@ void CPortJob::Offer()
         }
         // The monitor reports a failed device like a busy one, and would be offered the bytes for ever.
         if (m_session.Failure()) {
-            m_document->DeleteJob();
+            DeleteDocument();
             return;
         }
         pause.Rest(m_session.MovedBytes());
@@ -150,13 +169,18 @@ void CPortJob::Offer()
 
 void CPortJob::Delete()
 {
+    DeleteDocument();
+    m_isDeleted = true;
+}
+
+void CPortJob::DeleteDocument()
+{
     // A cancel command that waited for its turn at a network printer would cancel another client's job.
     if (m_session.Kind() == PortKind::NetworkPrinter && !m_session.HasReplied()) {
         m_session.AbandonDocument();
     }
     // The job first: the monitor checks its state as soon as the document ends.
     m_document->DeleteJob();
-    m_isDeleted = true;
 }
 
 CJobOutcome CPortJob::Outcome()
@@ -166,6 +190,7 @@ CJobOutcome CPortJob::Outcome()
     }
     ThrowFailure();
     CJobOutcome outcome{.values = m_session.PublishedValues()};
+    outcome.values.cardCount = m_cardCount ? m_cardCount : outcome.values.cardCount;
     outcome.cards = CardsPrinted(outcome.values);
     outcome.values.printerError = m_category.value;
     if (m_isDeleted) {
@@ -206,7 +231,6 @@ void CPortJob::ThrowFailure() const
                                                   " bytes have reached it; the job is deleted)");
 }
 
-/// The kernel's USB driver never reports that a transfer failed after it was submitted.
 std::string CPortJob::CardProblem(const std::optional<int>& cards) const
 {
     if (m_session.Kind() != PortKind::UsbPrinter || !cards || *cards == m_counter.Cards()) {

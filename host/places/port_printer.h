@@ -18,6 +18,7 @@ public:
 
     std::string Name() const override;
     std::string Place() const override;
+    bool IsShared() const override { return false; }
     bool HasDevice() const override { return m_session.HasDevice(); }
     CQueryResult Query(const std::string& requestText) override { return m_session.Query(requestText); }
     CQueryResult SendPasswords(const std::string& name,

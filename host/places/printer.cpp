@@ -12,7 +12,19 @@ std::string QueryOrThrow(IPrinter& printer, const std::string& requestText)
         throw CHostError(QueryStatus(result.error),
                          Printable(requestText) + ": " + QueryProblem(printer, result));
     }
+    if (result.isStored) {
+        throw CHostError(ExitStatus::Busy,
+                         Printable(requestText) +
+                             ": the spooler answered from its store, because the printer is busy or off; "
+                             "try again later");
+    }
     return result.text;
+}
+
+std::string QueryAfreshOrThrow(IPrinter& printer, const std::string& requestText)
+{
+    printer.RemoveValue(WideFromUtf8(requestText));
+    return QueryOrThrow(printer, requestText);
 }
 
 CQueriedNumber QueryNumber(IPrinter& printer, const std::string& requestText)
@@ -28,6 +40,9 @@ ExitStatus QueryStatus(DWORD error)
         return ExitStatus::Busy;
     case ERROR_ACCESS_DENIED:
         return ExitStatus::NoPermission;
+    case ERROR_INVALID_HANDLE:
+    case ERROR_MOD_NOT_FOUND:
+    case RPC_S_SERVER_UNAVAILABLE:
     case ERROR_DEVICE_NOT_AVAILABLE:
     case ERROR_NOT_SUPPORTED:
     case ERROR_INVALID_PRINTER_NAME:

@@ -53,7 +53,7 @@ struct CJobView {
 
 /// How a job ended.
 struct CJobOutcome {
-    CPublishedValues values; ///< "PrinterError" as the printer answers it now, where it can be asked
+    CPublishedValues values; ///< on a port of our own as the printer answers now, else as published
     std::optional<int> cards = {};
     ExitStatus status = ExitStatus::Done;
     std::string problem = {}; ///< one line for the user; empty if it was printed
@@ -85,6 +85,8 @@ public:
     virtual std::string Name() const = 0;
     /// Where it is, for messages: its port, or its name in quotes.
     virtual std::string Place() const = 0;
+    /// Whether other programs reach it, too: they may answer what its jobs wait for.
+    virtual bool IsShared() const { return true; }
     /// Whether there is a printer that can reply; a file captures the bytes and never replies.
     virtual bool HasDevice() const = 0;
 
@@ -118,8 +120,13 @@ public:
     virtual std::unique_ptr<IPrintJob> Print(CJobSource& source, uint32_t pieceBytes) = 0;
 };
 
-/// The answer to a query. Throws CHostError if there is none.
+/// The answer to a query. Throws CHostError if there is none, and Busy for one that came too fast to be the
+/// printer's.
 std::string QueryOrThrow(IPrinter& printer, const std::string& requestText);
+
+/// The same for an answer that must be the printer's own: what a spooler has stored under that name is
+/// removed first, where that is allowed, so that it cannot answer with it.
+std::string QueryAfreshOrThrow(IPrinter& printer, const std::string& requestText);
 
 CQueriedNumber QueryNumber(IPrinter& printer, const std::string& requestText);
 

@@ -19,6 +19,7 @@ namespace {
 constexpr size_t kFirstAnswerBytes = size_t{64} * 1024;
 constexpr DWORD kMostAnswerBytes = 16 * 1024 * 1024; // a count above it is not believed
 constexpr DWORD kLookMs = 200;
+constexpr DWORD kLeastQueryMs = 250; // the monitor waits this long before it reads a reply
 
 struct CBitWords {
     DWORD bit;
@@ -109,7 +110,12 @@ public:
         ThrowIf(m_queue->StartDocument(WideFromUtf8(DisplayPath(source.Path().filename())), &jobId),
                 printer.Name());
         m_jobId = jobId;
-        m_thread = environment.startThread([this] { Run(); });
+        try {
+            m_thread = environment.startThread([this] { Run(); });
+        } catch (...) {
+            Abandon();
+            throw;
+        }
     }
     ~CQueueJobRun() override
     {
@@ -127,13 +133,14 @@ public:
     CJobView View() override;
     void Delete() override
     {
+        m_queue->DeleteJob(m_jobId); // first: the thread ends a document that is deleted
         m_isDeleted = true;
-        m_queue->DeleteJob(m_jobId);
     }
     CJobOutcome Outcome() override;
 
 private:
     void Run() noexcept;
+    void Abandon();
     void Spool();
     void Follow();
     bool Look();
@@ -149,6 +156,7 @@ private:
     CHandle m_done;                       ///< manual-reset event: the job has left the queue
     DWORD m_jobId = 0;
     std::atomic<uint64_t> m_takenBytes = 0;
+    std::atomic<DWORD> m_lookTick = GetTickCount();
     std::atomic<bool> m_isSpooled = false;
     std::atomic<bool> m_isDeleted = false;
     std::atomic<bool> m_isAlone = true;       ///< no other job was seen to print
@@ -164,10 +172,18 @@ void CQueueJobRun::Run() noexcept
         Follow();
     } catch (...) {
         m_error = std::current_exception();
-        m_queue->DeleteJob(m_jobId); // half a job must not be printed
-        m_queue->EndDocument();
+        if (!m_isSpooled) {
+            Abandon();
+        }
     }
     SetEvent(m_done.Get());
+}
+
+/// Half a job must not be printed.
+void CQueueJobRun::Abandon()
+{
+    m_queue->DeleteJob(m_jobId);
+    m_queue->EndDocument();
 }
 
 void CQueueJobRun::Spool()
@@ -201,9 +217,13 @@ bool CQueueJobRun::Look()
 {
     constexpr DWORD kStages = JOB_STATUS_PRINTING | JOB_STATUS_PRINTED | JOB_STATUS_COMPLETE |
                               JOB_STATUS_DELETING | JOB_STATUS_DELETED | JOB_STATUS_ERROR;
+    m_lookTick = GetTickCount();
     std::vector<CQueueJob> jobs;
     ThrowIf(m_queue->Jobs(&jobs), m_printer.Name());
     CPrinterState state = m_printer.ReadState();
+    if (state.printingJob != m_jobId && state.values.printerError == kPasswordCategory) {
+        state.values.printerError.reset(); // another job's, or left over
+    }
     bool isThere = false;
     for (const CQueueJob& job : jobs) {
         if (job.id != m_jobId) {
@@ -224,6 +244,9 @@ bool CQueueJobRun::Look()
 
 CJobView CQueueJobRun::View()
 {
+    if (!m_isSpooled && GetTickCount() - m_lookTick >= kLookMs) {
+        Look(); // the thread is writing, and may have to wait there
+    }
     const CSectionHold hold(m_lock);
     return {m_takenBytes, m_source.TotalBytes(), m_isSpooled, CardsPrinted(m_state.values), m_state};
 }
@@ -266,6 +289,7 @@ std::optional<int> CQueueJobRun::CardsPrinted(const CPublishedValues& values) co
 /// Asks once, and for a name that reads again if the answer is longer than the buffer.
 CQueryResult Ask(ISpoolerQueue& queue, const std::wstring& requestText, bool maySilent)
 {
+    const DWORD start = GetTickCount();
     std::string answer(kFirstAnswerBytes, '\0');
     DWORD needed = 0;
     DWORD error = queue.GetData(requestText, answer, &needed);
@@ -277,7 +301,8 @@ CQueryResult Ask(ISpoolerQueue& queue, const std::wstring& requestText, bool may
         return {false, {}, error};
     }
     answer.resize(std::min<size_t>(needed, answer.size()));
-    return {true, answer.substr(0, answer.find('\0')), ERROR_SUCCESS};
+    const bool isStored = !maySilent && GetTickCount() - start < kLeastQueryMs;
+    return {true, answer.substr(0, answer.find('\0')), ERROR_SUCCESS, {}, isStored};
 }
 
 } // namespace
@@ -336,6 +361,7 @@ std::string CQueuePrinter::QueryErrorText(DWORD error) const
     case ERROR_MORE_DATA:
         return "the answer is too long (system error 234)";
     case ERROR_ACCESS_DENIED:
+        return "access denied: the right to print is missing (system error 5)";
     case ERROR_INVALID_HANDLE:
     case RPC_S_SERVER_UNAVAILABLE:
         return SpoolerErrorWords(error);

@@ -34,6 +34,15 @@ std::string StateWords(const CQueueEntry& entry)
     return (entry.status & PRINTER_STATUS_PRINTING) != 0 ? "printing" : "ready";
 }
 
+/// Leaves them out of a printer that has just been removed.
+void ReadErrors(ISpoolerQueue& queue, CListedPrinter* printer)
+try {
+    const CPublishedValues values = PublishedTo(queue, printer->name);
+    printer->printerError = values.printerError;
+    printer->deviceError = values.deviceError;
+} catch (const CHostError&) {
+}
+
 } // namespace
 
 std::vector<CListedPrinter> CSpoolerPrinters::List()
@@ -46,9 +55,7 @@ std::vector<CListedPrinter> CSpoolerPrinters::List()
         CListedPrinter printer{Utf8FromWide(entry.name), Utf8FromWide(entry.port), StateWords(entry), {}, {}};
         std::unique_ptr<ISpoolerQueue> queue;
         if (m_spooler.Open(entry.name, PRINTER_ACCESS_USE, &queue) == ERROR_SUCCESS) {
-            const CPublishedValues values = PublishedTo(*queue, printer.name);
-            printer.printerError = values.printerError;
-            printer.deviceError = values.deviceError;
+            ReadErrors(*queue, &printer);
         }
         printers.push_back(std::move(printer));
     }

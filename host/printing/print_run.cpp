@@ -42,7 +42,7 @@ ExitStatus CPrintRun::Run(CJobSource& source)
     Follow(*job);
     m_console.ClearProgress();
     const CJobOutcome outcome = job->Outcome();
-    ReportEnd(job->View(), outcome.cards);
+    ReportEnd(job->View(), outcome);
     ReportValues(outcome.values);
     return Conclude(outcome);
 }
@@ -90,7 +90,15 @@ void CPrintRun::SupplyPassword(IPrintJob& job, CStallDetector& detector, const C
         const bool isWanted = Poll(job, detector).state.values.printerError == kPasswordCategory;
         return !isWanted || m_stop != Stop::No || job.WaitForEnd(0);
     };
-    if (m_stop == Stop::No && !supply.Poll(view.state.values, isNoLongerWanted)) {
+    if (m_stop != Stop::No || m_hasNoInput || supply.Poll(view.state.values, isNoLongerWanted)) {
+        return;
+    }
+    m_hasNoInput = true;
+    if (m_printer.IsShared()) {
+        m_console.Message(
+            "no more passwords on standard input: the job waits until another program gives one",
+            Tone::Warning);
+    } else {
         DeleteJob(job, Stop::NoPassword, "no more passwords on standard input: deleting the job");
     }
 }
@@ -106,11 +114,11 @@ void CPrintRun::DeleteJob(IPrintJob& job, Stop reason, const char* message)
     job.Delete();
 }
 
-void CPrintRun::ReportEnd(const CJobView& view, const std::optional<int>& cards)
+void CPrintRun::ReportEnd(const CJobView& view, const CJobOutcome& outcome)
 {
-    const bool isWhole = m_stop == Stop::No && view.takenBytes == view.totalBytes;
+    const bool isWhole = m_stop == Stop::No && outcome.problem.empty() && view.takenBytes == view.totalBytes;
     std::string line = isWhole ? "printed: " : "not completed: ";
-    line += cards ? CardCountText(*cards) + (isWhole ? ", " : " printed, ") : "";
+    line += outcome.cards ? CardCountText(*outcome.cards) + (isWhole ? ", " : " printed, ") : "";
     line += ByteCount(view.takenBytes) + (isWhole ? "" : " of " + ByteCount(view.totalBytes) + " accepted");
     line += ", " + Seconds(GetTickCount() - m_startTick) + " s";
     m_console.Message(line, isWhole ? Tone::Good : Tone::Warning);

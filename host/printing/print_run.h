@@ -43,7 +43,7 @@ private:
     void SupplyPassword(IPrintJob& job, CStallDetector& detector, const CJobView& view,
                         CPasswordSupply& supply);
     void DeleteJob(IPrintJob& job, Stop reason, const char* message);
-    void ReportEnd(const CJobView& view, const std::optional<int>& cards);
+    void ReportEnd(const CJobView& view, const CJobOutcome& outcome);
     void ReportValues(const CPublishedValues& values);
     ExitStatus Conclude(const CJobOutcome& outcome) const;
 
@@ -54,6 +54,7 @@ private:
 
     DWORD m_startTick = 0; ///< of the job
     Stop m_stop = Stop::No;
+    bool m_hasNoInput = false; ///< standard input has no more passwords
 };
 
 } // namespace zrtmon::host

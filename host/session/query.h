@@ -18,6 +18,8 @@ struct CQueryResult {
     std::string text;         ///< as the monitor returned it
     DWORD error;              ///< the last error if not answered; 0 then means that there was no text
     std::string problem = {}; ///< why not, in words, if the printer's place knows more than the error
+    /// The spooler answered from its store: the monitor refused, and the printer was not asked.
+    bool isStored = false;
 };
 
 /// An answer that is a number.

@@ -97,6 +97,9 @@ CQueryResult QueryWide(const MONITOR2& table, HANDLE port, std::wstring& request
             const auto text = reinterpret_cast<const char*>(buffer.data());
             return {true, std::string(text, returned > 0 ? returned - 1 : 0), ERROR_SUCCESS};
         }
+        if (maySilent) { // an action is never sent twice
+            return {false, {}, ERROR_MORE_DATA};
+        }
         buffer.resize(returned / sizeof(wchar_t) + 1);
     }
 }

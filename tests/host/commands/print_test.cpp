@@ -120,8 +120,8 @@ TEST(PrintStops, ByDeletingTheJobBeforeTheDocumentEnds)
         const char* messages;
     } cases[] = {
         {"", 3000, false, 130, 3000,
-         "no data accepted for 2 seconds...interrupted: deleting the job...not completed"},
-        {" --give-up 5", 9000, false, 1, 5000, "waiting: no data accepted for 2 seconds...held longer than"},
+         "the printer takes no data...interrupted: deleting the job...not completed"},
+        {" --give-up 5", 9000, false, 1, 5000, "waiting: the printer takes no data...held longer than"},
         {" --give-up 5", 9000, true, 1, 5000, "error (printer error 24, category 43)\n...held longer than"},
     };
     for (const auto& row : cases) {
@@ -247,7 +247,7 @@ TEST(PrintOnATerminal, RewritesOneLineAndKeepsItsWidth)
 TEST(StallDetector, SaysWhyAndSinceWhen)
 {
     constexpr DWORD kStart = 0xFFFFFA00; // the tick count wraps on the way
-    constexpr char kPause[] = "no data accepted";
+    constexpr char kPause[] = "takes no data";
     const struct {
         DWORD tick;
         DWORD taken;
