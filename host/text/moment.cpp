@@ -18,7 +18,7 @@ struct CSpanUnit {
     int64_t seconds;
 };
 
-constexpr CSpanUnit kSpanUnits[] = {{'m', 60}, {'h', 60 * 60}, {'d', 24 * 60 * 60}};
+constexpr CSpanUnit kSpanUnits[] = {{'m', 60}, {'h', 3600}, {'d', 86400}};
 
 /// std::nullopt for a day that its month does not have, which mktime would take for one of the next.
 std::optional<int64_t> MomentOf(std::tm fields)
