@@ -72,8 +72,7 @@ int Run(const COptions& options)
 {
     AllowManyDescriptors();
     const host::CHostEnvironment environment = Environment();
-    CMainLoop loop;
-    std::unique_ptr<CService> service;
+    CService* service = nullptr;
     bool isBusLost = false;
     const auto stop = [&] {
         NotifyStopping();
@@ -89,9 +88,11 @@ int Run(const COptions& options)
         isBusLost = true;
         stop();
     });
+    CMainLoop loop; // after the bus: it may still hold answers when it ends
     const CServiceOptions serviceOptions{host::PathFromUtf8(options.configurationFolder),
                                          host::PathFromUtf8(options.stateFolder), options.library};
-    service = std::make_unique<CService>(serviceOptions, loop, environment, bus);
+    CService keptService(serviceOptions, loop, environment, bus);
+    service = &keptService;
     service->Load();
     bus.Serve(*service);
     NotifyReady();

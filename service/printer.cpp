@@ -72,7 +72,14 @@ CPrinter::CPrinter(const CPrinterConfiguration& configuration, const CPrinterCon
     Open();
 }
 
-CPrinter::~CPrinter() { Close(); }
+/// The workers end before the session that they use: they are the last members.
+CPrinter::~CPrinter()
+{
+    SaveValues();
+    if (m_current) {
+        m_current->control->Cancel("the service has failed");
+    }
+}
 
 // ---------------------------------------------------------------------------------------------
 // The port

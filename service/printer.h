@@ -75,7 +75,7 @@ public:
     /// Opens the port; one that does not open is reported, and tried again with the next request.
     CPrinter(const CPrinterConfiguration& configuration, const CPrinterContext& context,
              IPrinterEvents& events);
-    /// Only when it is idle.
+    /// What still runs is cancelled and waited for.
     ~CPrinter();
     CPrinter(const CPrinter&) = delete;
     CPrinter& operator=(const CPrinter&) = delete;
@@ -166,7 +166,7 @@ private:
     DWORD m_progressTick = 0;     ///< when the journal was last told
     int m_progressCards = 0;
 
-    CWorker m_jobWorker;
+    CWorker m_jobWorker; ///< these two last: they use the others
     CWorker m_queryWorker;
 };
 

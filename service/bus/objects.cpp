@@ -1,11 +1,13 @@
 #include "service/bus/objects.h"
 
+#include <functional>
 #include <set>
 #include <utility>
 
 #include "host/text/text.h"
 #include "platform/wipe.h"
 #include "service/bus/object_path.h"
+#include "service/messages.h"
 
 namespace zrtmon::service {
 namespace {
@@ -27,21 +29,49 @@ auto Serve(Call call) -> decltype(call())
     }
 }
 
-/// A result that several copies of one closure share.
+/// What a call gives, possibly later; copies of one closure share it. A bus that is lost by then has nobody
+/// to tell.
 template <class... Values>
-std::shared_ptr<sdbus::Result<Values...>> Shared(sdbus::Result<Values...>&& result)
+class CAnswer {
+public:
+    explicit CAnswer(sdbus::Result<Values...>&& result) : m_result(std::move(result)) {}
+
+    void Give(const Values&... values) const
+    {
+        Send([&] { m_result.returnResults(values...); });
+    }
+    void Refuse(const sdbus::Error& error) const
+    {
+        Send([&] { m_result.returnError(error); });
+    }
+
+private:
+    static void Send(const std::function<void()>& send)
+    {
+        try {
+            send();
+        } catch (const sdbus::Error& error) {
+            Report(Severity::Warning, {}, "an answer was not sent: " + error.getMessage());
+        }
+    }
+
+    sdbus::Result<Values...> m_result;
+};
+
+template <class... Values>
+std::shared_ptr<const CAnswer<Values...>> Shared(sdbus::Result<Values...>&& result)
 {
-    return std::make_shared<sdbus::Result<Values...>>(std::move(result));
+    return std::make_shared<const CAnswer<Values...>>(std::move(result));
 }
 
-/// Calls the service, whose answer comes later; what it refuses at once becomes the result's error.
-template <class Result, class Call>
-void ServeLater(const std::shared_ptr<Result>& result, Call call)
+/// Calls the service, whose answer comes later; what it refuses at once is the answer.
+template <class Answer, class Call>
+void ServeLater(const std::shared_ptr<Answer>& answer, Call call)
 {
     try {
         Serve(call);
     } catch (const sdbus::Error& error) {
-        result->returnError(error);
+        answer->Refuse(error);
     }
 }
 
@@ -157,12 +187,12 @@ std::vector<sdbus::Struct<std::string, sdbus::ObjectPath>> CManagerObject::GetPr
 void CManagerObject::GetJobs(sdbus::Result<std::vector<std::map<std::string, sdbus::Variant>>>&& result,
                              int64_t since)
 {
-    const auto shared = Shared(std::move(result));
-    ServeLater(shared, [&] {
+    const auto answer = Shared(std::move(result));
+    ServeLater(answer, [&] {
         m_service.ListJobs(m_callers.Current(getObject()), since,
-                           [shared](const std::vector<CJobEntry>& entries, const auto& error) {
+                           [answer](const std::vector<CJobEntry>& entries, const auto& error) {
                                if (error) {
-                                   shared->returnError(BusError(*error));
+                                   answer->Refuse(BusError(*error));
                                    return;
                                }
                                std::vector<std::map<std::string, sdbus::Variant>> jobs;
@@ -170,7 +200,7 @@ void CManagerObject::GetJobs(sdbus::Result<std::vector<std::map<std::string, sdb
                                for (const CJobEntry& entry : entries) {
                                    jobs.push_back(EntryOf(entry));
                                }
-                               shared->returnResults(jobs);
+                               answer->Give(jobs);
                            });
     });
 }
@@ -227,14 +257,14 @@ void CPrinterObject::Perform(sdbus::Result<std::string>&& result, std::string na
 
 void CPrinterObject::Request(RequestKind kind, sdbus::Result<std::string>&& result, std::string text)
 {
-    const auto shared = Shared(std::move(result));
-    ServeLater(shared, [&] {
+    const auto answer = Shared(std::move(result));
+    ServeLater(answer, [&] {
         m_service.Request(m_callers.Current(getObject()), m_printer.Name(), kind, std::move(text),
-                          [shared](const CReply& reply) {
+                          [answer](const CReply& reply) {
                               if (reply.error) {
-                                  shared->returnError(BusError(*reply.error));
+                                  answer->Refuse(BusError(*reply.error));
                               } else {
-                                  shared->returnResults(host::PrintableUtf8(reply.text));
+                                  answer->Give(host::PrintableUtf8(reply.text));
                               }
                           });
     });
@@ -243,15 +273,15 @@ void CPrinterObject::Request(RequestKind kind, sdbus::Result<std::string>&& resu
 void CPrinterObject::Print(sdbus::Result<sdbus::ObjectPath>&& result, sdbus::UnixFd data, std::string title,
                            std::map<std::string, sdbus::Variant> options)
 {
-    const auto shared = Shared(std::move(result));
-    ServeLater(shared, [&] {
+    const auto answer = Shared(std::move(result));
+    ServeLater(answer, [&] {
         m_service.Print(
             m_callers.Current(getObject()), PrintRequest(m_printer.Name(), std::move(title), options),
-            CDescriptor(data.release()), [shared](uint64_t id, const std::optional<CServiceError>& error) {
+            CDescriptor(data.release()), [answer](uint64_t id, const std::optional<CServiceError>& error) {
                 if (error) {
-                    shared->returnError(BusError(*error));
+                    answer->Refuse(BusError(*error));
                 } else {
-                    shared->returnResults(sdbus::ObjectPath(JobPath(id)));
+                    answer->Give(sdbus::ObjectPath(JobPath(id)));
                 }
             });
     });
@@ -269,26 +299,24 @@ std::tuple<uint32_t, std::vector<uint8_t>> CPrinterObject::ReadStored(const std:
 void CPrinterObject::WriteStored(sdbus::Result<>&& result, std::string valueName, uint32_t type,
                                  std::vector<uint8_t> bytes)
 {
-    const auto shared = Shared(std::move(result));
-    ServeLater(shared, [&] {
+    const auto answer = Shared(std::move(result));
+    ServeLater(answer, [&] {
         CStoredValue value{std::move(valueName), false, type, std::string(bytes.begin(), bytes.end())};
         Wipe(bytes);
         m_service.ChangeStored(m_callers.Current(getObject()), m_printer.Name(), std::move(value),
-                               [shared](const CReply& reply) {
-                                   reply.error ? shared->returnError(BusError(*reply.error))
-                                               : shared->returnResults();
+                               [answer](const CReply& reply) {
+                                   reply.error ? answer->Refuse(BusError(*reply.error)) : answer->Give();
                                });
     });
 }
 
 void CPrinterObject::RemoveStored(sdbus::Result<>&& result, std::string valueName)
 {
-    const auto shared = Shared(std::move(result));
-    ServeLater(shared, [&] {
+    const auto answer = Shared(std::move(result));
+    ServeLater(answer, [&] {
         m_service.ChangeStored(m_callers.Current(getObject()), m_printer.Name(),
-                               {std::move(valueName), true, 0, {}}, [shared](const CReply& reply) {
-                                   reply.error ? shared->returnError(BusError(*reply.error))
-                                               : shared->returnResults();
+                               {std::move(valueName), true, 0, {}}, [answer](const CReply& reply) {
+                                   reply.error ? answer->Refuse(BusError(*reply.error)) : answer->Give();
                                });
     });
 }
@@ -326,21 +354,21 @@ void CJobObject::Cancel()
 
 void CJobObject::Acknowledge(sdbus::Result<>&& result)
 {
-    const auto shared = Shared(std::move(result));
-    ServeLater(shared, [&] {
-        m_service.AcknowledgeJob(m_callers.Current(getObject()), m_job.id, [shared](const CReply& reply) {
-            reply.error ? shared->returnError(BusError(*reply.error)) : shared->returnResults();
+    const auto answer = Shared(std::move(result));
+    ServeLater(answer, [&] {
+        m_service.AcknowledgeJob(m_callers.Current(getObject()), m_job.id, [answer](const CReply& reply) {
+            reply.error ? answer->Refuse(BusError(*reply.error)) : answer->Give();
         });
     });
 }
 
 void CJobObject::SupplyPassword(sdbus::Result<>&& result, std::vector<uint8_t> password)
 {
-    const auto shared = Shared(std::move(result));
-    ServeLater(shared, [&] {
+    const auto answer = Shared(std::move(result));
+    ServeLater(answer, [&] {
         const std::string_view text(reinterpret_cast<const char*>(password.data()), password.size());
         m_service.SupplyPassword(m_callers.Current(getObject()), m_job.id, text);
-        shared->returnResults();
+        answer->Give();
     });
     Wipe(password);
 }

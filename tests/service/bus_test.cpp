@@ -305,8 +305,15 @@ TEST(Service, ALostBusEndsIt)
 {
     CServiceProcess service({{"Fast", kFast}});
     service.Start();
+    CClient& client = service.Client();
+    client.Print("Fast", service.JobFile(2));
+    for (int i = 0; i < 6; ++i) { // one runs, and the others wait
+        client.SendQuery("Fast", "CardCount");
+    }
+    EXPECT_NE("", client.PrinterState("Fast")); // the service has read them
     service.Bus().Process().Signal(SIGKILL);
     EXPECT_EQ(69, service.Process().Status()) << service.Log();
+    EXPECT_NE(std::string::npos, service.Log().find("completed: 2 cards")) << service.Log();
 }
 
 TEST(Service, AReloadLeavesUnchangedPrintersAloneAndWaitsForJobs)
