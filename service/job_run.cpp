@@ -17,6 +17,25 @@ constexpr int kRetryMs = 5000;
 // Queries of other clients come first when they are first; each holds the printer for some seconds at most.
 constexpr unsigned kMostBusyTries = 12;
 
+/// Between offers that the monitor does not take: not at all while bytes move, then a millisecond, as between
+/// two cards, and longer while nothing moves, as when a person has to come.
+class COfferPause {
+public:
+    void Rest(uint64_t movedBytes)
+    {
+        m_idleRounds = movedBytes == m_movedBytes ? m_idleRounds + 1 : 0;
+        m_movedBytes = movedBytes;
+        Sleep(m_idleRounds == 0 ? 0 : std::min(1 + m_idleRounds / kRoundsPerMs, kLongestRestMs));
+    }
+
+private:
+    static constexpr DWORD kRoundsPerMs = 100;
+    static constexpr DWORD kLongestRestMs = 20;
+
+    uint64_t m_movedBytes = 0;
+    DWORD m_idleRounds = 0;
+};
+
 /// Ends a document in the middle as a user would who deletes the job: half a job must not end like a whole
 /// one.
 class CDocumentEnd {
@@ -73,8 +92,7 @@ CJobResult CJobRun::Run(uint64_t id, const std::string& title)
         result = Print(id, title);
     } catch (const std::exception& error) {
         // What the device itself reports says more than what the monitor makes of it.
-        const std::optional<sim::PortFailure> failure = m_session.Failure();
-        result.reason = failure ? failure->text : error.what();
+        result.reason = DeviceProblem().value_or(error.what());
     }
     if (result.cards < 0 && m_control.hasStarted) {
         result.cards = CountCards();
@@ -105,18 +123,6 @@ CJobResult CJobRun::Print(uint64_t id, const std::string& title)
         return {JobOutcome::Cancelled, m_control.CancelReason()};
     }
     return Conclude();
-}
-
-/// From here on the job counts as one that may have been printed.
-void CJobRun::NoteStart(uint64_t id)
-{
-    try {
-        m_storage.Run([&] { m_storage.Journal().Start(id, std::time(nullptr), m_control.baseCount); });
-    } catch (const CDatabaseError& error) {
-        throw CDatabaseError(std::string("nothing was sent, since the journal cannot be written: ") +
-                             error.what());
-    }
-    m_control.hasStarted = true;
 }
 
 /// The printer stays free for others while a client has nothing to print yet. False if the job was cancelled.
@@ -161,6 +167,23 @@ void CJobRun::NoteBaseCount()
     }
 }
 
+/// Returns when the journal says that the first byte is about to leave, or when the job was cancelled. From
+/// then on it counts as one that may have been printed.
+void CJobRun::NoteStart(uint64_t id)
+{
+    while (!m_control.IsCancelled()) {
+        try {
+            m_storage.Run([&] { m_storage.Journal().Start(id, std::time(nullptr), m_control.baseCount); });
+            m_control.SetWaitReason({});
+            m_control.hasStarted = true;
+            return;
+        } catch (const CDatabaseError& error) {
+            m_control.SetWaitReason(std::string("the journal cannot be written: ") + error.what());
+        }
+        PauseBeforeRetry();
+    }
+}
+
 void CJobRun::PauseBeforeRetry() const
 {
     pollfd wait{m_control.StopDescriptor(), POLLIN, 0};
@@ -170,8 +193,8 @@ void CJobRun::PauseBeforeRetry() const
 /// All data, or up to the cancel. Throws if the device or the data fails.
 void CJobRun::Offer(host::CDocument& document)
 {
+    COfferPause pause;
     while (!m_piece.empty() && !m_control.IsCancelled()) {
-        const uint64_t movedBefore = m_session.MovedBytes();
         const DWORD written = document.Write(m_piece);
         m_cards.Add({m_piece.data(), written});
         m_piece = m_piece.subspan(written);
@@ -181,16 +204,30 @@ void CJobRun::Offer(host::CDocument& document)
         } else if (written == 0) {
             // The monitor reports a failed device like a busy one, and would be offered the bytes for ever.
             m_session.ThrowFailure();
-            Sleep(m_session.MovedBytes() == movedBefore ? 1 : 0);
+            pause.Rest(m_session.MovedBytes());
         }
     }
+}
+
+/// What failed at the device in the job's document, which has ended. Queries beside it may have failed or
+/// succeeded since then.
+std::optional<std::string> CJobRun::DeviceProblem()
+{
+    if (!m_control.hasStarted) {
+        return std::nullopt; // the last document was another job's
+    }
+    const std::optional<sim::PortFailure> failure = m_session.DocumentFailure();
+    return failure ? std::optional(failure->text) : std::nullopt;
 }
 
 /// The document has ended; what the printer says decides.
 CJobResult CJobRun::Conclude()
 {
-    m_session.ThrowFailure();
     const int cards = CountCards();
+    const bool isAllOut = cards > 0 && cards == m_cards.Cards();
+    if (const std::optional<std::string> problem = DeviceProblem(); problem && !isAllOut) {
+        return {JobOutcome::Failed, *problem, cards};
+    }
     if (const std::optional<std::string> problem = PrinterProblem(cards)) {
         return {JobOutcome::Failed, *problem, cards};
     }

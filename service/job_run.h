@@ -39,6 +39,7 @@ private:
     void NoteStart(uint64_t id);
     void PauseBeforeRetry() const;
     void Offer(host::CDocument& document);
+    std::optional<std::string> DeviceProblem();
     CJobResult Conclude();
     int CountCards();
     std::optional<std::string> PrinterProblem(int cards);

@@ -11,6 +11,7 @@
 #include "host/text/text.h"
 #include "platform/spooler_admin.h"
 #include "platform/wipe.h"
+#include "service/job_end.h"
 #include "service/messages.h"
 
 namespace zrtmon::service {
@@ -19,7 +20,7 @@ namespace {
 constexpr size_t kMostQueries = 200; // that wait at one printer
 constexpr size_t kMostJobs = 1000;
 constexpr DWORD kProgressMs = 1000;
-constexpr DWORD kRecoveryRetryMs = 5000;
+constexpr DWORD kRetryMs = 5000;
 // The monitor removes a password that it has presented, and publishes right afterwards that none is needed.
 // In between the printer seems to need another.
 constexpr unsigned kSettledTicks = 3;
@@ -84,22 +85,24 @@ CPrinter::~CPrinter()
 // ---------------------------------------------------------------------------------------------
 // The port
 
+/// All or nothing: a printer without its values would print without its policy.
 void CPrinter::Open()
 {
     try {
-        m_session = std::make_unique<host::CSpoolerSession>(
+        auto session = std::make_unique<host::CSpoolerSession>(
             host::CSessionOptions{m_configuration.port, Name(), {}, {}}, m_context.environment,
             m_context.library);
-        LoadValues();
+        LoadValues(*session);
+        m_isRecovering =
+            m_context.storage.Run([this] { return m_context.storage.Journal().IsCancelDue(Name()); });
+        m_session = std::move(session);
         m_openProblem.clear();
         Report(Severity::Info, {Name()}, "port " + host::PrintableInput(m_configuration.port) + " is open");
     } catch (const std::exception& error) {
         m_openProblem = error.what();
         Report(Severity::Error, {Name()}, m_openProblem);
     }
-    if (m_session &&
-        m_context.storage.Run([this] { return m_context.storage.Journal().IsCancelDue(Name()); })) {
-        m_isRecovering = true;
+    if (m_isRecovering) {
         Recover();
     }
     Update();
@@ -111,9 +114,9 @@ void CPrinter::Close()
     m_session.reset();
 }
 
-void CPrinter::LoadValues()
+void CPrinter::LoadValues(host::CSpoolerSession& session)
 {
-    const std::wstring& printer = m_session->PrinterName();
+    const std::wstring& printer = session.PrinterName();
     for (const CStoredValue& value :
          m_context.storage.Run([this] { return m_context.storage.Values().Load(Name()); })) {
         spooler::StoreValue(printer, host::WideFromUtf8(value.name), value.type, value.bytes);
@@ -139,6 +142,7 @@ void CPrinter::SaveValues()
 /// may be in the middle of a packet.
 void CPrinter::Recover()
 {
+    m_isCancelling = true;
     m_jobWorker.Post([this] {
         std::optional<std::string> problem;
         int cardCount = -1;
@@ -153,17 +157,13 @@ void CPrinter::Recover()
 
 void CPrinter::FinishRecovery(std::optional<std::string> problem, int cardCount)
 {
+    m_isCancelling = false;
     if (problem) {
         m_openProblem = "an interrupted job has to be cancelled at the printer first: " + *problem;
         Report(Severity::Warning, {Name()}, m_openProblem);
         RefuseQueries(CServiceError(ErrorName::NoDevice, m_openProblem));
         Update();
-        if (m_stopReason.empty()) {
-            m_context.loop.After(kRecoveryRetryMs, [this] { Recover(); });
-        } else {
-            m_isRecovering = false; // still due at the next start
-            Continue();
-        }
+        Continue();
         return;
     }
     m_context.storage.Post([&storage = m_context.storage, name = Name(), cardCount] {
@@ -192,13 +192,42 @@ void CPrinter::Configure(const CPrinterConfiguration& configuration)
 bool CPrinter::IsIdle() const
 {
     return !m_current && m_waiting.empty() && m_queries.empty() && !m_isQueryRunning && !m_isRecovering &&
-           m_writes == 0;
+           m_writes == 0 && m_endings == 0;
+}
+
+void CPrinter::PlanRetry()
+{
+    if (m_isRetryPlanned) {
+        return;
+    }
+    m_isRetryPlanned = true;
+    m_context.loop.After(kRetryMs, [this, life = std::weak_ptr<void>(m_life)] {
+        if (!life.expired()) {
+            m_isRetryPlanned = false;
+            Retry();
+        }
+    });
+}
+
+void CPrinter::Retry()
+{
+    if (m_isRecovering && !m_isCancelling) {
+        Recover();
+    } else {
+        Continue();
+    }
 }
 
 /// Starts what can be started now.
 void CPrinter::Continue()
 {
+    if (m_isRecovering && !m_isCancelling && (m_nextConfiguration || !m_stopReason.empty())) {
+        m_isRecovering = false; // still due when the port is open again, and at the next start
+    }
     if (m_isRecovering) {
+        if (!m_isCancelling) {
+            PlanRetry();
+        }
         return;
     }
     if (m_nextConfiguration && !m_current && !m_isQueryRunning) {
@@ -214,6 +243,9 @@ void CPrinter::Continue()
         StartQuery();
         StartJob();
     }
+    if (!m_session && !m_waiting.empty()) {
+        PlanRetry();
+    }
     if (IsIdle()) {
         m_events.OnPrinterIdle(*this);
     }
@@ -224,7 +256,7 @@ void CPrinter::Stop(const std::string& reason)
     m_stopReason = reason;
     RefuseQueries(CServiceError(ErrorName::Stopping, reason));
     for (const std::shared_ptr<CJob>& job : std::exchange(m_waiting, {})) {
-        EndJob(*job, JobOutcome::Interrupted, reason + " before its first byte", 0);
+        EndJob(job, JobOutcome::Interrupted, reason + " before its first byte", 0);
     }
     if (m_current && !m_current->control->hasStarted) {
         CancelRunning();
@@ -320,8 +352,9 @@ void CPrinter::CheckAcceptsJob() const
 void CPrinter::Enqueue(std::shared_ptr<CJob> job)
 {
     m_waiting.push_back(std::move(job));
-    Continue();
-    if (!m_stopReason.empty()) { // while the journal took it
+    if (m_stopReason.empty()) {
+        Continue();
+    } else { // while the journal took it
         Stop(m_stopReason);
     }
 }
@@ -352,32 +385,35 @@ void CPrinter::FinishJob(const CJobResult& result)
     m_session->RemoveValue(kPasswordValue); // one that was supplied too late belongs to nobody
     SaveValues();
     const bool isInterrupted = result.outcome == JobOutcome::Cancelled && result.reason == m_stopReason;
-    EndJob(*job, isInterrupted ? JobOutcome::Interrupted : result.outcome, result.reason, result.cards);
+    EndJob(job, isInterrupted ? JobOutcome::Interrupted : result.outcome, result.reason, result.cards);
     Update();
     Continue();
 }
 
-/// cards -1: as counted so far.
-void CPrinter::EndJob(CJob& job, JobOutcome outcome, const std::string& reason, int cards)
+/// cards -1: as counted so far. Clients are told when it is in the journal.
+void CPrinter::EndJob(const std::shared_ptr<CJob>& job, JobOutcome outcome, const std::string& reason,
+                      int cards)
 {
-    job.status.state = StateOf(outcome);
-    job.status.reason = reason;
-    job.status.category = host::kNoErrorCategory;
-    job.status.wantsPassword = false;
-    job.status.bytes = job.control->bytes;
-    job.status.cards = cards < 0 ? job.status.cards : cards;
-    m_context.metrics.CountJob(Name(), outcome, job.status.cards);
-    const std::string amount = AmountText(job.status.bytes, job.status.cards);
-    Report(outcome == JobOutcome::Completed ? Severity::Info : Severity::Warning, {Name(), job.id},
-           std::string(OutcomeText(outcome)) + ": " + amount + (reason.empty() ? "" : "; " + reason));
-    m_context.storage.Post([&storage = m_context.storage, id = job.id, status = job.status, outcome, reason] {
-        storage.Journal().Progress(id, status.bytes, status.cards);
-        storage.Journal().End(id, outcome, reason, std::time(nullptr));
-    });
-    job.data.reset();
-    job.control.reset();
-    m_events.OnJobChanged(job);
-    m_events.OnJobEnded(job);
+    CJobStatus end;
+    end.state = StateOf(outcome);
+    end.reason = reason;
+    end.bytes = job->control->bytes;
+    end.cards = cards < 0 ? job->status.cards : cards;
+    m_context.metrics.CountJob(Name(), outcome, end.cards);
+    Report(outcome == JobOutcome::Completed ? Severity::Info : Severity::Warning, {Name(), job->id},
+           std::string(OutcomeText(outcome)) + ": " + AmountText(end.bytes, end.cards) +
+               (reason.empty() ? "" : "; " + reason));
+    job->data.reset();
+    job->control.reset();
+    ++m_endings;
+    EnterEnd(m_context.loop, m_context.storage, {job->id, outcome, reason, end.bytes, end.cards},
+             [this, job, end] {
+                 --m_endings;
+                 job->status = end;
+                 m_events.OnJobChanged(*job);
+                 m_events.OnJobEnded(*job);
+                 Continue();
+             });
 }
 
 void CPrinter::Cancel(const CJob& job, const std::string& reason)
@@ -394,7 +430,7 @@ void CPrinter::Cancel(const CJob& job, const std::string& reason)
     }
     const std::shared_ptr<CJob> cancelled = *found;
     m_waiting.erase(found);
-    EndJob(*cancelled, JobOutcome::Cancelled, reason, 0);
+    EndJob(cancelled, JobOutcome::Cancelled, reason, 0);
     Continue();
 }
 

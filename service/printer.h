@@ -128,17 +128,19 @@ private:
 
     void Open();
     void Close();
-    void LoadValues();
+    void LoadValues(host::CSpoolerSession& session);
     void SaveValues();
     void Recover();
     void FinishRecovery(std::optional<std::string> problem, int cardCount);
+    void PlanRetry();
+    void Retry();
     void Continue();
     void StartQuery();
     void RefuseQueries(const CServiceError& error);
     void FinishQuery(CWaitingQuery& query, const CReply& reply);
     void StartJob();
     void FinishJob(const CJobResult& result);
-    void EndJob(CJob& job, JobOutcome outcome, const std::string& reason, int cards);
+    void EndJob(const std::shared_ptr<CJob>& job, JobOutcome outcome, const std::string& reason, int cards);
     CJobStatus CurrentStatus();
     bool WantsPassword(const host::CPublishedValues& values);
     void UpdateJob();
@@ -160,11 +162,16 @@ private:
     std::shared_ptr<CJob> m_current;
     std::deque<CWaitingQuery> m_queries;
     bool m_isQueryRunning = false;
-    bool m_isRecovering = false;  ///< a cancel is due before anything else
+    bool m_isRecovering = false; ///< a cancel is due before anything else
+    bool m_isCancelling = false; ///< for that, just now
+    bool m_isRetryPlanned = false;
     unsigned m_writes = 0;        ///< of stored values, not yet answered
+    unsigned m_endings = 0;       ///< of jobs, not yet in the journal
     unsigned m_passwordTicks = 0; ///< in a row that found a password wanted
     DWORD m_progressTick = 0;     ///< when the journal was last told
     int m_progressCards = 0;
+
+    std::shared_ptr<void> m_life = std::make_shared<char>(); ///< expires with the printer, for timers
 
     CWorker m_jobWorker; ///< these two last: they use the others
     CWorker m_queryWorker;

@@ -7,6 +7,7 @@
 #include "host/exit_status.h"
 #include "host/text/file.h"
 #include "host/text/text.h"
+#include "service/job_end.h"
 #include "service/messages.h"
 
 namespace zrtmon::service {
@@ -189,6 +190,10 @@ void CService::Stop()
             printer->CancelRunning();
         }
     });
+    m_loop.After(kLongestStopMs, [this] {
+        Report(Severity::Error, {}, "stops although not everything has ended");
+        m_loop.Stop();
+    });
     EndIfIdle();
 }
 
@@ -327,10 +332,13 @@ void CService::FinishAdmission(const std::shared_ptr<CJob>& job, const CAdmissio
     CPrinter* const printer = FindPrinter(job->job.printer);
     if (!printer || m_isStopping) {
         const char* const reason = printer ? kStopReason : kRemovedReason;
-        m_storage.Post([this, id = job->id, reason] {
-            m_storage.Journal().End(id, JobOutcome::Interrupted, reason, std::time(nullptr));
+        const CServiceError error(printer ? ErrorName::Stopping : ErrorName::NoSuchPrinter, reason);
+        ++m_admissions;
+        EnterEnd(m_loop, m_storage, {job->id, JobOutcome::Interrupted, reason}, [this, replyTo, error] {
+            --m_admissions;
+            replyTo(0, error);
+            EndIfIdle();
         });
-        replyTo(0, CServiceError(printer ? ErrorName::Stopping : ErrorName::NoSuchPrinter, reason));
         return;
     }
     m_jobs[job->id] = job;

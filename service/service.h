@@ -62,6 +62,8 @@ public:
     static constexpr DWORD kEndedJobMs = 60000;
     /// On Stop jobs go on for so long.
     static constexpr DWORD kStopMs = 60000;
+    /// Then the service ends, whatever is left: a journal that cannot be written must not keep it.
+    static constexpr DWORD kLongestStopMs = 90000;
 
     /// The arguments are borrowed. Throws CDatabaseError, or CHostError for a library that does not load.
     /// Jobs that an earlier run has not finished become "interrupted".

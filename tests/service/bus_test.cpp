@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "service/database.h"
 #include "tests/service/service_process.h"
 
 namespace zrtmon::service {
@@ -115,7 +116,7 @@ TEST(Service, AnswersQueriesWhileAJobPrintsAndPrintsOneJobAtATime)
     EXPECT_EQ("printing", client.PrinterState("Slow"));
     EXPECT_EQ("waiting", client.JobState(second));
     EXPECT_EQ("", client.Cancel(second).error);
-    EXPECT_EQ("cancelled", client.JobState(second));
+    EXPECT_TRUE(client.AwaitJobState(second, "cancelled"));
     EXPECT_TRUE(client.AwaitJobState(first, "completed")) << service.Log();
 }
 
@@ -306,14 +307,71 @@ TEST(Service, ALostBusEndsIt)
     CServiceProcess service({{"Fast", kFast}});
     service.Start();
     CClient& client = service.Client();
-    client.Print("Fast", service.JobFile(2));
+    const std::string job = client.Print("Fast", service.JobFile(8)).answer;
+    ASSERT_TRUE(Await([&] { return client.Property<uint64_t>(job, CClient::kJob, "Bytes") > 0; }));
     for (int i = 0; i < 6; ++i) { // one runs, and the others wait
         client.SendQuery("Fast", "CardCount");
     }
     EXPECT_NE("", client.PrinterState("Fast")); // the service has read them
     service.Bus().Process().Signal(SIGKILL);
     EXPECT_EQ(69, service.Process().Status()) << service.Log();
-    EXPECT_NE(std::string::npos, service.Log().find("completed: 2 cards")) << service.Log();
+    EXPECT_NE(std::string::npos, service.Log().find("completed: 8 cards")) << service.Log();
+}
+
+TEST(Service, AJobWhoseStartTheJournalDoesNotTakeWaits)
+{
+    CServiceProcess service({{"Fast", kFast}});
+    service.Start();
+    CClient& client = service.Client();
+    CDatabase database(service.Database());
+    database.Execute("CREATE TRIGGER full BEFORE UPDATE OF started ON job BEGIN"
+                     " SELECT RAISE(ABORT, 'disk full'); END");
+    const std::string job = client.Print("Fast", service.JobFile(1)).answer;
+    ASSERT_TRUE(client.AwaitJobState(job, "held")) << service.Log();
+    EXPECT_EQ("the journal cannot be written: the database: disk full",
+              client.Property<std::string>(job, CClient::kJob, "Reason"));
+    client.Cancel(job);
+    EXPECT_TRUE(client.AwaitJobState(job, "cancelled")) << service.Log();
+    EXPECT_EQ("10", client.Query("Fast", "CardCount").answer) << "nothing of it has left";
+}
+
+TEST(Service, APrinterWhoseValuesCannotBeReadDoesNotWorkWithoutThem)
+{
+    CServiceProcess service({{"Fast", kFast}});
+    service.Start();
+    CClient& client = service.Client();
+    ASSERT_EQ("", client.WriteStored("Fast", "Mine", 1, "x").error);
+    service.Process().Signal(SIGTERM);
+    ASSERT_EQ(0, service.Process().Status());
+    CDatabase database(service.Database());
+    database.Execute("ALTER TABLE value RENAME TO hidden");
+    service.Start();
+    EXPECT_EQ("failed", client.PrinterState("Fast"));
+    EXPECT_EQ("NoDevice", client.Query("Fast", "CardCount").error);
+    database.Execute("ALTER TABLE hidden RENAME TO value");
+    EXPECT_EQ("10", client.Query("Fast", "CardCount").answer) << service.Log();
+    EXPECT_EQ("1:x", client.ReadStored("Fast", "Mine").answer);
+}
+
+TEST(Service, AReloadCorrectsThePortOfAPrinterThatHasACancelDue)
+{
+    CServiceProcess service({{"Slow", kSlow}});
+    service.Start();
+    CClient& client = service.Client();
+    const std::string job = client.Print("Slow", service.JobFile(3)).answer;
+    ASSERT_TRUE(Await([&] { return client.Property<uint64_t>(job, CClient::kJob, "Bytes") > 0; }));
+    service.Process().Signal(SIGKILL);
+    service.Process().Status();
+    service.Configure("Slow", "port = tcp:127.0.0.1:1"); // nobody listens
+    service.Start();
+    ASSERT_TRUE(Await([&] {
+        return service.Log().find("cancelled at the printer first") != std::string::npos;
+    })) << service.Log();
+    service.Configure("Slow", kFast);
+    service.Process().Signal(SIGHUP);
+    EXPECT_TRUE(Await([&] { return client.PrinterState("Slow") == "idle"; })) << service.Log();
+    EXPECT_EQ("10", client.Query("Slow", "CardCount").answer) << service.Log();
+    EXPECT_TRUE(Await([&] { return service.Log().find("; cancelled at the printer") != std::string::npos; }));
 }
 
 TEST(Service, AReloadLeavesUnchangedPrintersAloneAndWaitsForJobs)

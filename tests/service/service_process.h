@@ -135,6 +135,7 @@ public:
     CPrivateBus& Bus() { return *m_bus; }
     CClient& Client() { return *m_client; }
     const CTemporaryFolder& Folder() const { return m_folder; }
+    std::filesystem::path Database() const { return m_folder.Path() / "state/zrtmond.db"; }
     std::string Log() const { return ReadFile(m_folder.Path() / "log"); }
 
     /// A job as a file that is open for reading; a shape gives the same bytes.
