@@ -82,7 +82,7 @@ std::optional<int64_t> MomentFromText(const std::string& text)
 
 std::string MomentText(int64_t moment)
 {
-    const std::time_t seconds = moment;
+    const auto seconds = static_cast<std::time_t>(moment); // has 32 bits on some systems
     const std::tm* const fields = std::localtime(&seconds);
     if (!fields) {
         return std::to_string(moment);
