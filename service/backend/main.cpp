@@ -90,10 +90,8 @@ bool IsReadable(int descriptor)
     return poll(&entry, 1, 0) > 0;
 }
 
-int PrintJob(const CPrintRequest& request, int cupsd)
+int PrintJob(const CPrintRequest& request, int cupsd, CSecret& password)
 {
-    CSecret password;
-    TakePassword(environ, password);
     const service::CDescriptor stop = MakeStopDescriptor();
     const service::CDescriptor data = OpenJobData(
         {request.fileName, request.copies, STDIN_FILENO, stop.Get(), Environment("TMPDIR", "/tmp")});
@@ -111,11 +109,12 @@ int PrintJob(const CPrintRequest& request, int cupsd)
 }
 
 /// No exit status but 0 and 3, whatever happens.
-int Work(std::span<const char* const> arguments, int cupsd)
+int Work(std::span<const char* const> arguments, int cupsd, CSecret& password)
 {
     try {
-        return PrintJob(ReadArguments(arguments, std::getenv("DEVICE_URI")), cupsd);
+        return PrintJob(ReadArguments(arguments, std::getenv("DEVICE_URI")), cupsd, password);
     } catch (const std::exception& error) {
+        password.Clear();
         WriteLine(std::string("ERROR: held: ") + error.what());
         return kHeld;
     }
@@ -145,7 +144,10 @@ int main(int argc, char** argv)
     signal(SIGPIPE, SIG_IGN);
     const std::span<const char* const> arguments(argv + 1, static_cast<size_t>(argc - 1));
     const service::CDescriptor cupsd = WatchProcess(getppid());
-    const int status = Supervise([&] { return Work(arguments, cupsd.Get()); }, -1);
+    CSecret password; // out of the environment before there are two
+    TakePassword(environ, password);
+    const int status =
+        Supervise([&] { return Work(arguments, cupsd.Get(), password); }, [&] { password.Clear(); }, -1);
     if (status >= 0) {
         return status;
     }

@@ -46,7 +46,11 @@ std::string_view KeywordOf(const CJobStatus& job)
     if (job.wantsPassword) {
         return kPasswordNeeded;
     }
-    return job.state == "held" ? StateKeyword(job.category) : std::string_view{};
+    if (job.state != "held") {
+        return {};
+    }
+    // Held without an error of the printer: it cannot be reached.
+    return job.category == host::kNoErrorCategory ? kConnecting : StateKeyword(job.category);
 }
 
 /// Turns UTF-8 into the printer's 8-bit text. False if it has characters that the printer does not know.
@@ -98,8 +102,9 @@ void CPrintSession::Stop()
         m_deadline = m_clock() + kOfferMs; // it cannot be cancelled before the service has replied
         return;
     }
-    if (m_step != Step::Waiting) {
-        m_service.Cancel();
+    if (m_step != Step::Waiting && !m_service.Cancel()) {
+        Hold("stopped, and the print service does not confirm the cancel: it may print this job");
+        return;
     }
     Hold("stopped after " + HowFar(m_job));
 }
@@ -260,6 +265,11 @@ void CPrintSession::EndOf(const CJobStatus& job)
     if (job.state == "completed") {
         m_lines.Info("printed, " + HowFar(job));
         End(kPrinted);
+        return;
+    }
+    if (m_step == Step::Accepted && job.state == "interrupted" && job.bytes == 0 &&
+        !m_settings.order.uuid.empty()) {
+        RetryLater(job.reason); // nobody ended it: the service or the printer was taken away
         return;
     }
     if (m_settings.isHeard()) {

@@ -34,7 +34,7 @@ int WaitFor(pid_t child, const sigset_t& signals)
 
 } // namespace
 
-int Supervise(const std::function<int()>& work, int onCrash)
+int Supervise(const std::function<int()>& work, const std::function<void()>& forget, int onCrash)
 {
     signal(SIGCHLD, SIG_DFL); // an ignored one would take the child's status away
     const sigset_t signals = WatchedSignals();
@@ -46,6 +46,7 @@ int Supervise(const std::function<int()>& work, int onCrash)
     if (child == 0) {
         exit(work());
     }
+    forget();
     const int status = WaitFor(child, signals);
     return WIFEXITED(status) ? WEXITSTATUS(status) : onCrash;
 }

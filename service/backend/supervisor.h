@@ -8,7 +8,8 @@ namespace zrtmon::backend {
 /// passed on, and blocked in work.
 ///
 /// CUPS takes a job whose backend a signal has ended for a completed one. With two processes the job survives
-/// either: this one says that it is held, and work goes on by itself.
-int Supervise(const std::function<int()>& work, int onCrash);
+/// either: this one says that it is held, and work goes on by itself. forget is called here once the other
+/// process has its copy of everything: for what only work needs.
+int Supervise(const std::function<int()>& work, const std::function<void()>& forget, int onCrash);
 
 } // namespace zrtmon::backend

@@ -218,8 +218,11 @@ TEST_F(PrintSession, ShowsErrorsThatComeAndGo)
     EXPECT_EQ("INFO: held: error (printer error 12, category 12), display: CARD JAM OPEN COVER",
               LastLine("INFO"));
 
+    session->OnJobChanged(Held(1, "cannot reach the printer"));
+    EXPECT_EQ("STATE: +connecting-to-device", LastLine("STATE"));
     session->OnJobChanged(Held(6, "waiting for the printer"));
-    EXPECT_EQ("STATE: -other-error", LastLine("STATE"));
+    EXPECT_TRUE(Wrote("STATE: -other-error"));
+    EXPECT_EQ("STATE: -connecting-to-device", LastLine("STATE"));
     session->OnAnswer("LCDInfo", "CARD JAM");
     EXPECT_EQ("INFO: held: waiting for the printer", LastLine("INFO")) << "a late answer is about the past";
     session->OnJobChanged(Job("printing"));
@@ -303,6 +306,11 @@ TEST_F(PrintSession, StopsAtOnce)
     session->Stop();
     EXPECT_EQ(1u, service.Count("Cancel"));
     ExpectHeld("stopped after 2 cards, 1 KiB");
+
+    service.takes = false;
+    BeginAccepted();
+    session->Stop();
+    ExpectHeld("stopped, and the print service does not confirm the cancel: it may print this job");
 }
 
 TEST_F(PrintSession, StoppedWhileOfferedCancelsWhatIsAcceptedStill)
@@ -337,6 +345,23 @@ TEST_F(PrintSession, OffersTheJobAgainAfterTheServiceEnded)
     EXPECT_EQ(2u, service.Count("Print"));
     session->OnRefused(Refusal::Known, "interrupted after 1 card");
     ExpectHeld("interrupted after 1 card");
+}
+
+TEST_F(PrintSession, OffersAgainAJobThatWasTakenAwayBeforeItsFirstByte)
+{
+    CJobStatus unprinted = Job("interrupted");
+    unprinted.bytes = 0;
+    unprinted.reason = "the service was stopped";
+    BeginAccepted();
+    session->OnJobChanged(unprinted);
+    EXPECT_EQ(0u, service.Count("Acknowledge"));
+    EXPECT_EQ("INFO: waiting: the service was stopped", LastLine("INFO"));
+    Pass(CPrintSession::kFirstRetryMs);
+    EXPECT_EQ(2u, service.Count("Print"));
+
+    BeginAccepted("", ""); // nobody could say whether it was printed
+    session->OnJobChanged(unprinted);
+    ExpectHeld("interrupted after 0 cards, 0 bytes: the service was stopped");
 }
 
 TEST_F(PrintSession, BeginsTheWaitForAPasswordAgainAfterTheServiceEnded)
