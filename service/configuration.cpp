@@ -186,8 +186,8 @@ std::string PortProblem(const std::string& port)
 /// Reads the printer files of one folder.
 class CPrinterFiles {
 public:
-    CPrinterFiles(const fs::path& folder, CConfiguration& configuration)
-        : m_folder(folder), m_configuration(configuration)
+    CPrinterFiles(const fs::path& folder, const CConfiguration& before, CConfiguration& configuration)
+        : m_folder(folder), m_before(before), m_configuration(configuration)
     {
     }
 
@@ -204,6 +204,9 @@ public:
         if (error && error != std::errc::no_such_file_or_directory) {
             m_configuration.problems.push_back(host::DisplayPath(m_folder / kPrinterFolder) + ": " +
                                                error.message() + "; make it readable for the service's user");
+            for (const auto& [name, file] : m_before.files) {
+                Doubt(name, file);
+            }
         }
         std::sort(files.begin(), files.end());
         for (const fs::path& file : files) {
@@ -216,6 +219,7 @@ private:
     {
         CSettingsFile file(path, kPrinterKeys, m_configuration.problems);
         if (!file.IsReadable()) {
+            DoubtFile(path);
             return;
         }
         CPrinterConfiguration printer;
@@ -230,10 +234,30 @@ private:
         }
         CheckUnique(file, "name", printer.name, m_names);
         CheckUnique(file, "port", printer.port, m_ports);
-        if (file.IsSound()) {
-            m_configuration.printers.push_back(std::move(printer));
-        } else if (!printer.name.empty()) {
-            m_configuration.doubtfulPrinters.push_back(printer.name);
+        if (!file.IsSound()) {
+            DoubtFile(path);
+            Doubt(printer.name, path);
+            return;
+        }
+        m_configuration.files[printer.name] = path;
+        m_configuration.printers.push_back(std::move(printer));
+    }
+
+    void Doubt(const std::string& name, const fs::path& file)
+    {
+        if (!name.empty()) {
+            m_configuration.doubtfulPrinters.insert(name);
+            m_configuration.files.try_emplace(name, file);
+        }
+    }
+
+    /// The printers that the file had before.
+    void DoubtFile(const fs::path& path)
+    {
+        for (const auto& [name, file] : m_before.files) {
+            if (file == path) {
+                Doubt(name, path);
+            }
         }
     }
 
@@ -267,6 +291,7 @@ private:
     }
 
     const fs::path& m_folder;
+    const CConfiguration& m_before;
     CConfiguration& m_configuration;
     std::map<std::string, std::string> m_names;
     std::map<std::string, std::string> m_ports;
@@ -288,11 +313,11 @@ std::string PolicyPath(const fs::path& folder, const std::string& value, std::st
     return host::DisplayPath(whole);
 }
 
-CConfiguration LoadConfiguration(const fs::path& folder)
+CConfiguration LoadConfiguration(const fs::path& folder, const CConfiguration& before)
 {
     CConfiguration configuration;
     LoadMain(folder, configuration);
-    CPrinterFiles(folder, configuration).Load();
+    CPrinterFiles(folder, before, configuration).Load();
     return configuration;
 }
 

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,8 +22,10 @@ struct CConfiguration {
     unsigned keepDays = 90;            ///< the journal forgets jobs that ended earlier
     std::filesystem::path metricsFile; ///< empty: none is written
     std::vector<CPrinterConfiguration> printers;
-    /// The printers of files with a problem, as far as they could be read: a reload leaves those alone.
-    std::vector<std::string> doubtfulPrinters;
+    /// The printers of files with a problem, as far as they are known: a reload leaves those alone.
+    std::set<std::string> doubtfulPrinters;
+    /// Where each printer, of either kind, is from.
+    std::map<std::string, std::filesystem::path> files;
     /// One line each: "FILE:LINE: what is wrong; what would do".
     std::vector<std::string> problems;
 };
@@ -31,8 +35,9 @@ inline constexpr size_t kLongestPrinterName = 127;
 
 /// Reads FOLDER/zrtmond.conf, which may be missing, and FOLDER/printers.d/*.conf in the order of their names,
 /// one printer each. Lines are "key = value"; empty ones and those that begin with '#' are skipped. A setting
-/// with a problem keeps its default, and a printer with one is left out. Opens no port.
-CConfiguration LoadConfiguration(const std::filesystem::path& folder);
+/// with a problem keeps its default, and a printer with one is left out. Opens no port. before: as it was
+/// read last; it knows the printers of files that cannot be read any more.
+CConfiguration LoadConfiguration(const std::filesystem::path& folder, const CConfiguration& before = {});
 
 /// The whole path of a policy file, and what is wrong with it, if something is. It has to be a file below the
 /// folder, links followed: others could be read with the service's rights.

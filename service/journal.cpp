@@ -85,9 +85,9 @@ CAdmission CJournal::Admit(const CNewJob& job, int64_t now)
 {
     CTransaction transaction(m_database);
     if (!job.uuid.empty()) {
-        CStatement last(m_database, "SELECT id, told FROM job WHERE uuid = ?1 AND (started > 0 OR ended = 0)"
-                                    " ORDER BY id DESC LIMIT 1");
-        if (last.Bind(1, job.uuid).Step() && !IsRelease(last.Number(1), now)) {
+        CStatement last(m_database, "SELECT id, told FROM job WHERE uuid = ?1 AND owner = ?2"
+                                    " AND (started > 0 OR ended = 0) ORDER BY id DESC LIMIT 1");
+        if (last.Bind(1, job.uuid).Bind(2, job.owner).Step() && !IsRelease(last.Number(1), now)) {
             const CJobEntry entry = Select("id = ?2", {}, last.Number(0)).front();
             Tell(entry.id, now);
             transaction.Commit();
@@ -178,7 +178,9 @@ bool CJournal::IsCancelDue(std::string_view printer)
 
 void CJournal::Forget(int64_t before)
 {
-    CStatement(m_database, "DELETE FROM job WHERE ended > 0 AND ended < ?1").Bind(1, before).Run();
+    CStatement(m_database, "DELETE FROM job WHERE ended > 0 AND ended < ?1 AND cancel_due = 0")
+        .Bind(1, before)
+        .Run();
 }
 
 /// The condition is one of this file's, with ?1 the text and ?2 the number.

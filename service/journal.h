@@ -60,9 +60,9 @@ public:
 
     explicit CJournal(CDatabase& database) : m_database(database) {}
 
-    /// Enters a job that waits, unless its uuid is known: a job of that uuid waits or prints, or has sent
-    /// bytes without a good end, or was printed. The last two are told, and a job of that uuid that comes
-    /// kOwnStartS later is taken: a person has released it.
+    /// Enters a job that waits, unless its uuid is known for its owner: a job of that uuid waits or prints,
+    /// or has sent bytes without a good end, or was printed. The last two are told, and a job of that uuid
+    /// that comes kOwnStartS later is taken: a person has released it.
     CAdmission Admit(const CNewJob& job, int64_t now);
 
     /// The job's first byte is about to leave.
@@ -84,7 +84,7 @@ public:
     std::vector<CJobEntry> Unfinished();
     /// Whether a cancel is due at the printer.
     bool IsCancelDue(std::string_view printer);
-    /// Removes jobs that ended before that time.
+    /// Removes jobs that ended before that time, unless a cancel is due for them.
     void Forget(int64_t before);
 
 private:

@@ -495,12 +495,13 @@ void CPrinter::WriteStored(CStoredValue value, CReplyTo replyTo)
             m_context.storage.Values().Save(Name(), {*stored});
             return std::string();
         });
-        m_context.loop.Post([this, reply, replyTo, apply] {
+        m_context.loop.Post([this, stored, reply, replyTo, apply] {
             if (!reply.error) {
                 apply();
                 return;
             }
             --m_writes;
+            Wipe(stored->bytes);
             replyTo(reply);
             Continue();
         });

@@ -7,6 +7,7 @@
 #include "host/exit_status.h"
 #include "host/text/file.h"
 #include "host/text/text.h"
+#include "platform/wipe.h"
 #include "service/job_end.h"
 #include "service/messages.h"
 
@@ -52,6 +53,12 @@ void CheckText(const char* what, const std::string& text)
         throw CServiceError(ErrorName::BadData, std::string(what) + ": longer than 255 bytes");
     }
 }
+
+/// Wipes the bytes, unless they were moved away.
+struct CWipedAtEnd {
+    std::string& bytes;
+    ~CWipedAtEnd() { Wipe(bytes); }
+};
 
 ErrorName NameOf(CRefusal::Kind kind)
 {
@@ -105,7 +112,7 @@ void CService::ForgetOldJobs()
 
 void CService::Load()
 {
-    m_configuration = LoadConfiguration(m_options.configurationFolder);
+    m_configuration = LoadConfiguration(m_options.configurationFolder, m_configuration);
     for (const std::string& problem : m_configuration.problems) {
         Report(Severity::Error, {}, problem);
     }
@@ -117,13 +124,11 @@ void CService::Load()
 
 void CService::ApplyConfiguration()
 {
-    const std::vector<std::string>& doubtful = m_configuration.doubtfulPrinters;
     for (const std::unique_ptr<CPrinter>& printer : m_printers) {
         const auto isSame = [&](const auto& configured) { return configured.name == printer->Name(); };
         const auto& configured = m_configuration.printers;
         const auto found = std::find_if(configured.begin(), configured.end(), isSame);
-        const bool isDoubtful =
-            std::find(doubtful.begin(), doubtful.end(), printer->Name()) != doubtful.end();
+        const bool isDoubtful = m_configuration.doubtfulPrinters.count(printer->Name()) != 0;
         if (found == configured.end() && !isDoubtful) {
             RemovePrinter(*printer);
         } else if (found != configured.end() && FindPrinter(printer->Name())) {
@@ -201,9 +206,16 @@ void CService::EndIfIdle()
 {
     const bool isIdle = std::all_of(m_printers.begin(), m_printers.end(),
                                     [](const auto& printer) { return printer->IsIdle(); });
-    if (m_isStopping && isIdle && m_admissions == 0) {
+    if (m_isStopping && isIdle && m_journalCalls == 0) {
         m_loop.Stop();
     }
+}
+
+void CService::FinishJournalCall(const std::function<void()>& reply)
+{
+    --m_journalCalls;
+    reply();
+    EndIfIdle();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -250,6 +262,7 @@ void CService::ListJobs(const CCaller& caller, int64_t since, const CEntriesRepl
 {
     Check(Right::SeeOwnJobs, caller);
     const std::string user = IsAllowed(Right::SeeAllJobs, caller.user) ? "" : caller.user.name;
+    ++m_journalCalls;
     m_storage.Post([this, since, user, replyTo] {
         std::vector<CJobEntry> entries;
         std::optional<CServiceError> error;
@@ -258,7 +271,9 @@ void CService::ListJobs(const CCaller& caller, int64_t since, const CEntriesRepl
         } catch (const CDatabaseError& problem) {
             error = CServiceError(ErrorName::PrinterError, problem.what());
         }
-        m_loop.Post([entries = std::move(entries), error, replyTo] { replyTo(entries, error); });
+        m_loop.Post([this, entries = std::move(entries), error, replyTo] {
+            FinishJournalCall([&] { replyTo(entries, error); });
+        });
     });
 }
 
@@ -297,7 +312,7 @@ void CService::Print(const CCaller& caller, const CPrintRequest& request, CDescr
     }
     job->job = {request.printer,  request.title, owner,
                 caller.user.name, request.uuid,  job->data->TotalBytes()};
-    ++m_admissions;
+    ++m_journalCalls;
     m_storage.Post([this, job, replyTo] {
         std::optional<CAdmission> admission;
         std::string problem;
@@ -307,14 +322,14 @@ void CService::Print(const CCaller& caller, const CPrintRequest& request, CDescr
             problem = error.what();
         }
         m_loop.Post([this, job, replyTo, admission, problem] {
-            --m_admissions;
-            if (admission) {
-                FinishAdmission(job, *admission, replyTo);
-            } else {
-                replyTo(0, CServiceError(ErrorName::PrinterError,
-                                         "the journal does not take the job: " + problem));
-            }
-            EndIfIdle();
+            FinishJournalCall([&] {
+                if (admission) {
+                    FinishAdmission(job, *admission, replyTo);
+                } else {
+                    replyTo(0, CServiceError(ErrorName::PrinterError,
+                                             "the journal does not take the job: " + problem));
+                }
+            });
         });
     });
 }
@@ -333,12 +348,9 @@ void CService::FinishAdmission(const std::shared_ptr<CJob>& job, const CAdmissio
     if (!printer || m_isStopping) {
         const char* const reason = printer ? kStopReason : kRemovedReason;
         const CServiceError error(printer ? ErrorName::Stopping : ErrorName::NoSuchPrinter, reason);
-        ++m_admissions;
-        EnterEnd(m_loop, m_storage, {job->id, JobOutcome::Interrupted, reason}, [this, replyTo, error] {
-            --m_admissions;
-            replyTo(0, error);
-            EndIfIdle();
-        });
+        ++m_journalCalls;
+        EnterEnd(m_loop, m_storage, {job->id, JobOutcome::Interrupted, reason},
+                 [this, replyTo, error] { FinishJournalCall([&] { replyTo(0, error); }); });
         return;
     }
     m_jobs[job->id] = job;
@@ -368,6 +380,7 @@ CStoredValue CService::ReadStored(const CCaller& caller, const std::string& prin
 void CService::ChangeStored(const CCaller& caller, const std::string& printer, CStoredValue value,
                             CReplyTo replyTo)
 {
+    const CWipedAtEnd wiped{value.bytes}; // of a password, also when it is refused
     Check(Right::UseStored, caller);
     CheckRunning();
     CPrinter& target = PrinterOrThrow(printer);
@@ -415,6 +428,7 @@ void CService::AcknowledgeJob(const CCaller& caller, uint64_t id, const CReplyTo
 {
     const std::shared_ptr<CJob> job = JobOrThrow(id);
     Check(Right::ControlJob, caller, job->job.owner);
+    ++m_journalCalls;
     m_storage.Post([this, id, replyTo] {
         CReply reply;
         try {
@@ -422,7 +436,7 @@ void CService::AcknowledgeJob(const CCaller& caller, uint64_t id, const CReplyTo
         } catch (const CDatabaseError& error) {
             reply.error = CServiceError(ErrorName::PrinterError, error.what());
         }
-        m_loop.Post([reply, replyTo] { replyTo(reply); });
+        m_loop.Post([this, reply, replyTo] { FinishJournalCall([&] { replyTo(reply); }); });
     });
 }
 
@@ -522,8 +536,12 @@ void CService::WriteMetrics()
     m_isMetricsPlanned = false;
     try {
         host::WriteWholeFile(m_configuration.metricsFile, m_metrics.Text());
+        m_metricsProblem.clear();
     } catch (const host::CHostError& error) {
-        Report(Severity::Warning, {}, std::string("metrics: ") + error.what());
+        if (m_metricsProblem != error.what()) { // once, not every second
+            m_metricsProblem = error.what();
+            Report(Severity::Warning, {}, "metrics: " + m_metricsProblem);
+        }
     }
 }
 

@@ -125,6 +125,7 @@ private:
     void PlanMetrics();
     void WriteMetrics();
     void EndIfIdle();
+    void FinishJournalCall(const std::function<void()>& reply);
 
     CServiceOptions m_options;
     CMainLoop& m_loop;
@@ -139,10 +140,11 @@ private:
     std::map<uint64_t, std::shared_ptr<CJob>> m_jobs;
     std::vector<std::unique_ptr<CPrinter>> m_printers;
     std::vector<const CPrinter*> m_removed; ///< of them; destroyed when they are idle
-    unsigned m_admissions = 0;              ///< that the journal is deciding on
+    unsigned m_journalCalls = 0;            ///< not yet answered
     bool m_isStopping = false;
     bool m_isTickPlanned = false;
     bool m_isMetricsPlanned = false;
+    std::string m_metricsProblem; ///< reported last; empty: none
 };
 
 } // namespace zrtmon::service

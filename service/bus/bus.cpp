@@ -110,15 +110,15 @@ void CBus::OnJobEnded(const CJob& job)
 
 void CBus::OnJobRemoved(uint64_t id) { m_jobs.erase(id); }
 
-/// What cannot be told because the bus is gone is in the journal.
-void CBus::Emit(const std::function<void()>& emit)
+/// What cannot be told is in the journal. That the bus is lost shows when it is read.
+void CBus::Emit(const std::function<void()>& emit) const
 {
     try {
         if (!m_isLost) {
             emit();
         }
     } catch (const sdbus::Error& error) {
-        Lose(error.getMessage());
+        Report(Severity::Warning, {}, "a change was not signalled: " + error.getMessage());
     }
 }
 

@@ -37,7 +37,7 @@ public:
 
 private:
     void WatchClients();
-    void Emit(const std::function<void()>& emit);
+    void Emit(const std::function<void()>& emit) const;
     void Lose(const std::string& reason);
 
     std::function<void()> m_onLost;

@@ -108,7 +108,31 @@ TEST(Configuration, AFileWithAProblemLeavesItsPrinterInDoubt)
 {
     const CTemporaryFolder folder;
     folder.Write("printers.d/a.conf", "name=A\nport=nowhere:\n");
-    EXPECT_EQ(std::vector<std::string>{"A"}, LoadConfiguration(folder.Path()).doubtfulPrinters);
+    EXPECT_EQ(std::set<std::string>{"A"}, LoadConfiguration(folder.Path()).doubtfulPrinters);
+}
+
+TEST(Configuration, APrinterWhoseFileCannotBeReadAnyMoreIsInDoubt)
+{
+    const CTemporaryFolder folder;
+    folder.Write("printers.d/a.conf", "name=A\nport=usb:\n");
+    folder.Write("printers.d/b.conf", "name=B\nport=tcp:192.0.2.1\n");
+    CConfiguration configuration = LoadConfiguration(folder.Path());
+    ASSERT_EQ(2u, configuration.printers.size());
+    folder.Write("printers.d/a.conf", std::string(65 * 1024, '#'));
+    folder.Write("printers.d/b.conf", "naem=B\nport=tcp:192.0.2.1\n");
+    for (const char* const time : {"first", "second"}) {
+        configuration = LoadConfiguration(folder.Path(), configuration);
+        EXPECT_EQ((std::set<std::string>{"A", "B"}), configuration.doubtfulPrinters) << time;
+    }
+    std::filesystem::remove(folder.Path() / "printers.d/b.conf");
+    configuration = LoadConfiguration(folder.Path(), configuration);
+    EXPECT_EQ(std::set<std::string>{"A"}, configuration.doubtfulPrinters)
+        << "a file that is gone is no doubt";
+    std::filesystem::remove_all(folder.Path() / "printers.d");
+    folder.Write("printers.d", "not a folder");
+    configuration = LoadConfiguration(folder.Path(), configuration);
+    EXPECT_EQ(1u, configuration.problems.size());
+    EXPECT_EQ(std::set<std::string>{"A"}, configuration.doubtfulPrinters);
 }
 
 } // namespace

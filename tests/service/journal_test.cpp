@@ -161,6 +161,24 @@ TEST_F(Journal, ListsAndForgets)
     ASSERT_EQ(2u, jobs.size());
     EXPECT_EQ("held: ribbon", jobs[0].reason) << "a good end keeps why it was held";
     EXPECT_EQ(running, jobs[1].id);
+    m_journal.End(running, JobOutcome::Interrupted, "", kNow, true);
+    m_journal.Forget(kNow + 1);
+    EXPECT_TRUE(m_journal.IsCancelDue("Cards")) << "the printer has not been reached since";
+    m_journal.CancelDone("Cards");
+    m_journal.Forget(kNow + 1);
+    EXPECT_EQ(0u, m_journal.Jobs(0, "").size());
+}
+
+TEST_F(Journal, AnothersJobOfTheSameUuidIsAnotherJob)
+{
+    const uint64_t id = AdmitNew("u");
+    m_journal.Start(id, kNow, -1);
+    m_journal.End(id, JobOutcome::Completed, "", kNow);
+    const CNewJob anothers{"Cards", "Title", "somebody", "somebody", "u", 1000};
+    EXPECT_TRUE(std::holds_alternative<uint64_t>(m_journal.Admit(anothers, kNow)));
+    EXPECT_EQ(CRefusal::Kind::Printed, Refused("u")) << "its owner has not been told";
+    m_now += CJournal::kOwnStartS;
+    EXPECT_EQ(kTaken, Refused("u"));
 }
 
 TEST(Database, IsOnDiskAtEachCommitAndWhole)
