@@ -29,20 +29,3 @@ if(WIN32)
         add_link_options(-Wl,--high-entropy-va)
     endif()
 endif()
-
-# zrt_precompile(TARGET headers...): large headers of other libraries, compiled once per target if ZRTMON_PRECOMPILE is
-# on. Builds without it find an include that a source forgot.
-function(zrt_precompile target)
-    if(ZRTMON_PRECOMPILE)
-        target_precompile_headers(${target} PRIVATE ${ARGN})
-    endif()
-endfunction()
-
-# zrt_precompile_platform(targets...): the same for the Windows headers, which take more than half of most compilations.
-function(zrt_precompile_platform)
-    if(WIN32)
-        foreach(target IN LISTS ARGN)
-            zrt_precompile(${target} ${PROJECT_SOURCE_DIR}/platform/win32.h)
-        endforeach()
-    endif()
-endfunction()
