@@ -107,13 +107,19 @@ std::vector<double> QueryTimesBesideAJob(int cards)
     std::thread asker([&] {
         while (!isOver) {
             bool isAnswered = false;
-            times.push_back(TimeOfQuery(connected.port, &isAnswered));
+            const double time = TimeOfQuery(connected.port, &isAnswered);
+            if (isAnswered) { // a refusal is fast
+                times.push_back(time);
+            }
         }
     });
     Carry(connected.port.Handle(), job.bytes, kPieceBytes, Library().pfnWritePort);
     isOver = true;
     asker.join();
     connected.port.EndDocument();
+    if (times.empty()) {
+        throw std::runtime_error("no query beside the job has an answer");
+    }
     return times;
 }
 

@@ -141,6 +141,9 @@ std::optional<CDeviceName> ParseDeviceName(std::wstring_view text, std::string* 
     for (size_t i = 0; i < parts.size() && problem->empty(); ++i) {
         *problem = TakeOption(parts[i], name);
     }
+    if (problem->empty() && !name.path.empty() && !name.serial.empty()) {
+        *problem = "the port names its device twice: give " + Quoted(name.path) + " or serial=" + name.serial;
+    }
     return problem->empty() ? std::optional(name) : std::nullopt;
 }
 

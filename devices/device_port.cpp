@@ -148,8 +148,9 @@ size_t CDevicePort::ReadSome(uint8_t* buffer, size_t size)
         m_hasReplied = true;
         return static_cast<size_t>(count);
     }
-    m_isAtEnd = m_isAtEnd || count == 0;
-    if (!m_isAtEnd && count != -EAGAIN) {
+    // A USB printer may send a transfer without bytes; a stream that ended does nothing else.
+    m_isAtEnd = m_isAtEnd || (count == 0 && IsNetwork());
+    if (!m_isAtEnd && count != 0 && count != -EAGAIN) {
         Fail(static_cast<int>(-count), "reading from " + Place(), ERROR_READ_FAULT);
     }
     return 0;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/win32.h"
+#include "platform/wipe.h"
 
 namespace zrtmon {
 
@@ -88,6 +89,11 @@ private:
 template <typename Record>
 class CRecordList {
 public:
+    CRecordList() = default;
+    ~CRecordList() { Wipe(m_buffer); } // records of printer data may be passwords
+    CRecordList(const CRecordList&) = delete;
+    CRecordList& operator=(const CRecordList&) = delete;
+
     const Record* begin() const { return reinterpret_cast<const Record*>(m_buffer.data()); }
     const Record* end() const { return begin() + m_count; }
 
@@ -105,6 +111,7 @@ public:
             if (error != ERROR_INSUFFICIENT_BUFFER && error != ERROR_MORE_DATA) {
                 return error;
             }
+            Wipe(m_buffer);
             m_buffer.resize(needed / sizeof(uint64_t) + 1);
         }
         return ERROR_INSUFFICIENT_BUFFER;

@@ -97,10 +97,15 @@ public:
         if (error != ERROR_SUCCESS) {
             return error == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : error; // nothing was ever stored
         }
+        values->resize(
+            static_cast<size_t>(records.end() - records.begin())); // once: a value may be a password
+        auto value = values->begin();
         for (const PRINTER_ENUM_VALUESW& record : records) {
             const auto* bytes = reinterpret_cast<const char*>(record.pData);
-            values->push_back(
-                {Text(record.pValueName), {record.dwType, std::string(bytes, bytes ? record.cbData : 0)}});
+            value->first = Text(record.pValueName);
+            value->second.type = record.dwType;
+            value->second.bytes.assign(bytes ? bytes : "", bytes ? record.cbData : 0);
+            ++value;
         }
         return ERROR_SUCCESS;
     }

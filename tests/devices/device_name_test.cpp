@@ -38,6 +38,8 @@ INSTANTIATE_TEST_SUITE_P(
         NameCase{"Only", L"usb:", "usb path= serial= drain=30000"},
         NameCase{"Path", L"USB:/dev/usb/lp0", "usb path=/dev/usb/lp0 serial= drain=30000"},
         NameCase{"Serial", L"usb:serial=A1,drain-ms=0", "usb path= serial=A1 drain=0"},
+        NameCase{"PathAndSerial", L"usb:/dev/usb/lp0,serial=A1",
+                 "the port names its device twice: give '/dev/usb/lp0' or serial=A1"},
         NameCase{"PathOption", L"usb:/dev/x,drain-ms=5", "usb path=/dev/x serial= drain=5"},
         NameCase{"NoPath", L"usb:lp0",
                  "the device option 'lp0' is not valid; write serial=SN or drain-ms=0...600000"},

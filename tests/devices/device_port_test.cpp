@@ -297,6 +297,23 @@ INSTANTIATE_TEST_SUITE_P(
         EndCase{"TcpOption", kTcp, L",drain-ms=700", false, 999999, true, 700, "take the last", 0}),
     CaseName());
 
+TEST(DevicePort, AnEmptyTransferOfAUsbPrinterIsNotTheEndOfItsReplies)
+{
+    for (const CDeviceName::Kind kind : {kUsb, kTcp}) {
+        PortFixture fixture(kind);
+        fixture.script.replies = {"", "reply"};
+        ASSERT_EQ(ERROR_SUCCESS, fixture.port->Start());
+        std::string received;
+        for (int read = 0; read < 2; ++read) {
+            BYTE buffer[64] = {};
+            EXPECT_EQ(ERROR_SUCCESS, fixture.port->Read(buffer, sizeof buffer, &fixture.count));
+            received.append(reinterpret_cast<const char*>(buffer), fixture.count);
+        }
+        EXPECT_EQ(kind == kUsb ? "reply" : "", received);
+        fixture.port->End(false);
+    }
+}
+
 TEST(DevicePort, ThatIsGivenUpSendsNothingMoreAndWaitsForNothing)
 {
     for (const CDeviceName::Kind kind : {kUsb, kTcp}) {
