@@ -81,6 +81,18 @@ std::string Title(const std::filesystem::path& path)
     return title;
 }
 
+/// Without an answer nobody here knows whether the service has taken the job.
+std::unique_ptr<IRemoteJob> HandOver(IRemotePrinter& printer, host::CJobSource& source)
+{
+    const CDescriptor file = FileOf(source);
+    try {
+        return printer.Print(file.Get(), Title(source.Path()));
+    } catch (const CServiceLost& loss) {
+        throw CServiceLost(loss.Why(), std::string(loss.what()) +
+                                           "; it may print the job all the same, and zrtctl jobs says so");
+    }
+}
+
 struct CEnding {
     std::string_view state;
     ExitStatus status;
@@ -98,7 +110,7 @@ constexpr CEnding kEndings[] = {
 CServiceJob::CServiceJob(IPrintService& service, IRemotePrinter& printer, host::CJobSource& source)
     : m_service(service), m_printer(printer), m_printerStatus(printer.Status()),
       m_totalBytes(source.TotalBytes()), m_hasDevice(host::IsPrinterPort(m_printerStatus.port)),
-      m_remote(printer.Print(FileOf(source).Get(), Title(source.Path())))
+      m_remote(HandOver(printer, source))
 {
 }
 

@@ -110,7 +110,9 @@ void CScriptedService::Note(const std::string& method, const std::string& argume
     calls.push_back(method + ' ' + arguments);
     const auto refusal = refusals.find(method);
     if (refusal != refusals.end()) {
-        client::ThrowBusError("org.zrtmon.Error." + refusal->second.first, refusal->second.second);
+        const std::string& name = refusal->second.first;
+        client::ThrowBusError(name.starts_with("org.") ? name : "org.zrtmon.Error." + name,
+                              refusal->second.second);
     }
 }
 

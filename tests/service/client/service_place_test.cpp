@@ -153,6 +153,17 @@ TEST(ServicePrint, SaysWhatBecomesOfTheJobWhenTheServiceIsLost)
     }
 }
 
+TEST(ServicePrint, SaysThatAJobMayPrintAfterNoReply)
+{
+    CServiceFixture fixture;
+    fixture.WriteFile("job", "bytes");
+    fixture.service->refusals["Print"] = {"org.freedesktop.DBus.Error.NoReply", "timed out"};
+    const CCommandResult result = fixture.Run("print @job");
+    EXPECT_EQ(69, result.status);
+    EXPECT_TRUE(Shows(result.err, "does not reply"));
+    EXPECT_TRUE(Shows(result.err, "it may print the job all the same"));
+}
+
 TEST(ServicePrint, CancelsAtTheInterruptKeyAndAfterGiveUp)
 {
     for (const bool givesUp : {false, true}) {
