@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <stdexcept>
 
@@ -28,7 +29,11 @@ void* Allocate(size_t size) noexcept
         return nullptr;
     }
     ++g_live;
-    return new (memory) BlockHead{size} + 1;
+    BlockHead* const head = new (memory) BlockHead{size};
+    if (g_watch) {
+        std::memset(head + 1, 0, size); // what a block held that was freed before is not this one's
+    }
+    return head + 1;
 }
 
 void Free(void* block) noexcept
