@@ -23,10 +23,10 @@ namespace zrtmon::host {
 /// The state of a printer.
 struct CPrinterState {
     CPublishedValues values = {};
-    std::string queue =
-        {}; ///< what the queue itself reports: "paused"; empty if nothing, or if there is no queue
-    uint64_t printingJob =
-        0; ///< id of the job of the queue that is being printed; 0: none, or there is no queue
+    /// What the queue itself reports: "paused"; empty if nothing, or if there is no queue.
+    std::string queue = {};
+    /// Id of the job of the queue that is being printed; 0: none, or there is no queue.
+    uint64_t printingJob = 0;
 
     bool operator==(const CPrinterState&) const = default;
 };
